@@ -1,0 +1,117 @@
+// Operating-system services used by the driver, the log facility and the tools.
+// Nothing outside platform/ includes an OS header; everything OS-specific goes through here.
+// The POSIX implementation lives in platform/posix/, a Windows one will sit beside it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace tq4::platform {
+
+// ---- named shared memory block -------------------------------------------------------------
+// A block of memory shared by every process that opens the same name. Linux: a POSIX
+// shared-memory object ("/name"), sized on creation and mapped whole.
+class SharedBlock {
+public:
+    // Opens the block if it exists, else creates it zero-filled with `size` bytes.
+    // Returns null when it can neither be opened nor created.
+    static std::unique_ptr<SharedBlock> openOrCreate(const std::string& name, std::size_t size);
+    ~SharedBlock();                         // unmaps; the last user's unmap does not unlink
+    SharedBlock(const SharedBlock&) = delete;
+    SharedBlock& operator=(const SharedBlock&) = delete;
+
+    void* data() const { return data_; }
+    std::size_t size() const { return size_; }
+    bool createdByThisProcess() const { return created_; }
+
+    // Removes the name so that the next openOrCreate starts afresh (used when the last
+    // process detaches, and by tests).
+    static void unlink(const std::string& name);
+
+private:
+    SharedBlock() = default;
+    void* data_ = nullptr;
+    std::size_t size_ = 0;
+    bool created_ = false;
+    int fd_ = -1;
+};
+
+// ---- folders and files ----------------------------------------------------------------------
+// The folder that stands in for the Windows common application data folder. The environment
+// variable TQ4_COMMON_APPDATA overrides it; without it: $XDG_DATA_HOME, else $HOME/.local/share,
+// else /tmp. Returns false when no folder can be named.
+bool commonAppDataFolder(std::string& folder);
+bool makeDirectory(const std::string& path);          // true if it exists afterwards
+bool makeDirectories(const std::string& path);        // with every missing parent
+bool fileExists(const std::string& path);             // plain existence test (folders count)
+bool currentDirectory(std::string& dir);
+char pathSeparator();                                  // '/' here, '\\' on Windows
+char gentlPathListSeparator();                         // ':' here, ';' on Windows
+std::string getEnvironment(const char* name);          // empty when unset
+
+// ---- dynamic modules ------------------------------------------------------------------------
+using ModuleHandle = void*;
+ModuleHandle loadModule(const std::string& path);      // null on failure
+void* moduleSymbol(ModuleHandle module, const char* name);
+void unloadModule(ModuleHandle module);
+std::string lastModuleError();                         // text of the last failure
+// Full path of the module that contains `addressInside` (a function of that module).
+bool modulePathOf(const void* addressInside, std::string& path);
+// Windows' SetDllDirectoryA. On Linux a library's own dependencies are found through its
+// RUNPATH, so this only records the folder for the log; returns true.
+bool setLibrarySearchFolder(const std::string& folder);
+
+// ---- events ---------------------------------------------------------------------------------
+// Manual-reset event that a caller can also poll (Linux: an eventfd that stays readable while
+// set). The native handle is what crosses the driver's C interface as an event HANDLE.
+class Event {
+public:
+    static std::unique_ptr<Event> create(bool initiallySet = false);  // null on failure
+    ~Event();
+    Event(const Event&) = delete;
+    Event& operator=(const Event&) = delete;
+    void set();
+    void reset();
+    bool isSet() const;
+    bool wait(uint32_t timeoutMs) const;          // true when set within the time
+    intptr_t nativeHandle() const { return fd_; } // pollable descriptor
+private:
+    explicit Event(int fd) : fd_(fd) {}
+    int fd_;
+};
+// Operations on an event that someone else created, known only by its native handle.
+bool setEventByHandle(intptr_t nativeHandle);
+bool resetEventByHandle(intptr_t nativeHandle);
+bool waitEventByHandle(intptr_t nativeHandle, uint32_t timeoutMs);
+
+// ---- threads, processes, time -----------------------------------------------------------------
+uint32_t currentThreadId();
+uint32_t currentProcessId();
+bool currentProcessorNumber(uint32_t& number);   // false when the system cannot tell
+int currentThreadPriority();                     // nice-like value, 0 when unknown
+uint32_t processPriorityClass();                 // 0 when unknown
+
+struct LocalTime { int year, month, day, hour, minute, second, millisecond; };
+LocalTime localTime();
+uint64_t highResolutionCounter();                // ticks
+uint64_t highResolutionFrequency();              // ticks per second
+
+// Starts a program without waiting for it. Returns false when it cannot be started.
+bool startProcess(const std::string& program, const std::string& arguments);
+
+// Windows' timeBeginPeriod/timeEndPeriod. Linux timers need no request: always "not changed".
+bool requestTimerPeriod(unsigned milliseconds);
+void releaseTimerPeriod(unsigned milliseconds);
+
+// ---- yes/no question to the user ----------------------------------------------------------------
+// Windows shows a message box. Here the answer comes from an installable handler (tests decide
+// it); without one, the environment variable TQ4_QUESTION_ANSWER ("yes"/"no") answers, and
+// otherwise the text is printed on stderr and the answer is "no" (no desktop to ask).
+enum class Answer { Yes, No };
+using QuestionHandler = Answer (*)(const std::string& title, const std::string& text);
+void setQuestionHandler(QuestionHandler handler);
+Answer askYesNo(const std::string& title, const std::string& text);
+
+}  // namespace tq4::platform
