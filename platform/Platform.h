@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace tq4::platform {
 
@@ -50,6 +51,39 @@ bool currentDirectory(std::string& dir);
 char pathSeparator();                                  // '/' here, '\\' on Windows
 char gentlPathListSeparator();                         // ':' here, ';' on Windows
 std::string getEnvironment(const char* name);          // empty when unset
+bool setEnvironment(const char* name, const std::string& value);  // for tests and tools
+bool executablePath(std::string& path);                // full path of the running program
+int lastSystemError();                                 // errno / GetLastError of the last call
+
+// ---- append-only file -------------------------------------------------------------------------
+// A file that several processes append to at once. Each append is one write at the end of
+// the file, so a line never interleaves with another process's line. The shared/exclusive
+// lock is advisory and spans processes: appenders hold it shared for one append, whoever
+// rewrites the file (copy aside, truncate) holds it exclusive so no append falls in between.
+class AppendFile {
+public:
+    // Opens an existing file for appending (and reading); with createIfMissing also creates
+    // it. Null when it cannot be opened.
+    static std::unique_ptr<AppendFile> open(const std::string& path, bool createIfMissing);
+    ~AppendFile();
+    AppendFile(const AppendFile&) = delete;
+    AppendFile& operator=(const AppendFile&) = delete;
+
+    bool append(const void* data, std::size_t length);   // one write, whole or nothing
+    bool append(const std::string& text) { return append(text.data(), text.size()); }
+    bool flush();                                          // data reaches the disk
+    bool truncate();                                       // length 0
+    uint64_t size() const;                                 // current length, 0 when unknown
+    void lockShared();
+    void lockExclusive();
+    void unlock();
+    const std::string& path() const { return path_; }
+
+private:
+    AppendFile(int fd, std::string path) : fd_(fd), path_(std::move(path)) {}
+    int fd_;
+    std::string path_;
+};
 
 // ---- dynamic modules ------------------------------------------------------------------------
 using ModuleHandle = void*;

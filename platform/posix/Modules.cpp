@@ -1,0 +1,66 @@
+// Dynamic modules through the dynamic linker.
+#include "platform/Platform.h"
+
+#include <climits>
+#include <cstdlib>
+#include <dlfcn.h>
+#include <mutex>
+
+namespace tq4::platform {
+namespace {
+
+// dlerror() forgets its text once read, so the last failure is kept per thread.
+thread_local std::string lastError;
+
+void rememberError(const char* fallback) {
+    const char* text = dlerror();
+    lastError = text ? text : fallback;
+}
+
+std::mutex searchFolderMutex;
+std::string searchFolder;
+
+}  // namespace
+
+ModuleHandle loadModule(const std::string& path) {
+    if (path.empty()) {
+        lastError = "empty module path";
+        return nullptr;
+    }
+    void* module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (!module) rememberError("dlopen failed");
+    return module;
+}
+
+void* moduleSymbol(ModuleHandle module, const char* name) {
+    if (!module || !name) {
+        lastError = "no module or no symbol name";
+        return nullptr;
+    }
+    dlerror();
+    void* symbol = dlsym(module, name);
+    if (!symbol) rememberError("symbol not found");
+    return symbol;
+}
+
+void unloadModule(ModuleHandle module) {
+    if (module) dlclose(module);
+}
+
+std::string lastModuleError() { return lastError; }
+
+bool modulePathOf(const void* addressInside, std::string& path) {
+    Dl_info info {};
+    if (!addressInside || dladdr(addressInside, &info) == 0 || !info.dli_fname) return false;
+    char resolved[PATH_MAX];
+    path = realpath(info.dli_fname, resolved) ? resolved : info.dli_fname;
+    return !path.empty();
+}
+
+bool setLibrarySearchFolder(const std::string& folder) {
+    std::lock_guard<std::mutex> lock(searchFolderMutex);
+    searchFolder = folder;
+    return true;
+}
+
+}  // namespace tq4::platform
