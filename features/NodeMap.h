@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -28,7 +29,7 @@ public:
     virtual void Write(const void* buffer, int64_t address, int64_t length) = 0;
 };
 
-class Node;  // a feature of the node map (see below, completed by the adapter)
+class Node;  // a feature of the node map (features/Node.h, completed by the adapter)
 
 class NodeMap {
 public:
@@ -50,9 +51,19 @@ public:
 
     Node* getNode(const std::string& name);                    // null when absent
 
+    // The node map may be reached from the SDK's thread and from the stream thread; callers
+    // that touch nodes hold this lock for the whole access (the feature helpers do).
+    std::recursive_mutex& mutex();
+
+    // The register cache stays off in the driver: selector-indexed registers read stale
+    // values through it. Switchable only so that its effect can be measured.
+    void setRegisterCacheEnabled(bool enabled);
+
 private:
     struct Impl;
     std::unique_ptr<Impl> impl_;
 };
 
 }  // namespace tq4::features
+
+#include "features/Node.h"

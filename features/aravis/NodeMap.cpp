@@ -1,0 +1,137 @@
+// NodeMap over Aravis' GenICam engine: loading a description, connecting it to the port.
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+
+#include "features/aravis/Engine.h"
+
+namespace tq4::features {
+
+struct NodeMap::Impl {
+    std::string deviceName;
+    std::recursive_mutex mutex;
+    // The engine keeps an unreferenced pointer to the device: the device must outlive it.
+    ArvDevice* device = nullptr;
+    ArvGc* genicam = nullptr;
+    std::unique_ptr<NodeCache> nodes;
+
+    void build(const char* xml, std::size_t size);
+    void release();
+};
+
+namespace {
+
+template <class T, void (*Free)(T*)>
+struct EngineFree {
+    void operator()(T* p) const { Free(p); }
+};
+void freeBytes(void* p) { g_free(p); }
+using ZipPtr = std::unique_ptr<ArvZip, EngineFree<ArvZip, arv_zip_free>>;
+using BytesPtr = std::unique_ptr<void, EngineFree<void, freeBytes>>;
+
+bool isRegisterDescription(ArvGc* genicam) {
+    ArvDomElement* root = arv_dom_document_get_document_element(ARV_DOM_DOCUMENT(genicam));
+    return root && g_strcmp0(arv_dom_element_get_tag_name(root), "RegisterDescription") == 0;
+}
+
+std::string readWholeFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) throw GenericException("Cannot open the camera description file '" + path + "'");
+    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    if (in.bad()) throw GenericException("Cannot read the camera description file '" + path + "'");
+    return bytes;
+}
+
+}  // namespace
+
+void NodeMap::Impl::build(const char* xml, std::size_t size) {
+    if (genicam) throw GenericException("Node map already created");
+    device = newPortDevice();
+    genicam = arv_gc_new(device, xml, size);
+    if (!genicam || !isRegisterDescription(genicam)) {
+        release();
+        throw GenericException("Invalid camera description: the XML is not a GenICam register description");
+    }
+    // Verification as GenApi does it: writes are checked against access and range.
+    arv_gc_set_access_check_policy(genicam, ARV_ACCESS_CHECK_POLICY_ENABLE);
+    arv_gc_set_range_check_policy(genicam, ARV_RANGE_CHECK_POLICY_ENABLE);
+    arv_gc_set_register_cache_policy(genicam, ARV_REGISTER_CACHE_POLICY_DISABLE);
+    setPortDeviceTarget(device, nullptr, genicam);
+    nodes = std::make_unique<NodeCache>(genicam);
+}
+
+void NodeMap::Impl::release() {
+    nodes.reset();
+    if (genicam) g_object_unref(genicam);
+    genicam = nullptr;
+    if (device) g_object_unref(device);
+    device = nullptr;
+}
+
+NodeMap::NodeMap(std::string deviceName) : impl_(std::make_unique<Impl>()) {
+    impl_->deviceName = std::move(deviceName);
+}
+
+NodeMap::~NodeMap() { impl_->release(); }
+
+void NodeMap::loadXml(const char* text, std::size_t length) {
+    std::lock_guard lock(impl_->mutex);
+    if (!text) throw GenericException("Invalid camera description: no XML text");
+    // A description read from the camera's memory ends at its first NUL.
+    const char* end = std::find(text, text + length, '\0');
+    impl_->build(text, std::size_t(end - text));
+}
+
+void NodeMap::loadZippedXml(const void* data, std::size_t size) {
+    std::lock_guard lock(impl_->mutex);
+    if (impl_->genicam) throw GenericException("Node map already created");
+    if (!data || size == 0) throw GenericException("Invalid zipped camera description: no data");
+    ZipPtr zip(arv_zip_new(data, size));
+    const GSList* files = zip ? arv_zip_get_file_list(zip.get()) : nullptr;
+    if (!files) throw GenericException("Invalid zipped camera description: no file in the archive");
+    const char* name = arv_zip_file_get_name(static_cast<ArvZipFile*>(files->data));
+    std::size_t xmlSize = 0;
+    BytesPtr xml(arv_zip_get_file(zip.get(), name, &xmlSize));
+    if (!xml) throw GenericException(std::string("Invalid zipped camera description: cannot unpack '") + (name ? name : "") + "'");
+    loadXml(static_cast<const char*>(xml.get()), xmlSize);
+}
+
+void NodeMap::loadXmlFile(const std::string& path) {
+    std::string xml = readWholeFile(path);
+    loadXml(xml.data(), xml.size());
+}
+
+void NodeMap::loadZippedXmlFile(const std::string& path) {
+    std::string zip = readWholeFile(path);
+    loadZippedXml(zip.data(), zip.size());
+}
+
+bool NodeMap::connect(RegisterPort* port) {
+    std::lock_guard lock(impl_->mutex);
+    if (!impl_->genicam || !port) return false;
+    setPortDeviceTarget(impl_->device, port, impl_->genicam);
+    return true;
+}
+
+void NodeMap::destroy() {
+    std::lock_guard lock(impl_->mutex);
+    impl_->release();
+}
+
+bool NodeMap::isLoaded() const { return impl_->genicam != nullptr; }
+
+Node* NodeMap::getNode(const std::string& name) {
+    std::lock_guard lock(impl_->mutex);
+    return impl_->nodes ? impl_->nodes->find(name) : nullptr;
+}
+
+std::recursive_mutex& NodeMap::mutex() { return impl_->mutex; }
+
+void NodeMap::setRegisterCacheEnabled(bool enabled) {
+    std::lock_guard lock(impl_->mutex);
+    if (impl_->genicam)
+        arv_gc_set_register_cache_policy(
+            impl_->genicam, enabled ? ARV_REGISTER_CACHE_POLICY_ENABLE : ARV_REGISTER_CACHE_POLICY_DISABLE);
+}
+
+}  // namespace tq4::features
