@@ -25,6 +25,7 @@ struct StartInfo {
     std::string version;        // e.g. "1,9,0,0"
     std::string product;        // e.g. "GenICam_Driver (64bit)"
     std::string buildDate;      // e.g. "Apr 17 2025"
+    std::string description;    // "Description:" banner line; the product text when empty
 };
 
 // Reads the parameters, maps the shared control block, opens the log file (only if it
@@ -41,6 +42,11 @@ void set_device_number(int number);
 // Reads the parameter file; 0, or 0xA0000004 when it cannot be opened or read.
 uint32_t get_logparam(const std::string& file);
 uint32_t log_bits();             // the current mask
+// Full path of the log file in use (empty before init_logging).
+std::string log_file_path();
+// Asks the log thread to close its handle and open the log file path again (after the file
+// was replaced from outside).
+void renew_logfile();
 
 // The line call.
 void logLine(uint32_t classBits, const void* handle, const char* format, ...)
