@@ -1,5 +1,8 @@
 // NodeMap over Aravis' GenICam engine: loading a description, connecting it to the port.
+#include <libxml/parser.h>
+
 #include <algorithm>
+#include <climits>
 #include <fstream>
 #include <iterator>
 
@@ -29,9 +32,30 @@ void freeBytes(void* p) { g_free(p); }
 using ZipPtr = std::unique_ptr<ArvZip, EngineFree<ArvZip, arv_zip_free>>;
 using BytesPtr = std::unique_ptr<void, EngineFree<void, freeBytes>>;
 
-bool isRegisterDescription(ArvGc* genicam) {
-    ArvDomElement* root = arv_dom_document_get_document_element(ARV_DOM_DOCUMENT(genicam));
-    return root && g_strcmp0(arv_dom_element_get_tag_name(root), "RegisterDescription") == 0;
+// The engine builds what it can from broken XML (a truncated description loads without
+// complaint), so well-formedness is checked first, with the parser's own words for a failure.
+void requireWellFormed(const char* xml, std::size_t size) {
+    if (size == 0) throw GenericException("Invalid camera description: empty");
+    if (size > std::size_t(INT_MAX)) throw GenericException("Invalid camera description: too large");
+    xmlInitParser();
+    std::unique_ptr<xmlParserCtxt, EngineFree<xmlParserCtxt, xmlFreeParserCtxt>> parser(xmlNewParserCtxt());
+    if (!parser) throw GenericException("Invalid camera description: no XML parser");
+    xmlDocPtr document = xmlCtxtReadMemory(parser.get(), xml, int(size), "description.xml", nullptr,
+                                           XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_HUGE);
+    if (document) {
+        // The engine asserts on XML of another kind: stop it here.
+        xmlNodePtr root = xmlDocGetRootElement(document);
+        bool isDescription = root && xmlStrcmp(root->name, BAD_CAST "RegisterDescription") == 0;
+        xmlFreeDoc(document);
+        if (!isDescription)
+            throw GenericException("Invalid camera description: the XML is not a GenICam register description");
+        return;
+    }
+    const xmlError* error = xmlCtxtGetLastError(parser.get());
+    std::string reason = error && error->message ? error->message : "not well-formed";
+    while (!reason.empty() && (reason.back() == '\n' || reason.back() == ' ')) reason.pop_back();
+    int line = error ? error->line : 0;
+    throw GenericException("Invalid camera description: " + reason + " (line " + std::to_string(line) + ")");
 }
 
 std::string readWholeFile(const std::string& path) {
@@ -46,11 +70,12 @@ std::string readWholeFile(const std::string& path) {
 
 void NodeMap::Impl::build(const char* xml, std::size_t size) {
     if (genicam) throw GenericException("Node map already created");
+    requireWellFormed(xml, size);
     device = newPortDevice();
     genicam = arv_gc_new(device, xml, size);
-    if (!genicam || !isRegisterDescription(genicam)) {
+    if (!genicam) {
         release();
-        throw GenericException("Invalid camera description: the XML is not a GenICam register description");
+        throw GenericException("Invalid camera description: the engine refused it");
     }
     // Verification as GenApi does it: writes are checked against access and range.
     arv_gc_set_access_check_policy(genicam, ARV_ACCESS_CHECK_POLICY_ENABLE);
