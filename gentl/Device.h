@@ -69,7 +69,7 @@ public:
 
     std::shared_ptr<features::NodeMap> nodeMap() const;
     std::shared_ptr<stream::DataStream> activeStream() const;
-    const std::string& activeStreamId() const { return activeStreamId_; }
+    std::string activeStreamId() const;
     std::size_t numDataStreams() const { return streams_.size(); }
 
     // DeviceSerialNumber, else InfoSerial, as an unsigned number; 0 when unreadable.
@@ -92,10 +92,15 @@ private:
     // The camera defaults applied once the device and its streams are open. Filled in by the
     // camera preparation; nothing to do until then.
     void applyCameraDefaults();
+    void openDataStream(const std::string& streamId);
+    void setNodeMap(std::shared_ptr<features::NodeMap> map);
     void* failOpen();
     void closeGenTLDevice(const char* failureFormat, const char* doneFormat);
 
     std::recursive_mutex mutex_;
+    // Guards the node map pointer and the active stream ID for readers on other threads, which
+    // must not wait for an open or close in progress (those hold mutex_ for their whole run).
+    mutable std::mutex stateMutex_;
     std::shared_ptr<GenTLModule> module_;
     std::atomic<void*> hDEV_{nullptr};
     GenTL::IF_HANDLE hIF_;
