@@ -1,0 +1,44 @@
+// Every command handler, one declaration per table row that the driver carries out. All share
+// the Handler signature of telegram/Telegram.h and follow the common pattern of Call.
+#pragma once
+
+#include "telegram/Telegram.h"
+
+namespace ZEVO_TELEGRAM {
+
+#define TQ4_TELEGRAM_HANDLER(name)                                                             \
+    uint32_t do_##name([[maybe_unused]] Device& device, const uint8_t* tele_in,                \
+                       int32_t size_in, uint8_t* tele_out, uint32_t size_out)
+
+// Answers every code the driver does not carry out (yet) with the unsupported answer.
+TQ4_TELEGRAM_HANDLER(UNSUPPORTED);
+
+// Identity (IdentityHandlers.cpp)
+TQ4_TELEGRAM_HANDLER(GET_CAMERA_TYPE);
+TQ4_TELEGRAM_HANDLER(GET_CAMERA_NAME);
+TQ4_TELEGRAM_HANDLER(GET_INFO_STRING);
+TQ4_TELEGRAM_HANDLER(GET_HARDWARE_VERSIONS);
+TQ4_TELEGRAM_HANDLER(GET_FIRMWARE_VERSIONS);
+
+// Description (DescriptionHandlers.cpp)
+TQ4_TELEGRAM_HANDLER(GET_CAMERA_DESCRIPTION);
+
+// Status (StatusHandlers.cpp)
+TQ4_TELEGRAM_HANDLER(GET_CAMERA_HEALTH_STATUS);
+TQ4_TELEGRAM_HANDLER(GET_TEMPERATURE);
+TQ4_TELEGRAM_HANDLER(GET_COOLING_SETPOINT_TEMPERATURE);
+TQ4_TELEGRAM_HANDLER(SET_COOLING_SETPOINT_TEMPERATURE);
+TQ4_TELEGRAM_HANDLER(GET_CAMERA_BUSY_STATUS);
+TQ4_TELEGRAM_HANDLER(GET_EXP_TRIG_SIGNAL_STATUS);
+
+// Miscellaneous settings and signal commands (MiscHandlers.cpp)
+TQ4_TELEGRAM_HANDLER(SET_DATE_TIME);
+TQ4_TELEGRAM_HANDLER(GET_TIMESTAMP_MODE);
+TQ4_TELEGRAM_HANDLER(SET_TIMESTAMP_MODE);
+TQ4_TELEGRAM_HANDLER(GET_METADATA_MODE);
+TQ4_TELEGRAM_HANDLER(SET_METADATA_MODE);
+TQ4_TELEGRAM_HANDLER(GET_HW_IO_SIGNAL_DESCRIPTION);
+TQ4_TELEGRAM_HANDLER(GET_HW_IO_SIGNAL);
+TQ4_TELEGRAM_HANDLER(SET_HW_IO_SIGNAL);
+
+}  // namespace ZEVO_TELEGRAM
