@@ -1,0 +1,159 @@
+#include "driver/Config.h"
+
+// The file is plain 8-bit text: no wide-character conversion (and its extra library) needed.
+#define SI_NO_CONVERSION
+#define SI_IMPLEMENTATION  // this file instantiates the templates: no separate library
+#include <SimpleIni.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+
+#include "driver/SharedBlockLayout.h"
+#include "log/Log.h"
+#include "platform/Platform.h"
+
+namespace tq4::driver {
+namespace {
+
+std::atomic<const DriverSharedBlock*> sharedBlock{nullptr};
+std::mutex iniMutex;  // one read-modify-write of the file at a time in this process
+
+std::string fieldText(const char* field) {
+    const void* end = std::memchr(field, '\0', kBlockPathSize);
+    return std::string(field, end ? static_cast<const char*>(end) - field : kBlockPathSize);
+}
+
+std::string joinPath(const std::string& folder, const std::string& name) {
+    if (folder.empty()) return name;
+    return folder.back() == platform::pathSeparator() ? folder + name : folder + platform::pathSeparator() + name;
+}
+
+enum class LoadResult { Loaded, Missing, Unreadable };
+
+LoadResult loadIni(const std::string& path, CSimpleIniCaseA& ini) {
+    if (!platform::fileExists(path)) return LoadResult::Missing;
+    std::error_code error;
+    if (std::filesystem::is_directory(path, error)) return LoadResult::Unreadable;
+    return ini.LoadFile(path.c_str()) == SI_OK ? LoadResult::Loaded : LoadResult::Unreadable;
+}
+
+bool saveIniAtomically(const std::string& path, const CSimpleIniCaseA& ini) {
+    std::string text;
+    if (ini.Save(text) != SI_OK) return false;
+    const std::string temporary = path + ".tmp" + std::to_string(platform::currentProcessId());
+    {
+        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
+        out << text;
+        out.flush();
+        if (!out) {
+            std::remove(temporary.c_str());
+            return false;
+        }
+    }
+    std::error_code error;
+    std::filesystem::rename(temporary, path, error);
+    if (error) std::remove(temporary.c_str());
+    return !error;
+}
+
+}  // namespace
+
+void useSharedBlock(const DriverSharedBlock* block) { sharedBlock.store(block); }
+
+std::string defaultDataFolder() {
+    std::string folder;
+    if (!platform::commonAppDataFolder(folder) || folder.empty()) return {};
+    return joinPath(folder, "zevo");
+}
+
+Paths pathsForFolder(const std::string& dataFolder) {
+    Paths result;
+    result.dataFolder = dataFolder;
+    result.logFile = joinPath(dataFolder, std::string(kLogBaseName) + ".log");
+    result.iniFile = joinPath(dataFolder, std::string(kIniBaseName) + ".ini");
+    return result;
+}
+
+Paths paths() {
+    const DriverSharedBlock* block = sharedBlock.load();
+    if (!block || block->dataFolder[0] == '\0') return pathsForFolder(defaultDataFolder());
+    Paths result;
+    result.dataFolder = fieldText(block->dataFolder);
+    result.logFile = fieldText(block->logPath);
+    result.iniFile = fieldText(block->iniPath);
+    return result;
+}
+
+std::string dataDirectory() {
+    std::string directory = joinPath(paths().dataFolder, "genicam") + platform::pathSeparator();
+    if (!platform::makeDirectories(directory))
+        TQ4_LOG(log::kError, nullptr, "dataDirectory: cannot create %s", directory.c_str());
+    return directory;
+}
+
+std::string readIniValue(const std::string& path, const std::string& section, const std::string& key,
+                         const std::string& defaultValue, bool writeBackIfMissing) {
+    try {
+        std::lock_guard<std::mutex> guard(iniMutex);
+        CSimpleIniCaseA ini;
+        LoadResult loaded = loadIni(path, ini);
+        if (loaded == LoadResult::Unreadable) {
+            TQ4_LOG(log::kError, nullptr, "readIniValue: cannot read %s, [%s] %s = %s used", path.c_str(),
+                    section.c_str(), key.c_str(), defaultValue.c_str());
+            return defaultValue;
+        }
+        const char* value = ini.GetValue(section.c_str(), key.c_str(), nullptr);
+        if (value) return value;
+        if (writeBackIfMissing) {
+            ini.SetValue(section.c_str(), key.c_str(), defaultValue.c_str());
+            if (!saveIniAtomically(path, ini))
+                TQ4_LOG(log::kError, nullptr, "readIniValue: cannot write [%s] %s to %s", section.c_str(),
+                        key.c_str(), path.c_str());
+        }
+        return defaultValue;
+    } catch (const std::exception& e) {
+        TQ4_LOG(log::kError, nullptr, "readIniValue: %s", e.what());
+        return defaultValue;
+    }
+}
+
+uint64_t readIniUnsigned(const std::string& path, const std::string& section, const std::string& key,
+                         uint64_t defaultValue, bool writeBackIfMissing) {
+    std::string text = readIniValue(path, section, key, std::to_string(defaultValue), writeBackIfMissing);
+    char* end = nullptr;
+    errno = 0;
+    unsigned long long value = std::strtoull(text.c_str(), &end, 10);
+    if (text.empty() || end == text.c_str() || errno != 0 || text[0] == '-') {
+        TQ4_LOG(log::kError, nullptr, "readIniUnsigned: [%s] %s = '%s' is not a number, %llu used", section.c_str(),
+                key.c_str(), text.c_str(), static_cast<unsigned long long>(defaultValue));
+        return defaultValue;
+    }
+    return value;
+}
+
+bool writeIniValue(const std::string& path, const std::string& section, const std::string& key,
+                   const std::string& value) {
+    try {
+        std::lock_guard<std::mutex> guard(iniMutex);
+        CSimpleIniCaseA ini;
+        if (loadIni(path, ini) == LoadResult::Unreadable) {
+            TQ4_LOG(log::kError, nullptr, "writeIniValue: cannot read %s, not rewritten", path.c_str());
+            return false;
+        }
+        ini.SetValue(section.c_str(), key.c_str(), value.c_str());
+        if (saveIniAtomically(path, ini)) return true;
+        TQ4_LOG(log::kError, nullptr, "writeIniValue: cannot write [%s] %s to %s", section.c_str(), key.c_str(),
+                path.c_str());
+        return false;
+    } catch (const std::exception& e) {
+        TQ4_LOG(log::kError, nullptr, "writeIniValue: %s", e.what());
+        return false;
+    }
+}
+
+}  // namespace tq4::driver

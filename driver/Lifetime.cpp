@@ -1,0 +1,165 @@
+// What happens when the driver library is loaded into a process and unloaded from it:
+// the shared block, the data folder and its files, the log facility and the attach count.
+#include "driver/Lifetime.h"
+
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <memory>
+#include <thread>
+
+#include "driver/Config.h"
+#include "driver/SharedBlockLayout.h"
+#include "log/Log.h"
+#include "platform/Platform.h"
+
+namespace tq4::driver {
+namespace {
+
+constexpr unsigned kTimerPeriodMs = 2;
+const char kHintText[] =
+    "Logging info: Rename this file to tq4_genicam.log in order to enable logging.\n"
+    "              Logging consumes time and should not be enabled permanently.";
+
+struct Library {
+    std::unique_ptr<platform::SharedBlock> shared;
+    std::unique_ptr<DriverSharedBlock> local;  // when no shared block can be had
+    DriverSharedBlock* block = nullptr;
+    bool periodChanged = false;
+};
+
+// Never destroyed: the unload hook runs while other static objects are already gone.
+Library& library() {
+    static Library* instance = new Library();
+    return *instance;
+}
+
+void copyField(char* field, const std::string& text) {
+    std::size_t length = std::min(text.size(), kBlockPathSize - 1);
+    std::memcpy(field, text.data(), length);
+    field[length] = '\0';
+}
+
+// The creator of the block decides the folder and the file paths for every process.
+void settleFolder(DriverSharedBlock& block) {
+    std::string folder = defaultDataFolder();
+    if (!folder.empty() && !platform::makeDirectories(folder))
+        std::fprintf(stderr, "tq4_genicam: cannot create the data folder %s\n", folder.c_str());
+    Paths files = pathsForFolder(folder);
+    copyField(block.dataFolder, files.dataFolder);
+    copyField(block.logPath, files.logFile);
+    copyField(block.iniPath, files.iniFile);
+}
+
+// A process that loads the library while the creator is still filling the block waits a
+// moment for the paths; if they never come it settles its own.
+void awaitFolder(DriverSharedBlock& block) {
+    for (int i = 0; i < 500 && block.dataFolder[0] == '\0'; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    if (block.dataFolder[0] == '\0') settleFolder(block);
+}
+
+void mapSharedBlock(Library& lib) {
+    lib.shared = platform::SharedBlock::openOrCreate(kDriverBlockName, kDriverBlockSize);
+    if (lib.shared) {
+        lib.block = static_cast<DriverSharedBlock*>(lib.shared->data());
+        if (lib.shared->createdByThisProcess())
+            settleFolder(*lib.block);
+        else
+            awaitFolder(*lib.block);
+    } else {
+        lib.local.reset(new DriverSharedBlock());
+        lib.block = lib.local.get();
+        settleFolder(*lib.block);
+    }
+    useSharedBlock(lib.block);
+}
+
+void writeHintFileIfMissing(const Paths& files) {
+    const std::string hint = files.dataFolder + platform::pathSeparator() + kHintBaseName + ".txt";
+    if (std::ifstream(hint, std::ios::binary).is_open()) return;
+    std::ofstream out(hint, std::ios::binary | std::ios::trunc);
+    out << kHintText;
+}
+
+void startLogging(const Paths& files) {
+    log::StartInfo info;
+    info.logName = kLogBaseName;
+    info.logFolder = files.dataFolder;
+    info.paramFile = files.iniFile;
+    info.version = kVersionText;
+    info.product = kProductText;
+    info.buildDate = kBuildDateText;
+    log::init_logging(info);
+}
+
+// The mask is kept in the configuration file so that a user finds the key to change.
+void settleLoggingKey(const Paths& files) {
+    char mask[32];
+    std::snprintf(mask, sizeof mask, "0x%x", log::log_bits());
+    readIniValue(files.iniFile, "Logging", "LOGGING", mask, true);
+}
+
+void requestTimer(Library& lib) {
+    lib.periodChanged = platform::requestTimerPeriod(kTimerPeriodMs);
+    if (lib.periodChanged) TQ4_LOG(log::kProgress, nullptr, "period change begin");
+}
+
+void releaseTimer(Library& lib) {
+    if (!lib.periodChanged) return;
+    platform::releaseTimerPeriod(kTimerPeriodMs);
+    lib.periodChanged = false;
+    TQ4_LOG(log::kProgress, nullptr, "period change end");
+}
+
+void unmapSharedBlock(Library& lib, bool lastProcess) {
+    useSharedBlock(nullptr);
+    if (lastProcess && lib.shared) platform::SharedBlock::unlink(kDriverBlockName);
+    lib.shared.reset();
+    lib.local.reset();
+    lib.block = nullptr;
+}
+
+void processAttach() {
+    Library& lib = library();
+    mapSharedBlock(lib);
+    const Paths files = paths();
+    writeHintFileIfMissing(files);
+    startLogging(files);
+    settleLoggingKey(files);
+    requestTimer(lib);
+    unsigned opened = __atomic_add_fetch(&lib.block->attachCount, 1u, __ATOMIC_SEQ_CST);
+    TQ4_LOG(log::kProgress, nullptr, "DllMain<DLL_PROCESS_ATTACH, # opened: %d>", static_cast<int>(opened));
+}
+
+void processDetach() {
+    Library& lib = library();
+    if (!lib.block) return;
+    unsigned opened = __atomic_sub_fetch(&lib.block->attachCount, 1u, __ATOMIC_SEQ_CST);
+    if (opened == 0 && registryExists())
+        TQ4_LOG(log::kProgress, nullptr, "DllMain<DLL_PROCESS_DETACH>: GenICam driver was still open.");
+    releaseTimer(lib);
+    TQ4_LOG(log::kProgress, nullptr, "DllMain<DLL_PROCESS_DETACH, # opened: %d>: done.", static_cast<int>(opened));
+    log::exit_logging();
+    unmapSharedBlock(lib, opened == 0);
+}
+
+// The loader calls these; nothing may escape into it.
+__attribute__((constructor)) void onLibraryLoad() {
+    try {
+        processAttach();
+    } catch (...) {
+        std::fprintf(stderr, "tq4_genicam: library start-up failed\n");
+    }
+}
+
+__attribute__((destructor)) void onLibraryUnload() {
+    try {
+        processDetach();
+    } catch (...) {
+    }
+}
+
+}  // namespace
+}  // namespace tq4::driver
