@@ -1,0 +1,84 @@
+// Round trips of the feature helpers through the node map to a register port held in memory.
+// BM_Helper gives the median time per call of each helper with the register cache off (as the
+// driver ships) and on; BM_CacheOffOverOn measures both in the same run and reports the ratio.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <functional>
+#include <memory>
+
+#include "features/Features.h"
+#include "tests/features/TestCamera.h"
+
+namespace {
+
+using namespace tq4::features;
+
+struct Helper {
+    const char* name;
+    std::function<void(NodeMap&)> call;
+};
+
+const Helper kHelpers[] = {
+    {"getInteger", [](NodeMap& m) { benchmark::DoNotOptimize(getInteger(m, "Width")); }},
+    {"getFloat", [](NodeMap& m) { benchmark::DoNotOptimize(getFloat(m, "ExposureTime")); }},
+    {"setFloat", [](NodeMap& m) { benchmark::DoNotOptimize(setFloat(m, "ExposureTime", 1500.0)); }},
+    {"getEnum", [](NodeMap& m) { benchmark::DoNotOptimize(getEnum(m, "PixelFormat")); }},
+};
+
+// A camera behind a port; the place to add other ports (the producer's) for comparison.
+struct Rig {
+    test::MemoryPort port;
+    NodeMap map;
+    explicit Rig(bool cache) {
+        port.fillDefaults();
+        map.loadXml(test::kDescription, sizeof test::kDescription);
+        map.connect(&port);
+        map.setRegisterCacheEnabled(cache);
+    }
+};
+
+void BM_Helper(benchmark::State& state) {
+    const Helper& helper = kHelpers[state.range(0)];
+    Rig rig(state.range(1) != 0);
+    for (auto _ : state) helper.call(rig.map);
+    state.SetLabel(std::string(helper.name) + (state.range(1) ? " cache on" : " cache off"));
+    state.counters["port_reads_per_call"] =
+        benchmark::Counter(double(rig.port.reads) / double(state.iterations()));
+}
+BENCHMARK(BM_Helper)
+    ->ArgsProduct({{0, 1, 2, 3}, {0, 1}})
+    ->ArgNames({"helper", "cache"})
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
+
+double medianNsPerCall(const Helper& helper, NodeMap& map) {
+    constexpr int kBatches = 21, kCalls = 200;
+    std::vector<double> batches;
+    for (int b = 0; b < kBatches; ++b) {
+        auto start = std::chrono::steady_clock::now();
+        for (int i = 0; i < kCalls; ++i) helper.call(map);
+        std::chrono::duration<double, std::nano> elapsed = std::chrono::steady_clock::now() - start;
+        batches.push_back(elapsed.count() / kCalls);
+    }
+    std::nth_element(batches.begin(), batches.begin() + kBatches / 2, batches.end());
+    return batches[kBatches / 2];
+}
+
+void BM_CacheOffOverOn(benchmark::State& state) {
+    const Helper& helper = kHelpers[state.range(0)];
+    Rig off(false), on(true);
+    double offNs = 0, onNs = 0;
+    for (auto _ : state) {
+        offNs = medianNsPerCall(helper, off.map);
+        onNs = medianNsPerCall(helper, on.map);
+    }
+    state.SetLabel(helper.name);
+    state.counters["cache_off_ns"] = offNs;
+    state.counters["cache_on_ns"] = onNs;
+    state.counters["off_over_on"] = offNs / onNs;
+}
+BENCHMARK(BM_CacheOffOverOn)->DenseRange(0, 3)->ArgName("helper")->Iterations(3)->Unit(benchmark::kMillisecond);
+
+}  // namespace
