@@ -1,0 +1,228 @@
+// Opening and closing a device: port, node map from the camera description, data streams.
+#include "gentl/Device.h"
+
+#include "features/NodeMap.h"
+#include "gentl/SystemTLI.h"
+#include "stream/DataStream.h"
+#include "SimWorld.h"
+
+namespace tq4::gentl::test {
+namespace {
+
+const char* const kMalformedXml = "<?xml version=\"1.0\"?><RegisterDescription><Integer Name=\"Width\"></Regis";
+
+class DeviceOpen : public SimWorld {
+protected:
+    void TearDown() override {
+        device_.reset();
+        system_.reset();
+        SimWorld::TearDown();
+    }
+
+    // A fresh producer session with `config`; the first device registered.
+    Device& registerDevice(const std::string& config) {
+        device_.reset();
+        system_.reset();
+        configure(config);
+        system_ = std::make_unique<SystemTLI>("ZEVO.cti");
+        EXPECT_TRUE(system_->isUsable()) << dump();
+        system_->updateInterfaces();
+        system_->updateDeviceMaps();
+        device_ = system_->findDevice([](const Device&) { return true; });
+        if (!device_) throw std::runtime_error("no device registered:\n" + dump());
+        return *device_;
+    }
+
+    // The description the producer serves, as the default local URL dumps it.
+    std::string servedDescription(bool zipped, std::string& name) {
+        Device& device = registerDevice(zipped ? "" : "xml_zipped=0\n");
+        EXPECT_NE(device.open(0, "ZEVO.cti"), nullptr) << dump();
+        device.close();
+        for (const auto& entry : fs::directory_iterator(dataDirectory())) name = entry.path().filename().string();
+        const std::string bytes = readFile(dataDirectory() / name);
+        fs::remove_all(dataDirectory());
+        clearLines();
+        return bytes;
+    }
+
+    static std::string hex(size_t value) {
+        char text[32];
+        std::snprintf(text, sizeof(text), "%zX", value);
+        return text;
+    }
+
+    // After a failed open the device is closed again, GenTL handle included.
+    void expectClosedAgain(Device& device) {
+        EXPECT_EQ(device.openCount(), 0u);
+        EXPECT_EQ(device.number(), -1);
+        EXPECT_TRUE(logged("Device::close: Closed device with ID <" + device.id() + ">", log::kProgress)) << dump();
+        EXPECT_EQ(count("DevClose with device ID"), 0);
+        if (!fs::exists(dataDirectory())) return;
+        for (const auto& entry : fs::directory_iterator(dataDirectory()))
+            EXPECT_NE(entry.path().extension(), ".part") << "half-written dump left behind";
+    }
+
+    std::unique_ptr<SystemTLI> system_;
+    std::shared_ptr<Device> device_;
+};
+
+TEST_F(DeviceOpen, OpenWithUrlInfoDumpsTheDescriptionAndCloseUndoesEverything) {
+    Device& device = registerDevice("");
+    void* handle = device.open(3, "ZEVO.cti");
+    ASSERT_NE(handle, nullptr) << dump();
+    EXPECT_EQ(device.handle(), handle);
+    EXPECT_EQ(device.number(), 3);
+    EXPECT_EQ(device.openCount(), 1u);
+    EXPECT_EQ(device.getAccessStatus(), 5);
+    EXPECT_TRUE(logged("Device::allocNodeMap: retrieve URL info succeed.", log::kVerbose)) << dump();
+    EXPECT_TRUE(logged("Device::open: Load xml and connect to port succeed.", log::kProgress));
+    ASSERT_NE(device.nodeMap(), nullptr);
+    EXPECT_TRUE(device.nodeMap()->isLoaded());
+    ASSERT_NE(device.activeStream(), nullptr);
+    EXPECT_EQ(count("Device::allocNodeMap: Dump xml to: " + dataDirectory().string() + "/"), 1);
+    EXPECT_EQ(count("only ID"), 0);
+
+    auto map = device.nodeMap();
+    EXPECT_EQ(device.close(), nullptr);
+    EXPECT_FALSE(map->isLoaded());
+    EXPECT_EQ(device.activeStream(), nullptr);
+    EXPECT_EQ(device.number(), -1);
+    EXPECT_TRUE(logged("Device::close: NodeMap destroyed.", log::kProgress));
+    EXPECT_EQ(count("DataStream::~DataStream: Closed DataStream with ID <"), 1);
+    EXPECT_TRUE(logged("Device::close: Closed device with ID <" + device.id() + ">", log::kProgress));
+    // The handle stays until the next open; the producer no longer knows it.
+    EXPECT_EQ(device.handle(), handle);
+    EXPECT_NE(device.getAccessStatus(), 5);
+}
+
+TEST_F(DeviceOpen, SecondCloseWithCountTwoKeepsTheNodeMap) {
+    Device& device = registerDevice("");
+    void* handle = device.open(0, "ZEVO.cti");
+    ASSERT_NE(handle, nullptr) << dump();
+    device.incrementOpenCount();
+    EXPECT_EQ(device.close(), handle);
+    EXPECT_TRUE(logged("Device::close: Closed 1x device ID <" + device.id() + ">. Is still 1 times open.",
+                       log::kProgress));
+    EXPECT_TRUE(device.nodeMap()->isLoaded());
+    EXPECT_EQ(device.number(), 0);
+    EXPECT_EQ(device.getAccessStatus(), 5);
+    EXPECT_EQ(device.close(), nullptr);
+    EXPECT_FALSE(device.nodeMap()->isLoaded());
+    EXPECT_EQ(device.close(), nullptr);  // nothing left to close
+}
+
+TEST_F(DeviceOpen, TwoDataStreamsAreOpenedAndTheFirstIsUsed) {
+    Device& device = registerDevice("streams=2\n");
+    ASSERT_NE(device.open(0, "ZEVO.cti"), nullptr) << dump();
+    EXPECT_EQ(device.numDataStreams(), 2u);
+    const std::string active = device.activeStreamId();
+    EXPECT_TRUE(logged("Device::open: Device <" + device.id() + "> supports 2 DataStreams ... only ID <" + active +
+                           "> is used.",
+                       log::kProgress))
+        << dump();
+    EXPECT_EQ(count("Device::setupDataStream: Opened DataStream with ID <"), 2);
+    EXPECT_EQ(count("Device::setupDataStream: Set active DataStream ID <" + active + ">"), 1);
+    EXPECT_EQ(device.activeStream()->id(), active);
+    device.close();
+    EXPECT_EQ(count("DataStream::~DataStream: Closed DataStream with ID <"), 2);
+}
+
+TEST_F(DeviceOpen, LocalUrlReadsLengthBytesAtAddressAndLoadsByExactExtension) {
+    std::string name;
+    const std::string zip = servedDescription(true, name);
+    const std::string xml = servedDescription(false, name);
+
+    // The address and length of the URL are hexadecimal; the query is ignored.
+    Device& zipped = registerDevice("url_info=0\nurl=local:///Cam.zip;100000;" + hex(zip.size()) +
+                                    "?SchemaVersion=1.1.0\n");
+    ASSERT_NE(zipped.open(0, "ZEVO.cti"), nullptr) << dump();
+    EXPECT_TRUE(logged("Device::allocNodeMap: but GCGetPortURL succeed. URL: local:///Cam.zip;100000;" +
+                           hex(zip.size()) + "?SchemaVersion=1.1.0",
+                       log::kProgress));
+    EXPECT_EQ(readFile(dataDirectory() / "Cam.zip"), zip);
+
+    // ".ZIP" is not ".zip": the bytes are taken as XML text.
+    Device& upper = registerDevice("xml_zipped=0\nurl_info=0\nurl=local:///Cam.ZIP;100000;" + hex(xml.size()) + "\n");
+    ASSERT_NE(upper.open(0, "ZEVO.cti"), nullptr) << dump();
+    EXPECT_EQ(readFile(dataDirectory() / "Cam.ZIP"), xml);
+}
+
+TEST_F(DeviceOpen, TheRegisterFileOfTheExampleUrlIsReadWhereItSays) {
+    // Nothing of the camera lies at 0x10000: the read fails, the 0x2A3F bytes are still dumped
+    // and then refused as a zip archive.
+    Device& device = registerDevice("url_info=0\nurl=local:///Cam.zip;10000;2A3F?SchemaVersion=1.1.0\n");
+    EXPECT_THROW(device.open(0, "ZEVO.cti"), features::GenericException);
+    EXPECT_EQ(fs::file_size(dataDirectory() / "Cam.zip"), 0x2A3Fu);
+    EXPECT_EQ(count("Port::Read: GCReadPort failed: "), 1) << dump();
+    expectClosedAgain(device);
+}
+
+TEST_F(DeviceOpen, RegisterFilesWithShortNamesOrZeroAddressOrLengthAreRejected) {
+    for (const std::string url : {"local:///C.xm;100000;100", "local:///Cam.xml;0;100", "local:///Cam.xml;100000;0"}) {
+        Device& device = registerDevice("url_info=0\nurl=" + url + "\n");
+        EXPECT_EQ(device.open(0, "ZEVO.cti"), nullptr);
+        EXPECT_TRUE(logged("Device::allocNodeMap: Cannot interpret URL: " + url, log::kError)) << dump();
+        EXPECT_TRUE(logged("Device::open: allocNodeMap failed.", log::kError));
+        expectClosedAgain(device);
+        clearLines();
+    }
+}
+
+TEST_F(DeviceOpen, FileUrlIsMappedToALocalNameCopiedAndLoadedFromTheDataDirectory) {
+    std::string name;
+    const std::string xml = servedDescription(false, name);
+    // "C|/desc/cam%20a.xml" names "C:/desc/cam a.xml", relative to the current directory.
+    writeFile(root_ / "cwd" / "C:" / "desc" / "cam a.xml", xml);
+
+    Device& device = registerDevice("xml_zipped=0\nurl_info=0\nurl=file:///C|/desc/cam%20a.xml\n");
+    ASSERT_NE(device.open(0, "ZEVO.cti"), nullptr) << dump();
+    EXPECT_EQ(readFile(dataDirectory() / "cam a.xml"), xml);
+    EXPECT_TRUE(device.nodeMap()->isLoaded());
+
+    // Without a directory part nothing is copied: the data directory's file is loaded.
+    fs::remove_all(root_ / "cwd" / "C:");
+    Device& bare = registerDevice("xml_zipped=0\nurl_info=0\nurl=file:cam%20a.xml\n");
+    ASSERT_NE(bare.open(0, "ZEVO.cti"), nullptr) << dump();
+}
+
+class BadDescription : public DeviceOpen {};
+
+TEST_F(BadDescription, MalformedXmlFailsTheOpenAndClosesTheDevice) {
+    writeFile(root_ / "cwd" / "bad" / "bad.xml", kMalformedXml);
+    Device& device = registerDevice("url_info=0\nurl=file:///bad/bad.xml\n");
+    EXPECT_THROW(device.open(0, "ZEVO.cti"), features::GenericException);
+    expectClosedAgain(device);
+}
+
+TEST_F(BadDescription, BrokenZipFailsTheOpenAndClosesTheDevice) {
+    writeFile(root_ / "cwd" / "bad" / "bad.zip", std::string("PK\x03\x04", 4) + "not really deflated data");
+    Device& device = registerDevice("url_info=0\nurl=file:///bad/bad.zip\n");
+    EXPECT_THROW(device.open(0, "ZEVO.cti"), features::GenericException);
+    expectClosedAgain(device);
+}
+
+TEST_F(BadDescription, TruncatedDescriptionFailsTheOpen) {
+    std::string name;
+    const std::string xml = servedDescription(false, name);
+    Device& device = registerDevice("xml_zipped=0\nurl_info=0\nurl=local:///Cam.xml;100000;" + hex(xml.size() / 2) + "\n");
+    EXPECT_THROW(device.open(0, "ZEVO.cti"), features::GenericException);
+    expectClosedAgain(device);
+}
+
+TEST_F(BadDescription, ShortPortReadsAreLoggedAndFailTheOpen) {
+    Device& device = registerDevice("short_port_read=64\n");
+    EXPECT_THROW(device.open(0, "ZEVO.cti"), features::GenericException);
+    EXPECT_EQ(count("Port::Read: Returned size ("), 1) << dump();
+    expectClosedAgain(device);
+}
+
+TEST_F(BadDescription, UnknownSchemeIsNotInterpreted) {
+    Device& device = registerDevice("url_info=0\nurl=http://vendor.example/cam.xml\n");
+    EXPECT_EQ(device.open(0, "ZEVO.cti"), nullptr);
+    EXPECT_TRUE(logged("Device::allocNodeMap: Cannot interpret URL: http://vendor.example/cam.xml", log::kError));
+    EXPECT_TRUE(logged("Device::open: allocNodeMap failed.", log::kError));
+    expectClosedAgain(device);
+}
+
+}  // namespace
+}  // namespace tq4::gentl::test
