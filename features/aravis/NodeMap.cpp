@@ -54,8 +54,7 @@ void requireWellFormed(const char* xml, std::size_t size) {
     const xmlError* error = xmlCtxtGetLastError(parser.get());
     std::string reason = error && error->message ? error->message : "not well-formed";
     while (!reason.empty() && (reason.back() == '\n' || reason.back() == ' ')) reason.pop_back();
-    int line = error ? error->line : 0;
-    throw GenericException("Invalid camera description: " + reason + " (line " + std::to_string(line) + ")");
+    throw GenericException("Invalid camera description: " + reason);
 }
 
 std::string readWholeFile(const std::string& path) {
