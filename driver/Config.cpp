@@ -35,14 +35,14 @@ std::string joinPath(const std::string& folder, const std::string& name) {
 
 enum class LoadResult { Loaded, Missing, Unreadable };
 
-LoadResult loadIni(const std::string& path, CSimpleIniCaseA& ini) {
+LoadResult loadIni(const std::string& path, CSimpleIniA& ini) {
     if (!platform::fileExists(path)) return LoadResult::Missing;
     std::error_code error;
     if (std::filesystem::is_directory(path, error)) return LoadResult::Unreadable;
     return ini.LoadFile(path.c_str()) == SI_OK ? LoadResult::Loaded : LoadResult::Unreadable;
 }
 
-bool saveIniAtomically(const std::string& path, const CSimpleIniCaseA& ini) {
+bool saveIniAtomically(const std::string& path, const CSimpleIniA& ini) {
     std::string text;
     if (ini.Save(text) != SI_OK) return false;
     const std::string temporary = path + ".tmp" + std::to_string(platform::currentProcessId());
@@ -100,7 +100,7 @@ std::string readIniValue(const std::string& path, const std::string& section, co
                          const std::string& defaultValue, bool writeBackIfMissing) {
     try {
         std::lock_guard<std::mutex> guard(iniMutex);
-        CSimpleIniCaseA ini;
+        CSimpleIniA ini;
         LoadResult loaded = loadIni(path, ini);
         if (loaded == LoadResult::Unreadable) {
             TQ4_LOG(log::kError, nullptr, "readIniValue: cannot read %s, [%s] %s = %s used", path.c_str(),
@@ -140,7 +140,7 @@ bool writeIniValue(const std::string& path, const std::string& section, const st
                    const std::string& value) {
     try {
         std::lock_guard<std::mutex> guard(iniMutex);
-        CSimpleIniCaseA ini;
+        CSimpleIniA ini;
         if (loadIni(path, ini) == LoadResult::Unreadable) {
             TQ4_LOG(log::kError, nullptr, "writeIniValue: cannot read %s, not rewritten", path.c_str());
             return false;

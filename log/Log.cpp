@@ -264,14 +264,26 @@ void diagnostic(const char* format, ...) {
 }
 }  // namespace detail
 
+namespace {
+// The C++ library reports some read errors (a folder in place of the file) by throwing.
+bool readWholeFile(std::ifstream& in, std::string& text) {
+    try {
+        text.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+        return !in.bad();
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+}  // namespace
+
 uint32_t get_logparam(const std::string& file) {
     std::ifstream in(file, std::ios::binary);
     if (!in) {
         diagnostic("get_logparam() open file %s failed", file.c_str());
         return kParamFileError;
     }
-    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    if (in.bad()) {
+    std::string text;
+    if (!readWholeFile(in, text)) {
         diagnostic("get_logparam() read file %s failed", file.c_str());
         return kParamFileError;
     }

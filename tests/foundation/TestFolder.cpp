@@ -1,0 +1,58 @@
+#include "foundation/TestFolder.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "platform/Platform.h"
+
+namespace tq4::test {
+
+TestFolder::TestFolder() {
+    static std::atomic<int> counter{0};
+    const std::string id = std::to_string(platform::currentProcessId()) + "_" + std::to_string(counter++);
+    path_ = (std::filesystem::temp_directory_path() / ("tq4_foundation_" + id)).string();
+    std::filesystem::remove_all(path_);
+    std::filesystem::create_directories(path_);
+    suffix_ = "_test" + id;
+    platform::setEnvironment("TQ4_COMMON_APPDATA", path_);
+    platform::setEnvironment("TQ4_SHM_SUFFIX", suffix_);
+}
+
+TestFolder::~TestFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+void writeFile(const std::string& path, const std::string& text) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << text;
+}
+
+std::vector<std::string> splitLines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    std::string line;
+    while (std::getline(in, line)) {
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+int runHelper(const std::string& environment, const std::string& arguments, bool background) {
+    std::string command = environment + " " TQ4_HELPER " " + arguments;
+    if (background) command = "(" + command + ") &";
+    return std::system(command.c_str());
+}
+
+}  // namespace tq4::test

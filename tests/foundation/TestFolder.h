@@ -1,0 +1,30 @@
+// Every foundation test works in a folder of its own and under its own shared-memory names.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace tq4::test {
+
+class TestFolder {
+public:
+    TestFolder();   // creates the folder, points TQ4_COMMON_APPDATA and TQ4_SHM_SUFFIX at it
+    ~TestFolder();  // removes it
+    const std::string& path() const { return path_; }
+    const std::string& suffix() const { return suffix_; }
+    std::string file(const std::string& name) const { return path_ + "/" + name; }
+
+private:
+    std::string path_;
+    std::string suffix_;
+};
+
+std::string readFile(const std::string& path);
+void writeFile(const std::string& path, const std::string& text);
+std::vector<std::string> splitLines(const std::string& text);  // at "\n", "\r" dropped
+
+// Runs the helper program with the given environment overrides; returns its exit status
+// (0 on a clean exit). With background=true it returns at once.
+int runHelper(const std::string& environment, const std::string& arguments, bool background = false);
+
+}  // namespace tq4::test
