@@ -27,6 +27,7 @@ struct Library {
     std::unique_ptr<DriverSharedBlock> local;  // when no shared block can be had
     DriverSharedBlock* block = nullptr;
     bool periodChanged = false;
+    bool counted = false;  // this process is in the attach count
 };
 
 // Never destroyed: the unload hook runs while other static objects are already gone.
@@ -130,13 +131,17 @@ void processAttach() {
     settleLoggingKey(files);
     requestTimer(lib);
     unsigned opened = __atomic_add_fetch(&lib.block->attachCount, 1u, __ATOMIC_SEQ_CST);
+    lib.counted = true;
     TQ4_LOG(log::kProgress, nullptr, "DllMain<DLL_PROCESS_ATTACH, # opened: %d>", static_cast<int>(opened));
 }
 
 void processDetach() {
     Library& lib = library();
     if (!lib.block) return;
-    unsigned opened = __atomic_sub_fetch(&lib.block->attachCount, 1u, __ATOMIC_SEQ_CST);
+    // A start-up that failed half-way never counted this process.
+    unsigned opened = lib.counted ? __atomic_sub_fetch(&lib.block->attachCount, 1u, __ATOMIC_SEQ_CST)
+                                  : __atomic_load_n(&lib.block->attachCount, __ATOMIC_SEQ_CST);
+    lib.counted = false;
     if (opened == 0 && registryExists())
         TQ4_LOG(log::kProgress, nullptr, "DllMain<DLL_PROCESS_DETACH>: GenICam driver was still open.");
     releaseTimer(lib);

@@ -22,6 +22,9 @@ TestFolder::TestFolder() {
 }
 
 TestFolder::~TestFolder() {
+    // Blocks a failed case may have left behind (names carry this folder's suffix).
+    platform::SharedBlock::unlink("TQ4_GENICAM_DLL");
+    platform::SharedBlock::unlink("tq4_genicam_logmem");
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
 }
