@@ -1,0 +1,82 @@
+#include "tools/DriverLibrary.h"
+
+#include <algorithm>
+
+namespace tq4::tools {
+
+namespace {
+const char kLibraryName[] = "libtq4_genicam.so";
+constexpr uint32_t kResponseCapacity = 512;  // the largest response buffer the driver accepts
+}  // namespace
+
+DriverLibrary::~DriverLibrary() {
+    if (module_) platform::unloadModule(module_);
+}
+
+template <typename F>
+bool DriverLibrary::resolve(F& target, const char* name, std::string& error) {
+    target = reinterpret_cast<F>(platform::moduleSymbol(module_, name));
+    if (!target) error = std::string(name) + " not found: " + platform::lastModuleError();
+    return target != nullptr;
+}
+
+bool DriverLibrary::load(const std::string& path, std::string& error) {
+    module_ = platform::loadModule(path);
+    if (!module_) {
+        error = "cannot load " + path + ": " + platform::lastModuleError();
+        return false;
+    }
+    return resolve(openCam, "Open_Cam", error) && resolve(openCamExt, "Open_Cam_Ext", error) &&
+           resolve(closeCam, "Close_Cam", error) && resolve(controlCommand, "Control_Command", error) &&
+           resolve(getVersion, "ZEVO_GetVersionTQ4_Genicam", error);
+}
+
+std::string DriverLibrary::defaultPath() {
+    std::string executable;
+    if (!platform::executablePath(executable)) return kLibraryName;
+    const std::string folder = executable.substr(0, executable.find_last_of(platform::pathSeparator()) + 1);
+    for (const std::string& candidate : {folder + "../driver/" + kLibraryName, folder + kLibraryName})
+        if (platform::fileExists(candidate)) return candidate;
+    return kLibraryName;
+}
+
+CameraSession::CameraSession(DriverLibrary& library, uint32_t number, const std::string& producers)
+    : library_(library) {
+    if (producers.empty()) {
+        openResult_ = library_.openCam(number, &handle_);
+        return;
+    }
+    TQ4_OpenStruct open{};
+    open.producerList = producers.c_str();
+    openResult_ = library_.openCamExt(number, &handle_, &open);
+}
+
+CameraSession::~CameraSession() {
+    if (isOpen()) library_.closeCam(&handle_);
+}
+
+std::vector<uint8_t> buildTelegram(uint16_t code, const std::vector<uint8_t>& payload) {
+    const auto size = static_cast<uint16_t>(payload.size() + 5);
+    std::vector<uint8_t> t = {uint8_t(code), uint8_t(code >> 8), uint8_t(size), uint8_t(size >> 8)};
+    t.insert(t.end(), payload.begin(), payload.end());
+    uint8_t sum = 0;
+    for (uint8_t byte : t) sum = uint8_t(sum + byte);
+    t.push_back(sum);
+    return t;
+}
+
+CameraSession::Exchange CameraSession::send(uint16_t code, const std::vector<uint8_t>& payload) {
+    Exchange exchange;
+    exchange.request = buildTelegram(code, payload);
+    std::vector<uint8_t> response(kResponseCapacity, 0);
+    exchange.result = library_.controlCommand(handle_, exchange.request.data(),
+                                              static_cast<int32_t>(exchange.request.size()), response.data(),
+                                              kResponseCapacity);
+    // A refused request leaves the buffer alone: the size field then reads 0.
+    const std::size_t length = std::min<std::size_t>(response[2] | (response[3] << 8), kResponseCapacity);
+    response.resize(length);
+    exchange.response = std::move(response);
+    return exchange;
+}
+
+}  // namespace tq4::tools
