@@ -7,6 +7,7 @@
 #include <cstring>
 #include <fstream>
 #include <memory>
+#include <new>
 #include <thread>
 
 #include "driver/Config.h"
@@ -30,9 +31,11 @@ struct Library {
     bool counted = false;  // this process is in the attach count
 };
 
-// Never destroyed: the unload hook runs while other static objects are already gone.
+// In static storage and never destroyed: the unload hook may run after static destructors.
+// Everything it holds on the heap is released by the unload itself.
 Library& library() {
-    static Library* instance = new Library();
+    alignas(Library) static unsigned char storage[sizeof(Library)];
+    static Library* instance = new (storage) Library();
     return *instance;
 }
 

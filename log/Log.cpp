@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <new>
 #include <mutex>
 #include <sstream>
 #include <thread>
@@ -28,8 +29,9 @@ const char kLibraryVersion[] = "1,1,0,24";
 const char kLibraryDate[] = "Mar 27 2025";
 const char kLineEnd[] = "\r\n";
 
-// Process-wide state. Allocated once and never destroyed, so that lines logged by static
-// destructors at process exit still find it.
+// Process-wide state. Built in static storage and never destroyed, so that lines logged by
+// static destructors at process exit still find it; exit_logging frees everything it holds,
+// so unloading a library that contains the facility leaves nothing behind.
 struct State {
     std::mutex lock;                         // the log critical section
     bool started = false;
@@ -48,7 +50,8 @@ struct State {
 };
 
 State& state() {
-    static State* instance = new State();
+    alignas(State) static unsigned char storage[sizeof(State)];
+    static State* instance = new (storage) State();
     return *instance;
 }
 
@@ -337,6 +340,10 @@ void exit_logging() {
     std::lock_guard<std::mutex> guard(s.lock);
     s.file.reset();
     releaseSharedBlock(s);
+    // Swapped out: assigning an empty string would keep the old buffer.
+    std::string().swap(s.logPath);
+    std::string().swap(s.blockName);
+    std::string().swap(s.params.folder);
     s.started = false;
 }
 

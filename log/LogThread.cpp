@@ -32,7 +32,8 @@ struct Runner {
 
 std::mutex runnerMutex;
 Runner* runner() {
-    static Runner* instance = new Runner();
+    alignas(Runner) static unsigned char storage[sizeof(Runner)];
+    static Runner* instance = new (storage) Runner();
     return instance;
 }
 

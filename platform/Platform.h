@@ -13,7 +13,9 @@ namespace tq4::platform {
 
 // ---- named shared memory block -------------------------------------------------------------
 // A block of memory shared by every process that opens the same name. Linux: a POSIX
-// shared-memory object ("/name"), sized on creation and mapped whole.
+// shared-memory object ("/name"), sized on creation and mapped whole. When the environment
+// variable TQ4_SHM_SUFFIX is set, its text is appended to every name (open, create and
+// unlink alike), so that test runs in parallel never see each other's blocks.
 class SharedBlock {
 public:
     // Opens the block if it exists, else creates it zero-filled with `size` bytes.

@@ -2,6 +2,7 @@
 #include "platform/Platform.h"
 
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <dlfcn.h>
 #include <mutex>
@@ -9,12 +10,18 @@
 namespace tq4::platform {
 namespace {
 
-// dlerror() forgets its text once read, so the last failure is kept per thread.
-thread_local std::string lastError;
+// dlerror() forgets its text once read, so the last failure is kept per thread. A plain
+// array: a thread-local object with a destructor would keep a library that contains this
+// file from ever being unloaded.
+thread_local char lastError[512];
+
+void setLastError(const char* text) {
+    std::snprintf(lastError, sizeof lastError, "%s", text);
+}
 
 void rememberError(const char* fallback) {
     const char* text = dlerror();
-    lastError = text ? text : fallback;
+    setLastError(text ? text : fallback);
 }
 
 std::mutex searchFolderMutex;
@@ -24,7 +31,7 @@ std::string searchFolder;
 
 ModuleHandle loadModule(const std::string& path) {
     if (path.empty()) {
-        lastError = "empty module path";
+        setLastError("empty module path");
         return nullptr;
     }
     void* module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
@@ -34,7 +41,7 @@ ModuleHandle loadModule(const std::string& path) {
 
 void* moduleSymbol(ModuleHandle module, const char* name) {
     if (!module || !name) {
-        lastError = "no module or no symbol name";
+        setLastError("no module or no symbol name");
         return nullptr;
     }
     dlerror();

@@ -11,7 +11,8 @@ namespace tq4::platform {
 namespace {
 
 std::string posixName(const std::string& name) {
-    return name.empty() || name[0] != '/' ? "/" + name : name;
+    std::string full = name.empty() || name[0] != '/' ? "/" + name : name;
+    return full + getEnvironment("TQ4_SHM_SUFFIX");
 }
 
 // A creator sizes the object after creating it; an opener may see it still empty for a
