@@ -1,5 +1,6 @@
 #include "gentl/DescriptionUrl.h"
 
+#include <cctype>
 #include <cstdlib>
 
 namespace tq4::gentl {
@@ -8,15 +9,29 @@ namespace {
 
 const std::string kLocalScheme = "local:";
 const std::string kFileScheme = "file:";
-const std::string kEmptyAuthority = "///";
+const std::string kLocalAuthority = "///";
+const std::string kEmptyAuthority = "//";
 constexpr std::size_t kShortestRegisterFileName = 5;
 
 bool startsWith(const std::string& text, const std::string& prefix) {
     return text.compare(0, prefix.size(), prefix) == 0;
 }
 
-std::string withoutEmptyAuthority(const std::string& rest) {
-    return startsWith(rest, kEmptyAuthority) ? rest.substr(kEmptyAuthority.size()) : rest;
+std::string withoutLocalAuthority(const std::string& rest) {
+    return startsWith(rest, kLocalAuthority) ? rest.substr(kLocalAuthority.size()) : rest;
+}
+
+// "C|/..." or "C:/...": a Windows drive letter at the start of a path.
+bool startsWithDriveLetter(const std::string& path) {
+    return path.size() >= 2 && std::isalpha(static_cast<unsigned char>(path[0])) && (path[1] == '|' || path[1] == ':');
+}
+
+std::string filePathOf(std::string rest) {
+    rest = rest.substr(0, rest.find('?'));
+    if (!startsWith(rest, kEmptyAuthority)) return rest;
+    const std::string path = rest.substr(kEmptyAuthority.size());
+    if (startsWith(path, "/") && startsWithDriveLetter(path.substr(1))) return path.substr(1);
+    return path;
 }
 
 uint64_t hexValue(const std::string& text) {
@@ -56,14 +71,14 @@ DescriptionUrl parseDescriptionUrl(const std::string& url) {
     result.url = url;
     if (startsWith(url, kLocalScheme)) {
         result.scheme = UrlScheme::Local;
-        const std::string rest = withoutEmptyAuthority(url.substr(kLocalScheme.size()));
+        const std::string rest = withoutLocalAuthority(url.substr(kLocalScheme.size()));
         std::size_t start = 0;
         result.fileName = cut(rest, start, ';');
         result.address = hexValue(cut(rest, start, ';'));
         result.length = hexValue(cut(rest, start, '?'));
     } else if (startsWith(url, kFileScheme)) {
         result.scheme = UrlScheme::File;
-        result.fileName = withoutEmptyAuthority(url.substr(kFileScheme.size()));
+        result.fileName = filePathOf(url.substr(kFileScheme.size()));
     }
     result.extension = extensionOf(bareFileName(result.fileName));
     return result;

@@ -15,7 +15,7 @@ enum class UrlScheme { Local, File, Unknown };
 struct DescriptionUrl {
     UrlScheme scheme = UrlScheme::Unknown;
     std::string url;        // the URL as given
-    std::string fileName;   // local: the register file's name; file: the path after "///"
+    std::string fileName;   // local: the register file's name; file: the path (see below)
     std::string extension;  // from the last "." of the file name; empty without one
     uint64_t address = 0;   // local only
     uint64_t length = 0;    // local only
@@ -26,8 +26,16 @@ struct DescriptionUrl {
 };
 
 // Splits a URL. The scheme is compared exactly ("local:", "file:"); address and length are
-// hexadecimal without prefix (text that is not hexadecimal reads as 0); the query after "?"
-// is ignored.
+// hexadecimal (text that is not hexadecimal reads as 0); the query after "?" is ignored.
+//
+// The path of a file URL is what follows "file:" up to a query ("?SchemaVersion=..."), with an
+// empty authority ("//") removed:
+//   file:///opt/cam/desc.xml    -> "/opt/cam/desc.xml"   (an absolute path here)
+//   file:desc.xml               -> "desc.xml"            (relative to the current directory)
+//   file:///C|/desc/cam%20a.xml -> "C|/desc/cam%20a.xml" (a drive-letter path keeps no leading
+//                                  "/": it names "C:/desc/cam a.xml" relative to the current
+//                                  directory, as there are no drives on this system)
+// The path is kept as written; localNameOfFileUrlPath turns it into a file name.
 DescriptionUrl parseDescriptionUrl(const std::string& url);
 
 // The URLs of a GCGetPortURL answer: NUL-terminated texts within `size` bytes.
@@ -37,9 +45,7 @@ std::vector<std::string> splitUrlList(const char* buffer, std::size_t size);
 std::string extensionOf(const std::string& name);
 
 // Local file name of a file URL's path: every "|" becomes ":" (the drive-letter form) and every
-// "%20" a blank; nothing else is decoded. "/" stays, being this system's path separator, and
-// no leading "/" is added: file:///C|/desc/cam%20a.xml names "C:/desc/cam a.xml", a path
-// relative to the current directory, just as the same URL names a drive path on Windows.
+// "%20" a blank; nothing else is decoded. "/" stays, being this system's path separator.
 std::string localNameOfFileUrlPath(const std::string& path);
 // Whether that name has a directory part (holds "/" or "\").
 bool hasDirectoryPart(const std::string& localName);

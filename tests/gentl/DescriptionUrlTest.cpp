@@ -50,6 +50,9 @@ TEST(DescriptionUrl, FileUrlsAndOtherSchemes) {
     EXPECT_EQ(localNameOfFileUrlPath("a%2520b%41"), "a%2520b%41");  // no other decoding
 
     EXPECT_EQ(parseDescriptionUrl("file:cam.xml").fileName, "cam.xml");
+    EXPECT_EQ(parseDescriptionUrl("file:///opt/cam/desc.zip?SchemaVersion=1.1.0").fileName, "/opt/cam/desc.zip");
+    EXPECT_EQ(parseDescriptionUrl("file:///c:/desc/cam.xml").fileName, "c:/desc/cam.xml");
+    EXPECT_EQ(parseDescriptionUrl("file:///C|/desc/cam%20a.xml?SchemaVersion=1.0.0").fileName, "C|/desc/cam%20a.xml");
     EXPECT_FALSE(hasDirectoryPart("cam.xml"));
     EXPECT_FALSE(parseDescriptionUrl("file:").usable());
 

@@ -179,6 +179,11 @@ TEST_F(DeviceOpen, FileUrlIsMappedToALocalNameCopiedAndLoadedFromTheDataDirector
     EXPECT_EQ(readFile(dataDirectory() / "cam a.xml"), xml);
     EXPECT_TRUE(device.nodeMap()->isLoaded());
 
+    // An absolute path, as the producer writes it, zipped.
+    Device& absolute = registerDevice("url_scheme=file\nxml_file_dir=" + (root_ / "desc").string() + "\n");
+    ASSERT_NE(absolute.open(0, "ZEVO.cti"), nullptr) << dump();
+    EXPECT_EQ(readFile(dataDirectory() / "ZEVO_quillon13SWIR.zip"), readFile(root_ / "desc" / "ZEVO_quillon13SWIR.zip"));
+
     // Without a directory part nothing is copied: the data directory's file is loaded.
     fs::remove_all(root_ / "cwd" / "C:");
     Device& bare = registerDevice("xml_zipped=0\nurl_info=0\nurl=file:cam%20a.xml\n");
@@ -188,15 +193,15 @@ TEST_F(DeviceOpen, FileUrlIsMappedToALocalNameCopiedAndLoadedFromTheDataDirector
 class BadDescription : public DeviceOpen {};
 
 TEST_F(BadDescription, MalformedXmlFailsTheOpenAndClosesTheDevice) {
-    writeFile(root_ / "cwd" / "bad" / "bad.xml", kMalformedXml);
-    Device& device = registerDevice("url_info=0\nurl=file:///bad/bad.xml\n");
+    writeFile(root_ / "bad" / "bad.xml", kMalformedXml);
+    Device& device = registerDevice("url_info=0\nurl=file://" + (root_ / "bad" / "bad.xml").string() + "\n");
     EXPECT_THROW(device.open(0, "ZEVO.cti"), features::GenericException);
     expectClosedAgain(device);
 }
 
 TEST_F(BadDescription, BrokenZipFailsTheOpenAndClosesTheDevice) {
-    writeFile(root_ / "cwd" / "bad" / "bad.zip", std::string("PK\x03\x04", 4) + "not really deflated data");
-    Device& device = registerDevice("url_info=0\nurl=file:///bad/bad.zip\n");
+    writeFile(root_ / "bad" / "bad.zip", std::string("PK\x03\x04", 4) + "not really deflated data");
+    Device& device = registerDevice("url_info=0\nurl=file://" + (root_ / "bad" / "bad.zip").string() + "\n");
     EXPECT_THROW(device.open(0, "ZEVO.cti"), features::GenericException);
     expectClosedAgain(device);
 }
