@@ -1,6 +1,7 @@
 // Opening and closing a device: port, node map from the camera description, data streams.
 #include "gentl/Device.h"
 
+#include "features/Features.h"
 #include "features/NodeMap.h"
 #include "gentl/SystemTLI.h"
 #include "stream/DataStream.h"
@@ -188,6 +189,57 @@ TEST_F(DeviceOpen, FileUrlIsMappedToALocalNameCopiedAndLoadedFromTheDataDirector
     fs::remove_all(root_ / "cwd" / "C:");
     Device& bare = registerDevice("xml_zipped=0\nurl_info=0\nurl=file:cam%20a.xml\n");
     ASSERT_NE(bare.open(0, "ZEVO.cti"), nullptr) << dump();
+}
+
+TEST_F(DeviceOpen, SerialNumberFromDeviceSerialNumberElseInfoSerial) {
+    Device& plain = registerDevice("serials=00012345\n");
+    ASSERT_NE(plain.open(0, "ZEVO.cti"), nullptr) << dump();
+    EXPECT_EQ(plain.getSerial(), 12345u);
+
+    Device& info = registerDevice("info_names=1\nserials=4711\n");
+    ASSERT_NE(info.open(0, "ZEVO.cti"), nullptr) << dump();
+    EXPECT_EQ(info.getSerial(), 4711u);
+    EXPECT_TRUE(logged("Device::getSerial: instead take feature <4711>", log::kVerbose)) << dump();
+
+    Device& text = registerDevice("serials=ABC\n");
+    ASSERT_NE(text.open(0, "ZEVO.cti"), nullptr) << dump();
+    EXPECT_EQ(text.getSerial(), 0u);
+    EXPECT_EQ(count("Device::getSerial: stoull exception: "), 1);
+    EXPECT_TRUE(logged("Device::getSerial: can not read serial number <ABC>. set: 0", log::kProgress));
+}
+
+TEST_F(DeviceOpen, StreamRecordTakesPayloadAndPixelSizeFromTheCamera) {
+    Device& device = registerDevice("defines_payload_size=0\n");
+    ASSERT_NE(device.open(0, "ZEVO.cti"), nullptr) << dump();
+    auto stream = device.activeStream();
+    ASSERT_NE(stream, nullptr);
+    EXPECT_EQ(stream->bitAlignment(), 1u);
+    EXPECT_EQ(stream->timestampMode(), 0u);
+    EXPECT_FALSE(stream->isStreaming());
+
+    const uint32_t bits = stream->setBitsPerPixel();
+    EXPECT_GT(bits, 0u);
+    EXPECT_TRUE(logged("DataStream::setBitsPerPixel: IInteger \"PixelSize\" : " + std::to_string(bits), log::kProgress))
+        << dump();
+    const int64_t width = features::getInteger(*device.nodeMap(), "Width");
+    const int64_t height = features::getInteger(*device.nodeMap(), "Height");
+    EXPECT_EQ(device.setImageParameters(width, height), 0);
+    EXPECT_EQ(stream->width(), width);
+    EXPECT_EQ(stream->height(), height);
+    EXPECT_EQ(stream->getPayloadSize(), uint64_t((bits + 7) / 8 * width * height));
+    EXPECT_EQ(count("Mismatch!"), 0) << dump();
+
+    // A request that differs from the camera is reported, not written.
+    device.setImageParameters(width / 2, height);
+    EXPECT_EQ(count("Device::setImageParameters: setInteger Width: "), 1);
+    EXPECT_EQ(stream->width(), width);
+}
+
+TEST_F(DeviceOpen, PixelFormatDigitsWhenPixelSizeIsMissing) {
+    Device& device = registerDevice("remove_features=PixelSize\npixel_formats=Mono12\n");
+    ASSERT_NE(device.open(0, "ZEVO.cti"), nullptr) << dump();
+    EXPECT_EQ(device.activeStream()->setBitsPerPixel(), 12u);
+    EXPECT_TRUE(logged("DataStream::setBitsPerPixel: text extract bpp from \"PixelFormat\" : 12", log::kProgress));
 }
 
 class BadDescription : public DeviceOpen {};
