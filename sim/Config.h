@@ -1,0 +1,98 @@
+// Configuration of the simulated camera world, read at GCInitLib from the key=value file that
+// the environment variable ZEVO_SIM_CONFIG names. Every key is described in sim/README.md.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace zevo {
+
+// One injected fault: the `after` first calls pass, the next `count` calls (-1: all) fail
+// with `code` (0 means the point's special misbehaviour, e.g. a null base pointer).
+struct FaultSpec {
+    int32_t code = 0;
+    int64_t count = -1;
+    uint64_t after = 0;
+};
+
+struct Identity {
+    std::string vendorName = "Orvanta ZEVO GmbH";
+    std::string modelName = "zevo.quillon 1.3 SWIR";
+    std::string familyName = "zevo.quillon";
+    std::string deviceVersion = "3";
+    std::string firmwareVersion = "2.4.17";
+    std::string materialNumber = "ZQ-1300-SW-0812";
+    std::string userDefinedName;
+};
+
+struct Config {
+    // topology
+    uint32_t interfaces = 1;
+    uint32_t devicesPerInterface = 1;
+    std::vector<std::string> serials;          // over all devices in order; default 3101, 3102, ...
+    uint32_t streams = 1;
+    uint32_t devicesAppearAfterUpdates = 0;    // list stays empty for this many IFUpdateDeviceList
+    uint32_t devicesVanishAfterUpdates = 0;    // 0: never; else gone from that update on
+    int32_t accessStatus = 0;                  // 0: natural status; else reported always
+
+    // camera description
+    bool zippedXml = true;
+    std::string urlScheme = "local";           // local | file
+    std::string xmlFileName;                   // empty: ZEVO_quillon13SWIR.zip / .xml
+    std::string xmlFileDir;                    // where file: descriptions are written
+    std::string urlOverride;                   // served verbatim
+    bool urlInfoSupported = true;
+    std::set<std::string> removedFeatures;
+    bool infoNames = false;                    // InfoName / InfoHardwareRev / InfoSerial
+    bool triggerSelectorReadOnly = false;
+    std::vector<std::string> pixelFormats = {"Mono8", "Mono10", "Mono12", "Mono14", "Mono16"};
+
+    // camera values
+    Identity identity;
+    std::map<std::string, double> fixedTemperatures;   // by sensor name
+    std::optional<bool> coolingWarning;
+    double ambientTemperature = 24.0;
+    double coolingMaxDelta = 40.0;             // the cooler can pull this far below ambient
+    double coolingTimeConstantS = 4.0;
+    std::map<std::string, double> fullFrameFps;        // per pixel format, overrides the table
+    bool unlimitedRate = false;                // fill as fast as buffers come back
+    uint32_t line0PeriodMs = 0;                // simulated external trigger on Line0
+
+    // streaming
+    size_t bufAnnounceMin = 1;
+    bool definesPayloadSize = true;
+    size_t shortPortRead = 0;                  // bytes missing from reads of the description
+
+    std::map<std::string, FaultSpec> faults;   // by fault point name
+    std::vector<std::string> unknownKeys;
+};
+
+// Parses the text of a configuration file; unknown keys are collected, bad values throw
+// std::invalid_argument naming the line.
+Config parseConfig(const std::string& text);
+// Reads the file named by ZEVO_SIM_CONFIG; defaults when the variable is unset or empty.
+Config loadConfigFromEnvironment();
+
+// The fault points of one library session, counted thread-safely.
+class FaultPoints {
+public:
+    void reset(const std::map<std::string, FaultSpec>& specs);
+    // The fault code when this call of `point` is to fail, else nothing.
+    std::optional<int32_t> fire(const std::string& point);
+    bool configured(const std::string& point) const;
+
+private:
+    struct Counter {
+        FaultSpec spec;
+        uint64_t calls = 0;
+    };
+    mutable std::mutex mutex_;
+    std::map<std::string, Counter> counters_;
+};
+
+}  // namespace zevo

@@ -1,0 +1,157 @@
+// The acquisition engine of a data stream: waits until the camera has a frame due (free run
+// at the frame period, one frame or a burst per trigger, nothing while stopped or gated),
+// takes the oldest buffer of the input pool, fills it and puts it into the output queue.
+// A frame that finds no buffer is lost and counted as underrun; without pacing the engine
+// waits for buffers instead.
+#include "sim/Stream.h"
+
+#include <algorithm>
+#include <chrono>
+#include <optional>
+
+namespace zevo {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+constexpr auto PollSlice = std::chrono::milliseconds(10);
+
+Clock::duration period(const AcquisitionSnapshot& s)
+{
+    return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(s.periodS));
+}
+
+uint64_t nanoseconds(std::chrono::nanoseconds d) { return uint64_t(d.count()); }
+
+}  // namespace
+
+class FrameClock {
+public:
+    // When the next frame is due, or nothing while no frame is due at all.
+    std::optional<Clock::time_point> due(const AcquisitionSnapshot& s, Clock::time_point now)
+    {
+        if (!s.acquiring) return std::nullopt;
+        if (s.epoch != epoch_) {
+            epoch_ = s.epoch;
+            next_ = s.startTime + period(s);
+            consumed_ = s.triggerCount;
+            pending_ = 0;
+        }
+        if (!s.gateOpen) return std::nullopt;
+        if (s.triggered) {
+            if (s.triggerCount > consumed_) {
+                if (pending_ == 0) next_ = std::max(next_, now);
+                pending_ += (s.triggerCount - consumed_) * s.framesPerTrigger;
+                consumed_ = s.triggerCount;
+            }
+            if (pending_ == 0) return std::nullopt;
+        } else if (s.unlimited) {
+            return now;
+        }
+        return next_;
+    }
+
+    void taken(const AcquisitionSnapshot& s, Clock::time_point when)
+    {
+        if (s.triggered && pending_ > 0) --pending_;
+        next_ += period(s);
+        if (next_ + period(s) < when) next_ = when;   // fell behind: do not catch up in a burst
+    }
+
+private:
+    uint64_t epoch_ = ~uint64_t(0);
+    Clock::time_point next_;
+    uint64_t consumed_ = 0;
+    uint64_t pending_ = 0;
+};
+
+bool Stream::waitForFrame(FrameClock& clock, AcquisitionSnapshot& snapshot)
+{
+    for (;;) {
+        snapshot = camera_->snapshot();
+        const auto now = Clock::now();
+        const auto due = clock.due(snapshot, now);
+        if (due && *due <= now) return true;
+        std::unique_lock<std::mutex> lock(mutex_);
+        if (stopRequested_) return false;
+        changed_.wait_until(lock, due ? std::min(*due, now + PollSlice) : now + PollSlice);
+        if (stopRequested_) return false;
+    }
+}
+
+BufferModule* Stream::takeInputBuffer(bool waitForOne)
+{
+    std::unique_lock<std::mutex> lock(mutex_);
+    for (;;) {
+        if (stopRequested_) return nullptr;
+        if (!input_.empty()) {
+            BufferModule* buffer = input_.front();
+            input_.pop_front();
+            buffer->state = BufferState::Filling;
+            buffer->afterFill = BufferModule::AfterFill::Deliver;
+            ++started_;
+            return buffer;
+        }
+        if (!waitForOne) {
+            ++underrun_;
+            return nullptr;
+        }
+        changed_.wait_for(lock, PollSlice);
+    }
+}
+
+void Stream::finishFill(BufferModule& buffer, const FillResult& result)
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    buffer.fill = result;
+    switch (buffer.afterFill) {
+    case BufferModule::AfterFill::Deliver:
+        buffer.state = BufferState::OutputQueue;
+        output_.push_back(&buffer);
+        ++delivered_;
+        ++acquired_;
+        break;
+    case BufferModule::AfterFill::ToInput:
+        buffer.state = BufferState::InputPool;
+        input_.push_back(&buffer);
+        break;
+    case BufferModule::AfterFill::Discard:
+        buffer.state = BufferState::Announced;
+        break;
+    }
+    changed_.notify_all();
+}
+
+void Stream::engineLoop()
+{
+    FrameClock clock;
+    std::shared_ptr<const SceneFrames> frames;
+    AcquisitionSnapshot snapshot;
+    while (waitForFrame(clock, snapshot)) {
+        BufferModule* buffer = takeInputBuffer(snapshot.unlimited && !snapshot.triggered);
+        uint64_t frameId;
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            if (stopRequested_) break;
+            frameId = nextFrameId_++;
+        }
+        clock.taken(snapshot, Clock::now());
+        if (buffer == nullptr) continue;   // underrun: the frame is lost
+        if (!frames || frames->settings() != snapshot.scene)
+            frames = SceneFrames::render(camera_->sensor(), snapshot.scene);
+        FillResult r;
+        r.frameId = frameId;
+        r.geometry = snapshot.scene.geometry;
+        r.dataSize = r.geometry.payload();
+        r.sizeFilled = frames->fill(buffer->base, buffer->size, frameId, snapshot.stamp);
+        r.incomplete = r.largerThanBuffer = buffer->size < r.dataSize;
+        r.newData = true;
+        r.timestampTicks = nanoseconds(Clock::now().time_since_epoch());
+        r.timestampNs = nanoseconds(std::chrono::system_clock::now().time_since_epoch());
+        finishFill(*buffer, r);
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (acquired_ >= toAcquire_) break;
+    }
+}
+
+}  // namespace zevo
