@@ -40,8 +40,12 @@ TEST(TelegramIdentity, CameraTypeReadsHardwareVersionText) {
 }
 
 TEST(TelegramIdentity, InfoStringsAndNames) {
-    const std::string name50(50, 'n');
-    SimCamera camera("user_defined_name=" + name50 + "\nmaterial_number=ZQ-77\n");
+    // The simulated producer names its camera "ZEVO quillon SWIR (<serial>)": a 30-character
+    // serial number makes a 50-character name.
+    const std::string serial(30, '7');
+    const std::string name50 = "ZEVO quillon SWIR (" + serial + ")";
+    ASSERT_EQ(name50.size(), 50u);
+    SimCamera camera("serials=" + serial + "\nmaterial_number=ZQ-77\n");
     ASSERT_TRUE(camera.isOpen());
 
     const Answer named = camera.send(telegram(GET_CAMERA_NAME));
@@ -84,16 +88,21 @@ TEST(TelegramIdentity, VersionLists) {
     EXPECT_EQ(textAt(fw.bytes, 166, 16), "Unknown");
 }
 
-TEST(TelegramStatus, TemperaturesFromTheSensorBlockAreRounded) {
-    const Answer a = ask(
-        "remove_features=DeviceTemperatureSelector\n"
-        "temperature.Img-Sen=21.37\ntemperature.Hum-Sen=40.5\ntemperature.Backend=-3.7\n",
-        telegram(GET_TEMPERATURE));
-    EXPECT_EQ(a.result, 0u);
-    EXPECT_EQ(u16At(a.bytes, 2), 11);
-    EXPECT_EQ(s16At(a.bytes, 4), 214);
-    EXPECT_EQ(s16At(a.bytes, 6), 41);
-    EXPECT_EQ(s16At(a.bytes, 8), -3);
+TEST(TelegramStatus, TemperaturesAreRoundedAndTheSelectorWins) {
+    const std::string sensors =
+        "temperature.Img-Sen=21.37\ntemperature.Hum-Sen=40.5\ntemperature.Backend=-3.7\n";
+    const Answer block = ask("remove_features=DeviceTemperatureSelector\n" + sensors, telegram(GET_TEMPERATURE));
+    EXPECT_EQ(block.result, 0u);
+    EXPECT_EQ(u16At(block.bytes, 2), 11);
+    EXPECT_EQ(s16At(block.bytes, 4), 214);
+    EXPECT_EQ(s16At(block.bytes, 6), 41);
+    EXPECT_EQ(s16At(block.bytes, 8), -3);
+
+    // The simulated selector shows Img-Sen as "Sensor", Backend as "Main", and "Power".
+    const Answer selector = ask(sensors + "temperature.Power=7.2\n", telegram(GET_TEMPERATURE));
+    EXPECT_EQ(s16At(selector.bytes, 4), 214);
+    EXPECT_EQ(s16At(selector.bytes, 6), -3);
+    EXPECT_EQ(s16At(selector.bytes, 8), 7);
 }
 
 TEST(TelegramStatus, HealthAndCooling) {
@@ -150,7 +159,7 @@ TEST(TelegramMisc, EchoesSignalsAndMetadata) {
 }
 
 TEST(TelegramDescription, TemplateOverwrittenFromTheCamera) {
-    SimCamera camera("pixel_formats=Mono8,Mono12\n");
+    SimCamera camera("pixel_formats=Mono8,Mono12\nremove_features=BinningVertical\n");
     ASSERT_TRUE(camera.isOpen());
     const Answer a = camera.send(telegram(GET_CAMERA_DESCRIPTION));
     EXPECT_EQ(a.result, 0u);
@@ -159,9 +168,18 @@ TEST(TelegramDescription, TemplateOverwrittenFromTheCamera) {
     EXPECT_EQ(u32At(a.bytes, 32), 93000000u);  // pixel rate, from the template
     EXPECT_EQ(u16At(a.bytes, 8), u16At(a.bytes, 12));
     EXPECT_EQ(u16At(a.bytes, 10), u16At(a.bytes, 14));
-    EXPECT_EQ(u16At(a.bytes, 16), 12);  // the widest format is chosen at open
+    // Binning: horizontal only (maximum 2, step 1); the vertical field keeps its template value.
+    EXPECT_EQ(u16At(a.bytes, 18), 2);
+    EXPECT_EQ(u16At(a.bytes, 22), 1);
+    EXPECT_EQ(u16At(a.bytes, 24), 1);
+    EXPECT_EQ(u16At(a.bytes, 26), 8);  // Width step
+    // ExposureTime 10 us to 1 s without a step; AcquisitionFrameRate from 1 Hz.
     EXPECT_EQ(u32At(a.bytes, 58), 0u);
-    EXPECT_GE(u32At(a.bytes, 78), 1u);
+    EXPECT_EQ(u32At(a.bytes, 62), 1000u);
+    EXPECT_EQ(u32At(a.bytes, 66), 0u);
+    EXPECT_EQ(u32At(a.bytes, 70), 10000u);
+    EXPECT_EQ(u32At(a.bytes, 74), 1000u);
+    EXPECT_EQ(u32At(a.bytes, 78), 1u);
     // The simulated camera offers pulse-width exposure, acquisition-active and burst triggers.
     EXPECT_EQ(u32At(a.bytes, 118), 0x1000u | 0x200000u);
     EXPECT_EQ(u32At(a.bytes, 142), 0x20000u);
