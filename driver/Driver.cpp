@@ -14,10 +14,11 @@ std::mutex& driverLock() {
     return lock;
 }
 
-// Guarded by driverLock().
+// Guarded by driverLock(). Never destroyed: a registry still alive when the process ends
+// must not be torn down by the exit handlers, after the producer libraries are gone.
 std::shared_ptr<Driver>& instancePointer() {
-    static std::shared_ptr<Driver> pointer;
-    return pointer;
+    static auto* pointer = new std::shared_ptr<Driver>();
+    return *pointer;
 }
 
 constexpr std::size_t kInitialBuckets = 8;
