@@ -57,11 +57,15 @@ CameraSession::~CameraSession() {
 
 std::vector<uint8_t> buildTelegram(uint16_t code, const std::vector<uint8_t>& payload) {
     const auto size = static_cast<uint16_t>(payload.size() + 5);
-    std::vector<uint8_t> t = {uint8_t(code), uint8_t(code >> 8), uint8_t(size), uint8_t(size >> 8)};
-    t.insert(t.end(), payload.begin(), payload.end());
+    std::vector<uint8_t> t(size, 0);
+    t[0] = uint8_t(code);
+    t[1] = uint8_t(code >> 8);
+    t[2] = uint8_t(size);
+    t[3] = uint8_t(size >> 8);
+    std::copy(payload.begin(), payload.end(), t.begin() + 4);
     uint8_t sum = 0;
-    for (uint8_t byte : t) sum = uint8_t(sum + byte);
-    t.push_back(sum);
+    for (std::size_t i = 0; i + 1 < t.size(); ++i) sum = uint8_t(sum + t[i]);
+    t.back() = sum;
     return t;
 }
 
