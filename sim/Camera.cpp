@@ -211,11 +211,21 @@ uint64_t Camera::triggerCount(Selector selector) const
     return 0;
 }
 
+int Camera::activeFrameTrigger() const
+{
+    for (Selector sel : {FrameStart, ExposureActive, FrameBurstStart})
+        if (s_.triggers[sel].mode == 1) return sel;
+    return -1;
+}
+
 // A software trigger fires the selected trigger only while it is on and listens to software.
+// Frames asked for are counted at once, so that switching triggers later loses none.
 void Camera::executeSoftwareTrigger()
 {
     Trigger& t = selectedTrigger();
-    if (t.mode == 1 && t.source == Software) ++t.softwareCount;
+    if (t.mode != 1 || t.source != Software) return;
+    ++t.softwareCount;
+    if (s_.triggerSelector == activeFrameTrigger()) s_.softwareFrames += framesPerTrigger(int(s_.triggerSelector));
 }
 
 void Camera::startAcquisition()
@@ -235,13 +245,11 @@ AcquisitionSnapshot Camera::snapshot() const
     a.startTime = s_.startTime;
     a.periodS = framePeriodS();
     a.unlimited = config_.unlimitedRate;
-    for (Selector sel : {FrameStart, ExposureActive, FrameBurstStart}) {
-        if (s_.triggers[sel].mode != 1) continue;
-        a.triggered = true;
-        a.triggerCount = triggerCount(sel);
-        a.framesPerTrigger = sel == FrameBurstStart ? uint32_t(s_.burstFrameCount) : 1;
-        break;
-    }
+    const int frameTrigger = activeFrameTrigger();
+    a.triggered = frameTrigger >= 0;
+    a.requestedFrames = s_.softwareFrames;
+    if (a.triggered && s_.triggers[size_t(frameTrigger)].source == Line0)
+        a.requestedFrames += triggerCount(Selector(frameTrigger)) * framesPerTrigger(frameTrigger);
     const Trigger& gate = s_.triggers[AcquisitionActive];
     a.gateOpen = gate.mode != 1 || triggerCount(AcquisitionActive) > (gate.source == Software ? gate.countAtStart : 0);
     a.scene.geometry = geometry();

@@ -25,8 +25,7 @@ struct AcquisitionSnapshot {
     double periodS = 0.02;                  // free-running frame period
     bool unlimited = false;                 // no pacing at all
     bool triggered = false;                 // a frame trigger is on
-    uint64_t triggerCount = 0;              // triggers of that frame trigger so far
-    uint32_t framesPerTrigger = 1;
+    uint64_t requestedFrames = 0;           // frames its triggers asked for so far
     bool gateOpen = true;                   // AcquisitionActive trigger satisfied
     SceneSettings scene;
     TimestampMode stamp = TimestampMode::Off;
@@ -92,6 +91,7 @@ private:
         std::string userId;
         int64_t nucMode = 0;
         std::string blackPath, whitePath;
+        uint64_t softwareFrames = 0;           // frames asked for by software frame triggers
     };
 
     // register bindings (CameraBindings.cpp)
@@ -125,6 +125,9 @@ private:
     // triggers
     Trigger& selectedTrigger() { return s_.triggers[size_t(s_.triggerSelector)]; }
     uint64_t triggerCount(Selector selector) const;
+    // The trigger that decides when frames are taken, or -1 in free run.
+    int activeFrameTrigger() const;
+    uint64_t framesPerTrigger(int selector) const { return selector == FrameBurstStart ? uint64_t(s_.burstFrameCount) : 1; }
     void executeSoftwareTrigger();
     void startAcquisition();
     // correction

@@ -34,15 +34,15 @@ public:
         if (s.epoch != epoch_) {
             epoch_ = s.epoch;
             next_ = s.startTime + period(s);
-            consumed_ = s.triggerCount;
+            consumed_ = s.requestedFrames;
             pending_ = 0;
         }
         if (!s.gateOpen) return std::nullopt;
         if (s.triggered) {
-            if (s.triggerCount > consumed_) {
+            if (s.requestedFrames > consumed_) {
                 if (pending_ == 0) next_ = std::max(next_, now);
-                pending_ += (s.triggerCount - consumed_) * s.framesPerTrigger;
-                consumed_ = s.triggerCount;
+                pending_ += s.requestedFrames - consumed_;
+                consumed_ = s.requestedFrames;
             }
             if (pending_ == 0) return std::nullopt;
         } else if (s.unlimited) {

@@ -1,0 +1,328 @@
+// The camera description checked by a GenICam engine we did not write: Aravis loads the XML
+// that ZEVO.cti serves through its port (unzipping it with its own zip reader), reads every
+// feature through GCReadPort and must see what the producer holds; writes through Aravis must
+// reach the producer. Only this test includes Aravis, to hold the description to an outside
+// standard.
+#include "tests/sim/ProducerClient.h"
+
+#include <arv.h>
+
+#include <chrono>
+#include <filesystem>
+#include <set>
+#include <thread>
+
+namespace zevo::test {
+namespace {
+
+// ---- a minimal ArvDevice whose memory is the producer's remote device port -------------------
+
+struct PortDevice {
+    ArvDevice parent;
+    PORT_HANDLE port;
+};
+struct PortDeviceClass {
+    ArvDeviceClass parentClass;
+};
+
+G_DEFINE_TYPE(PortDevice, port_device, ARV_TYPE_DEVICE)
+
+gboolean transferFailed(GError** error, GC_ERROR rc)
+{
+    g_set_error(error, ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_PROTOCOL_ERROR, "GenTL error %d", int(rc));
+    return FALSE;
+}
+
+gboolean readMemory(ArvDevice* device, guint64 address, guint32 size, void* buffer, GError** error)
+{
+    size_t n = size;
+    const GC_ERROR rc = Producer::get().GCReadPort(reinterpret_cast<PortDevice*>(device)->port, address, buffer, &n);
+    return rc == GC_ERR_SUCCESS && n == size ? TRUE : transferFailed(error, rc);
+}
+
+gboolean writeMemory(ArvDevice* device, guint64 address, guint32 size, void* buffer, GError** error)
+{
+    size_t n = size;
+    const GC_ERROR rc = Producer::get().GCWritePort(reinterpret_cast<PortDevice*>(device)->port, address, buffer, &n);
+    return rc == GC_ERR_SUCCESS ? TRUE : transferFailed(error, rc);
+}
+
+gboolean readRegister(ArvDevice* device, guint64 address, guint32* value, GError** error)
+{
+    return readMemory(device, address, sizeof(*value), value, error);
+}
+
+gboolean writeRegister(ArvDevice* device, guint64 address, guint32 value, GError** error)
+{
+    return writeMemory(device, address, sizeof(value), &value, error);
+}
+
+void port_device_init(PortDevice*) {}
+
+void port_device_class_init(PortDeviceClass* cls)
+{
+    ArvDeviceClass* device = ARV_DEVICE_CLASS(cls);
+    device->read_memory = readMemory;
+    device->write_memory = writeMemory;
+    device->read_register = readRegister;
+    device->write_register = writeRegister;
+}
+
+// ---- fixture: the description as served, loaded into Aravis ----------------------------------
+
+class SimDescription : public ::testing::Test {
+protected:
+    explicit SimDescription(const std::string& config = "cooling_time_constant_s = 0.05\n") : s(config, Session::ToDevice)
+    {
+        device = static_cast<PortDevice*>(g_object_new(port_device_get_type(), nullptr));
+        device->port = s.port;
+        const std::string xml = servedXml();
+        gc = arv_gc_new(ARV_DEVICE(device), xml.data(), xml.size());
+    }
+    ~SimDescription() override
+    {
+        if (gc) g_object_unref(gc);
+        g_object_unref(device);
+    }
+
+    // The zip archive read from the port as the URL says, unpacked by Aravis.
+    std::string servedXml()
+    {
+        uint64_t address = 0, size = 0;
+        INFO_DATATYPE type = 0;
+        size_t n = sizeof(uint64_t);
+        EXPECT_EQ(s.gc.GCGetPortURLInfo(s.port, 0, URL_INFO_FILE_REGISTER_ADDRESS, &type, &address, &n), GC_ERR_SUCCESS);
+        EXPECT_EQ(s.gc.GCGetPortURLInfo(s.port, 0, URL_INFO_FILE_SIZE, &type, &size, &n), GC_ERR_SUCCESS);
+        std::vector<char> zipped(size);
+        n = size;
+        EXPECT_EQ(s.gc.GCReadPort(s.port, address, zipped.data(), &n), GC_ERR_SUCCESS);
+        ArvZip* zip = arv_zip_new(zipped.data(), zipped.size());
+        const GSList* files = arv_zip_get_file_list(zip);
+        std::string xml;
+        if (files) {
+            size_t length = 0;
+            void* data = arv_zip_get_file(zip, arv_zip_file_get_name(static_cast<ArvZipFile*>(files->data)), &length);
+            if (data) xml.assign(static_cast<char*>(data), length);
+            g_free(data);
+        }
+        arv_zip_free(zip);
+        return xml;
+    }
+
+    ArvGcNode* node(const char* name)
+    {
+        ArvGcNode* n = arv_gc_get_node(gc, name);
+        EXPECT_NE(n, nullptr) << name;
+        return n;
+    }
+    int64_t integer(const char* name)
+    {
+        GError* error = nullptr;
+        const int64_t v = arv_gc_integer_get_value(ARV_GC_INTEGER(node(name)), &error);
+        return checked(v, error, name);
+    }
+    double number(const char* name)
+    {
+        GError* error = nullptr;
+        const double v = arv_gc_float_get_value(ARV_GC_FLOAT(node(name)), &error);
+        return checked(v, error, name);
+    }
+    std::string symbol(const char* name)
+    {
+        GError* error = nullptr;
+        const char* v = arv_gc_enumeration_get_string_value(ARV_GC_ENUMERATION(node(name)), &error);
+        return checked(std::string(v ? v : ""), error, name);
+    }
+    std::string text(const char* name)
+    {
+        GError* error = nullptr;
+        const char* v = arv_gc_string_get_value(ARV_GC_STRING(node(name)), &error);
+        return checked(std::string(v ? v : ""), error, name);
+    }
+    bool flag(const char* name)
+    {
+        GError* error = nullptr;
+        const bool v = arv_gc_boolean_get_value(ARV_GC_BOOLEAN(node(name)), &error);
+        return checked(v, error, name);
+    }
+    // True when Aravis accepted the call.
+    template <typename Call>
+    bool ok(Call call)
+    {
+        GError* error = nullptr;
+        call(&error);
+        const bool good = error == nullptr;
+        g_clear_error(&error);
+        return good;
+    }
+    std::set<std::string> availableEntries(const char* name)
+    {
+        std::set<std::string> names;
+        for (const GSList* e = arv_gc_enumeration_get_entries(ARV_GC_ENUMERATION(node(name))); e; e = e->next) {
+            auto* entry = ARV_GC_FEATURE_NODE(e->data);
+            if (arv_gc_feature_node_is_available(entry, nullptr)) names.insert(arv_gc_feature_node_get_name(entry));
+        }
+        return names;
+    }
+
+    Session s;
+    PortDevice* device = nullptr;
+    ArvGc* gc = nullptr;
+
+private:
+    template <typename T>
+    static T checked(T value, GError* error, const char* name)
+    {
+        EXPECT_EQ(error, nullptr) << name << ": " << (error ? error->message : "");
+        g_clear_error(&error);
+        return value;
+    }
+};
+
+TEST_F(SimDescription, EveryNamedFeatureReadsBackWhatTheProducerHolds)
+{
+    ASSERT_NE(gc, nullptr) << "Aravis refused the description";
+    struct Int { const char* name; uint64_t address; };
+    for (const Int& f : {Int{"SensorWidth", reg::SensorWidth}, Int{"SensorHeight", reg::SensorHeight},
+                         Int{"WidthMax", reg::WidthMax}, Int{"HeightMax", reg::HeightMax}, Int{"Width", reg::Width},
+                         Int{"Height", reg::Height}, Int{"OffsetX", reg::OffsetX}, Int{"OffsetY", reg::OffsetY},
+                         Int{"BinningHorizontal", reg::BinningHorizontal}, Int{"BinningVertical", reg::BinningVertical},
+                         Int{"PayloadSize", reg::PayloadSize}, Int{"TLParamsLocked", reg::TLParamsLocked},
+                         Int{"AcquisitionBurstFrameCount", reg::AcquisitionBurstFrameCount},
+                         Int{"TempSensorId", reg::TempSensorBlock}, Int{"PressureSensorId", reg::PressureSensorBlock}})
+        EXPECT_EQ(integer(f.name), s.readInt(f.address)) << f.name;
+    EXPECT_EQ(integer("SensorWidth"), 1296);
+    EXPECT_EQ(integer("SensorHeight"), 1032);
+
+    struct Text { const char* name; uint64_t address; std::string expected; };
+    for (const Text& f : {Text{"DeviceVendorName", reg::DeviceVendorName, "Orvanta ZEVO GmbH"},
+                          Text{"DeviceModelName", reg::DeviceModelName, "zevo.quillon 1.3 SWIR"},
+                          Text{"DeviceFamilyName", reg::DeviceFamilyName, "zevo.quillon"},
+                          Text{"DeviceVersion", reg::DeviceVersion, "3"},
+                          Text{"DeviceFirmwareVersion", reg::DeviceFirmwareVersion, "2.4.17"},
+                          Text{"DeviceSerialNumber", reg::DeviceSerialNumber, "3101"},
+                          Text{"MaterialNumber", reg::MaterialNumber, s.readString(reg::MaterialNumber)},
+                          Text{"TempSensorName", reg::TempSensorBlock + reg::SensorNameOffset, "Img-Sen"}}) {
+        EXPECT_EQ(text(f.name), f.expected) << f.name;
+        EXPECT_EQ(s.readString(f.address, f.name == std::string("TempSensorName") ? reg::SensorNameLength : reg::StringLength),
+                  f.expected);
+    }
+
+    struct Enum { const char* name; std::string expected; };
+    for (const Enum& f : {Enum{"DeviceType", "Transmitter"}, Enum{"DeviceScanType", "Areascan"},
+                          Enum{"PixelFormat", "Mono12"}, Enum{"PixelSize", "Bpp12"},
+                          Enum{"AcquisitionMode", "Continuous"}, Enum{"ExposureMode", "Timed"},
+                          Enum{"ExposureAuto", "Off"}, Enum{"TriggerSelector", "FrameStart"},
+                          Enum{"TriggerMode", "Off"}, Enum{"TriggerSource", "Software"},
+                          Enum{"LineSelector", "Line0"}, Enum{"LineSource", "Off"}, Enum{"LineMode", "Input"},
+                          Enum{"DeviceTemperatureSelector", "Sensor"}, Enum{"CoolingMode", "Automatic"},
+                          Enum{"FanControlMode", "AutomaticTarget"}, Enum{"NUCMode", "Off"},
+                          Enum{"ZEVOTimestamp", "Off"}, Enum{"BalanceWhiteAuto", "Off"}})
+        EXPECT_EQ(symbol(f.name), f.expected) << f.name;
+
+    EXPECT_DOUBLE_EQ(number("ExposureTime"), s.readFloat(reg::ExposureTime));
+    EXPECT_DOUBLE_EQ(number("AcquisitionFrameRate"), s.readFloat(reg::AcquisitionFrameRate));
+    EXPECT_DOUBLE_EQ(number("CoolingAutomaticValue"), s.readFloat(reg::CoolingAutomaticValue));
+    EXPECT_DOUBLE_EQ(number("SensorPixelWidth"), 5.0);
+    EXPECT_NEAR(number("DeviceTemperature"), s.readFloat(reg::DeviceTemperature), 0.5);
+    EXPECT_EQ(flag("AcquisitionFrameRateEnable"), s.readInt(reg::AcquisitionFrameRateEnable) != 0);
+    EXPECT_EQ(flag("CoolingWarning"), false);
+
+    GError* error = nullptr;
+    EXPECT_DOUBLE_EQ(arv_gc_float_get_min(ARV_GC_FLOAT(node("ExposureTime")), &error), 10.0);
+    EXPECT_DOUBLE_EQ(arv_gc_float_get_max(ARV_GC_FLOAT(node("ExposureTime")), &error), 1000000.0);
+    EXPECT_DOUBLE_EQ(arv_gc_float_get_max(ARV_GC_FLOAT(node("AcquisitionFrameRate")), &error),
+                     s.readFloat(reg::AcquisitionFrameRateMax));
+    EXPECT_DOUBLE_EQ(arv_gc_float_get_min(ARV_GC_FLOAT(node("CoolingAutomaticValue")), &error), -20.0);
+    EXPECT_EQ(arv_gc_integer_get_inc(ARV_GC_INTEGER(node("Width")), &error), 8);
+    EXPECT_EQ(error, nullptr);
+}
+
+TEST_F(SimDescription, WritesThroughTheEngineReachTheCameraAndItsDependentFeatures)
+{
+    ASSERT_NE(gc, nullptr);
+    EXPECT_TRUE(ok([&](GError** e) { arv_gc_integer_set_value(ARV_GC_INTEGER(node("Width")), 640, e); }));
+    EXPECT_EQ(s.readInt(reg::Width), 640);
+    EXPECT_EQ(arv_gc_integer_get_max(ARV_GC_INTEGER(node("OffsetX")), nullptr), 1296 - 640);
+    EXPECT_TRUE(ok([&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("PixelFormat")), "Mono8", e); }));
+    EXPECT_EQ(symbol("PixelSize"), "Bpp8");
+    EXPECT_EQ(integer("PayloadSize"), 640 * 1032);
+    EXPECT_TRUE(ok([&](GError** e) { arv_gc_integer_set_value(ARV_GC_INTEGER(node("TLParamsLocked")), 1, e); }));
+    EXPECT_FALSE(ok([&](GError** e) { arv_gc_integer_set_value(ARV_GC_INTEGER(node("Width")), 320, e); }));
+    EXPECT_EQ(s.readInt(reg::Width), 640);
+
+    // Selectors switch what their selected features show.
+    EXPECT_TRUE(ok([&](GError** e) { arv_gc_integer_set_value(ARV_GC_INTEGER(node("TempSensorId")), 1, e); }));
+    EXPECT_EQ(text("TempSensorName"), "Hum-Sen");
+    EXPECT_TRUE(ok([&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("TriggerSelector")), "FrameBurstStart", e); }));
+    EXPECT_TRUE(ok([&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("TriggerMode")), "On", e); }));
+    EXPECT_TRUE(ok([&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("TriggerSelector")), "FrameStart", e); }));
+    EXPECT_EQ(symbol("TriggerMode"), "Off");
+    EXPECT_TRUE(ok([&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("LineSelector")), "Line2", e); }));
+    EXPECT_TRUE(ok([&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("LineSource")), "FrameTriggerOut", e); }));
+    EXPECT_EQ(symbol("LineMode"), "Output");
+    EXPECT_FALSE(ok([&](GError** e) { arv_gc_float_set_value(ARV_GC_FLOAT(node("ExposureTime")), 5.0, e); }));
+}
+
+TEST_F(SimDescription, SensorTemperatureApproachesTheSetPointAndWarnsWhenOutOfReach)
+{
+    ASSERT_NE(gc, nullptr);
+    EXPECT_TRUE(ok([&](GError** e) { arv_gc_float_set_value(ARV_GC_FLOAT(node("CoolingAutomaticValue")), 0.0, e); }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(400));   // many time constants of 50 ms
+    EXPECT_NEAR(number("TempSensorValue"), 0.0, 0.1);
+    EXPECT_FALSE(flag("CoolingWarning"));
+    EXPECT_TRUE(ok([&](GError** e) { arv_gc_float_set_value(ARV_GC_FLOAT(node("CoolingAutomaticValue")), -20.0, e); }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(400));
+    EXPECT_NEAR(number("TempSensorValue"), 24.0 - 40.0, 0.1);   // ambient less what the cooler can do
+    EXPECT_TRUE(flag("CoolingWarning"));
+}
+
+TEST_F(SimDescription, CorrectionReferencesAreCreatedSavedLoadedAndUnlockTheirModes)
+{
+    ASSERT_NE(gc, nullptr);
+    EXPECT_EQ(availableEntries("NUCMode"), (std::set<std::string>{"Off"}));
+    EXPECT_FALSE(ok([&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("NUCMode")), "Both", e); }));
+
+    const std::filesystem::path dir = std::filesystem::path(::testing::TempDir()) / "zevo_nuc";
+    std::filesystem::remove_all(dir);
+    std::filesystem::create_directories(dir);
+    const std::string black = (dir / "3101_b12").string(), white = (dir / "3101_w12").string();
+    const auto run = [&](const char* command) {
+        return ok([&](GError** e) { arv_gc_command_execute(ARV_GC_COMMAND(node(command)), e); });
+    };
+    const auto setPath = [&](const char* feature, const std::string& path) {
+        return ok([&](GError** e) { arv_gc_string_set_value(ARV_GC_STRING(node(feature)), path.c_str(), e); });
+    };
+    ASSERT_TRUE(setPath("NUCBlackReferencePath", black));
+    ASSERT_TRUE(setPath("NUCWhiteReferencePath", white));
+    EXPECT_FALSE(run("NUCBlackReferenceLoad"));   // no file yet
+    EXPECT_FALSE(run("NUCBlackReferenceSave"));   // nothing taken yet
+    EXPECT_TRUE(run("CreateBlackReference"));
+    EXPECT_TRUE(run("NUCBlackReferenceSave"));
+    EXPECT_EQ(availableEntries("NUCMode"), (std::set<std::string>{"Off", "BlackReferenceOnly"}));
+    EXPECT_TRUE(run("CreateWhiteReference"));
+    EXPECT_TRUE(run("NUCWhiteReferenceSave"));
+    EXPECT_EQ(std::filesystem::file_size(black), 32u + 1296u * 1032u * 2u);
+    EXPECT_TRUE(std::filesystem::exists(white));
+
+    // A camera that starts afresh gets its modes only by loading the files.
+    s.gc.GCCloseLib();
+    {
+        Session fresh("", Session::ToDevice);
+        device->port = fresh.port;
+        EXPECT_EQ(availableEntries("NUCMode"), (std::set<std::string>{"Off"}));
+        ASSERT_TRUE(setPath("NUCBlackReferencePath", white));
+        EXPECT_FALSE(run("NUCBlackReferenceLoad"));   // a white reference is no black one
+        ASSERT_TRUE(setPath("NUCBlackReferencePath", black));
+        ASSERT_TRUE(setPath("NUCWhiteReferencePath", white));
+        EXPECT_TRUE(run("NUCBlackReferenceLoad"));
+        EXPECT_TRUE(run("NUCWhiteReferenceLoad"));
+        EXPECT_EQ(availableEntries("NUCMode"), (std::set<std::string>{"Off", "BlackReferenceOnly", "Both"}));
+        EXPECT_TRUE(ok([&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("NUCMode")), "Both", e); }));
+        EXPECT_EQ(fresh.readInt(reg::NUCMode), 2);
+    }
+    s.gc.GCInitLib();   // the fixture's session closes the library once more
+}
+
+}  // namespace
+}  // namespace zevo::test

@@ -1,0 +1,176 @@
+// Test helper: loads ZEVO.cti with the platform's module loader and resolves every GenTL
+// function by name, exactly as a consumer does; plus a session that walks the tree down to
+// an open data stream, and a typed view of the camera's registers.
+#pragma once
+
+#include "gentl/GenTL.h"
+#include "platform/Platform.h"
+#include "sim/CameraRegisters.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace zevo::test {
+
+using namespace GenTL;
+
+#define ZEVO_GENTL_FUNCTIONS(X)                                                                               \
+    X(GCInitLib) X(GCCloseLib) X(GCGetInfo) X(GCGetLastError) X(GCReadPort) X(GCWritePort) X(GCGetPortURL)  \
+    X(GCGetPortInfo) X(GCRegisterEvent) X(GCUnregisterEvent) X(EventGetData) X(EventGetDataInfo)             \
+    X(EventGetInfo) X(EventFlush) X(EventKill) X(TLOpen) X(TLClose) X(TLGetInfo) X(TLGetNumInterfaces)        \
+    X(TLGetInterfaceID) X(TLGetInterfaceInfo) X(TLOpenInterface) X(TLUpdateInterfaceList) X(IFClose)        \
+    X(IFGetInfo) X(IFGetNumDevices) X(IFGetDeviceID) X(IFUpdateDeviceList) X(IFGetDeviceInfo)               \
+    X(IFOpenDevice) X(DevGetPort) X(DevGetNumDataStreams) X(DevGetDataStreamID) X(DevOpenDataStream)         \
+    X(DevGetInfo) X(DevClose) X(DSAnnounceBuffer) X(DSAllocAndAnnounceBuffer) X(DSFlushQueue)                 \
+    X(DSStartAcquisition) X(DSStopAcquisition) X(DSGetInfo) X(DSGetBufferID) X(DSClose) X(DSRevokeBuffer)     \
+    X(DSQueueBuffer) X(DSGetBufferInfo) X(GCGetNumPortURLs) X(GCGetPortURLInfo) X(GCReadPortStacked)          \
+    X(GCWritePortStacked) X(DSGetBufferChunkData) X(IFGetParentTL) X(DevGetParentIF) X(DSGetParentDev)       \
+    X(DSGetNumBufferParts) X(DSGetBufferPartInfo) X(DSAnnounceCompositeBuffer) X(DSGetBufferInfoStacked)     \
+    X(DSGetBufferPartInfoStacked) X(DSGetNumFlows) X(DSGetFlowInfo) X(DSGetNumBufferSegments)                 \
+    X(DSGetBufferSegmentInfo)
+
+struct Producer {
+#define ZEVO_MEMBER(name) P##name name = nullptr;
+    ZEVO_GENTL_FUNCTIONS(ZEVO_MEMBER)
+#undef ZEVO_MEMBER
+    tq4::platform::ModuleHandle module = nullptr;
+    int resolved = 0;
+
+    // One load per test program: the producer is a process-wide library like any .cti.
+    static Producer& get()
+    {
+        static Producer p = load();
+        return p;
+    }
+
+private:
+    static Producer load()
+    {
+        Producer p;
+        p.module = tq4::platform::loadModule(ZEVO_CTI_PATH);
+#define ZEVO_RESOLVE(name)                                                                                   \
+    p.name = reinterpret_cast<P##name>(p.module ? tq4::platform::moduleSymbol(p.module, #name) : nullptr);        \
+    p.resolved += p.name != nullptr;
+        ZEVO_GENTL_FUNCTIONS(ZEVO_RESOLVE)
+#undef ZEVO_RESOLVE
+        return p;
+    }
+};
+
+// Writes `text` as the configuration file and points ZEVO_SIM_CONFIG at it (empty: none).
+inline void useConfig(const std::string& text)
+{
+    const std::string path = ::testing::TempDir() + "zevo_sim_test.cfg";
+    std::ofstream(path, std::ios::trunc) << text;
+    tq4::platform::setEnvironment("ZEVO_SIM_CONFIG", text.empty() ? std::string() : path);
+}
+
+// Library, system, first interface, first device, remote port and first data stream.
+struct Session {
+    Producer& gc = Producer::get();
+    TL_HANDLE tl = nullptr;
+    IF_HANDLE iface = nullptr;
+    DEV_HANDLE dev = nullptr;
+    PORT_HANDLE port = nullptr;
+    DS_HANDLE ds = nullptr;
+    std::string deviceId;
+
+    enum Depth { ToInterface, ToDevice, ToStream };
+
+    // ToInterface also lists the devices once and remembers the first ID, if any.
+    explicit Session(const std::string& config = "", Depth depth = ToStream)
+    {
+        useConfig(config);
+        EXPECT_EQ(gc.GCInitLib(), GC_ERR_SUCCESS);
+        EXPECT_EQ(gc.TLOpen(&tl), GC_ERR_SUCCESS);
+        EXPECT_EQ(gc.TLUpdateInterfaceList(tl, nullptr, 100), GC_ERR_SUCCESS);
+        const std::string ifId = text([&](char* b, size_t* s) { return gc.TLGetInterfaceID(tl, 0, b, s); });
+        EXPECT_EQ(gc.TLOpenInterface(tl, ifId.c_str(), &iface), GC_ERR_SUCCESS);
+        EXPECT_EQ(gc.IFUpdateDeviceList(iface, nullptr, 100), GC_ERR_SUCCESS);
+        deviceId = text([&](char* b, size_t* s) { return gc.IFGetDeviceID(iface, 0, b, s); });
+        if (depth == ToInterface) return;
+        EXPECT_EQ(gc.IFOpenDevice(iface, deviceId.c_str(), DEVICE_ACCESS_EXCLUSIVE, &dev), GC_ERR_SUCCESS);
+        EXPECT_EQ(gc.DevGetPort(dev, &port), GC_ERR_SUCCESS);
+        if (depth == ToDevice) return;
+        const std::string dsId = text([&](char* b, size_t* s) { return gc.DevGetDataStreamID(dev, 0, b, s); });
+        EXPECT_EQ(gc.DevOpenDataStream(dev, dsId.c_str(), &ds), GC_ERR_SUCCESS);
+    }
+    ~Session() { EXPECT_EQ(gc.GCCloseLib(), GC_ERR_SUCCESS); }
+
+    // A text answer of a size-query function: first the size, then the text.
+    template <typename Query>
+    static std::string text(Query query)
+    {
+        size_t size = 0;
+        if (query(nullptr, &size) != GC_ERR_SUCCESS || size == 0) return {};
+        std::vector<char> buffer(size);
+        if (query(buffer.data(), &size) != GC_ERR_SUCCESS) return {};
+        return std::string(buffer.data());
+    }
+
+    int64_t readInt(uint64_t address) const
+    {
+        int64_t v = 0;
+        size_t n = sizeof(v);
+        EXPECT_EQ(gc.GCReadPort(port, address, &v, &n), GC_ERR_SUCCESS);
+        return v;
+    }
+    double readFloat(uint64_t address) const
+    {
+        double v = 0;
+        size_t n = sizeof(v);
+        EXPECT_EQ(gc.GCReadPort(port, address, &v, &n), GC_ERR_SUCCESS);
+        return v;
+    }
+    std::string readString(uint64_t address, size_t length = reg::StringLength) const
+    {
+        std::vector<char> v(length + 1, 0);
+        size_t n = length;
+        EXPECT_EQ(gc.GCReadPort(port, address, v.data(), &n), GC_ERR_SUCCESS);
+        return v.data();
+    }
+    GC_ERROR writeInt(uint64_t address, int64_t v) const
+    {
+        size_t n = sizeof(v);
+        return gc.GCWritePort(port, address, &v, &n);
+    }
+    GC_ERROR writeFloat(uint64_t address, double v) const
+    {
+        size_t n = sizeof(v);
+        return gc.GCWritePort(port, address, &v, &n);
+    }
+    GC_ERROR writeString(uint64_t address, const std::string& v, size_t length) const
+    {
+        std::vector<char> bytes(length, 0);
+        std::memcpy(bytes.data(), v.data(), std::min(v.size(), length - 1));
+        size_t n = length;
+        return gc.GCWritePort(port, address, bytes.data(), &n);
+    }
+    GC_ERROR execute(uint64_t address) const { return writeInt(address, 1); }
+
+    template <typename T>
+    T streamInfo(STREAM_INFO_CMD cmd) const
+    {
+        T v{};
+        INFO_DATATYPE type = 0;
+        size_t size = sizeof(v);
+        EXPECT_EQ(gc.DSGetInfo(ds, cmd, &type, &v, &size), GC_ERR_SUCCESS) << "stream info " << cmd;
+        return v;
+    }
+    template <typename T>
+    T bufferInfo(BUFFER_HANDLE b, BUFFER_INFO_CMD cmd) const
+    {
+        T v{};
+        INFO_DATATYPE type = 0;
+        size_t size = sizeof(v);
+        EXPECT_EQ(gc.DSGetBufferInfo(ds, b, cmd, &type, &v, &size), GC_ERR_SUCCESS) << "buffer info " << cmd;
+        return v;
+    }
+};
+
+}  // namespace zevo::test
