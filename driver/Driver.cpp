@@ -1,5 +1,7 @@
 #include "driver/Driver.h"
 
+#include <new>
+
 #include "driver/Lifetime.h"
 #include "gentl/Device.h"
 #include "gentl/SystemTLI.h"
@@ -14,10 +16,12 @@ std::mutex& driverLock() {
     return lock;
 }
 
-// Guarded by driverLock(). Never destroyed: a registry still alive when the process ends
-// must not be torn down by the exit handlers, after the producer libraries are gone.
+// Guarded by driverLock(). Built in static storage and never destroyed: a registry still
+// alive when the process ends must not be torn down by the exit handlers, after the producer
+// libraries are gone; and no heap block is left behind when the library is unloaded.
 std::shared_ptr<Driver>& instancePointer() {
-    static auto* pointer = new std::shared_ptr<Driver>();
+    alignas(std::shared_ptr<Driver>) static unsigned char storage[sizeof(std::shared_ptr<Driver>)];
+    static auto* pointer = new (storage) std::shared_ptr<Driver>();
     return *pointer;
 }
 
