@@ -122,8 +122,10 @@ TEST_F(Enumeration, NumbersGoToTheFirstFreeDevicesInRegistrationOrder) {
 
     // A closed device is free again and the next number goes to it.
     EXPECT_EQ(byNumber(0)->close(), nullptr);
-    EXPECT_EQ(system->openDevice(5, "ZEVO.cti"), first);
+    void* reopened = system->openDevice(5, "ZEVO.cti");
+    ASSERT_NE(reopened, nullptr);
     EXPECT_EQ(byNumber(5)->id(), ids[0]);
+    EXPECT_EQ(byNumber(5)->handle(), reopened);
 }
 
 TEST_F(Enumeration, SystemThatCannotOpenIsNotUsableAndClosesCleanly) {
