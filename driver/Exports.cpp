@@ -105,8 +105,7 @@ uint32_t refuse(uint32_t code, TQ4_HANDLE h, const char* exportName, const char*
 // The image exports check their arguments already, but the image delivery into caller
 // buffers is not part of this build: rather than report images that never come, they say so.
 uint32_t imageStreamingNotAvailable(const char* exportName, TQ4_HANDLE h) {
-    TQ4_LOG(log::kError, h, "%s: image streaming not available.", exportName);
-    return ZEVO_ERROR_TELEGRAM_NOTSUPPORTED;
+    return refuse(ZEVO_ERROR_TELEGRAM_NOTSUPPORTED, h, exportName, "image streaming not available.");
 }
 
 // ---- Control_Command's size checks -------------------------------------------------------------
@@ -127,7 +126,8 @@ uint32_t checkTelegramFrame(TQ4_HANDLE h, const void* telegram, int32_t size_in,
         return ZEVO_ERROR_DRIVER_WRONGVALUE;
     }
     if (!telegram)
-        return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Control_Command", "failed, because telegram is nullptr.");
+        return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Control_Command",
+                      "failed, because telegram is nullptr.");
     const auto* bytes = static_cast<const uint8_t*>(telegram);
     const uint16_t code = ZEVO_TELEGRAM::loadU16(bytes + ZEVO_TELEGRAM::kCodeOffset);
     const int32_t size = ZEVO_TELEGRAM::loadU16(bytes + ZEVO_TELEGRAM::kSizeOffset);
@@ -136,7 +136,7 @@ uint32_t checkTelegramFrame(TQ4_HANDLE h, const void* telegram, int32_t size_in,
         return ZEVO_ERROR_DRIVER_WRONGVALUE;
     }
     if (!inRange(size, kMinTelegram, kMaxRequest) || size > size_in) {
-        // The code, not the size, is printed: that is the number callers search their logs for.
+        // The command code is printed, not the size: the code is what names the telegram.
         TQ4_LOG(log::kError, h, "Control_Command: wrong value command size in %d", code);
         return ZEVO_ERROR_DRIVER_WRONGVALUE;
     }
@@ -145,7 +145,8 @@ uint32_t checkTelegramFrame(TQ4_HANDLE h, const void* telegram, int32_t size_in,
         return ZEVO_ERROR_DRIVER_WRONGVALUE;
     }
     if (!response)
-        return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Control_Command", "failed, because response is nullptr.");
+        return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Control_Command",
+                      "failed, because response is nullptr.");
     return ZEVO_NOERROR;
 }
 
@@ -265,7 +266,8 @@ extern "C" TQ4_API uint32_t Set_Timeouts(TQ4_HANDLE h, const uint32_t* timeouts,
         // Only the second entry (the image time-out) is used; a shorter array changes nothing.
         if (length < kTimeoutsWithImageTimeout) return ZEVO_NOERROR;
         if (!timeouts)
-            return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Set_Timeouts", "failed, because timeouts is nullptr.");
+            return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Set_Timeouts",
+                          "failed, because timeouts is nullptr.");
         device.setImageTimeout(timeouts[1]);
         return ZEVO_NOERROR;
     });
@@ -274,7 +276,8 @@ extern "C" TQ4_API uint32_t Set_Timeouts(TQ4_HANDLE h, const uint32_t* timeouts,
 extern "C" TQ4_API uint32_t Get_Generation_Count(TQ4_HANDLE h, uint32_t* count) {
     return withDevice("Get_Generation_Count", h, Access::Checked, [&](tq4::gentl::Device& device) {
         if (!count)
-            return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Get_Generation_Count", "failed, because count is nullptr.");
+            return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Get_Generation_Count",
+                          "failed, because count is nullptr.");
         *count = device.openCount();
         return ZEVO_NOERROR;
     });
@@ -288,7 +291,8 @@ extern "C" TQ4_API uint32_t Get_Transfer_Parameters(TQ4_HANDLE h, void* buffer, 
             return refuse(ZEVO_ERROR_DRIVER_WRONGSIZE, h, "Get_Transfer_Parameters", "wrong size");
         if (length == 0) return ZEVO_NOERROR;
         if (!buffer)
-            return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Get_Transfer_Parameters", "failed, because buffer is nullptr.");
+            return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Get_Transfer_Parameters",
+                          "failed, because buffer is nullptr.");
         std::memset(buffer, 0, static_cast<std::size_t>(length));
         return ZEVO_NOERROR;
     });
@@ -303,11 +307,13 @@ extern "C" TQ4_API uint32_t Set_Image_Parameters(TQ4_HANDLE h, const uint32_t* p
     return withDevice("Set_Image_Parameters", h, Access::Checked, [&](tq4::gentl::Device& device) {
         // Streaming is tested first: a running stream is the more useful answer than a size.
         if (isStreaming(device))
-            return refuse(ZEVO_ERROR_DRIVER_STREAMING, h, "Set_Image_Parameters", "failed, because camera is streaming.");
+            return refuse(ZEVO_ERROR_DRIVER_STREAMING, h, "Set_Image_Parameters",
+                          "failed, because camera is streaming.");
         if (length != kImageParameterBytes)
             return refuse(ZEVO_ERROR_DRIVER_WRONGSIZE, h, "Set_Image_Parameters", "wrong size");
         if (!params)
-            return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Set_Image_Parameters", "failed, because parameters is nullptr.");
+            return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Set_Image_Parameters",
+                          "failed, because parameters is nullptr.");
         const auto result = static_cast<uint32_t>(device.setImageParameters(params[0], params[1]));
         TQ4_LOG(log::kDetail, h, "Set_Image_Parameters: width: %d, height: %d, returned %d.",
                 static_cast<int>(params[0]), static_cast<int>(params[1]), static_cast<int>(result));
@@ -326,7 +332,8 @@ extern "C" TQ4_API uint32_t Get_Image_Transfer_Mode(TQ4_HANDLE h, void* record, 
         if (length != kTransferModeBytes)
             return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Get_Image_Transfer_Mode", "wrong size");
         if (!record)
-            return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Get_Image_Transfer_Mode", "failed, because record is nullptr.");
+            return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Get_Image_Transfer_Mode",
+                          "failed, because record is nullptr.");
         fillTransferModeRecord(static_cast<uint8_t*>(record), device);
         return ZEVO_NOERROR;
     });
@@ -357,7 +364,8 @@ extern "C" TQ4_API uint32_t Set_Image_Buffer(TQ4_HANDLE h, TQ4_HANDLE event, uin
             return refuse(ZEVO_ERROR_DRIVER_NOBUFFER, h, "Set_Image_Buffer", "Wrong Handle for buf");
         // There is no image memory in the camera to read back from: only live streaming.
         if (start != 0 && start != end)
-            return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Set_Image_Buffer", "Wrong values just streaming. start == end == 0");
+            return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Set_Image_Buffer",
+                          "Wrong values just streaming. start == end == 0");
         if (!status)
             return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Set_Image_Buffer", "Wrong pointer for status");
         return imageStreamingNotAvailable("Set_Image_Buffer", h);
@@ -372,7 +380,8 @@ extern "C" TQ4_API uint32_t Cancel_Images(TQ4_HANDLE h) {
 extern "C" TQ4_API uint32_t Get_Pending_Buffer(TQ4_HANDLE h, uint32_t* count) {
     return withDevice("Get_Pending_Buffer", h, Access::Checked, [&](tq4::gentl::Device&) {
         if (!count)
-            return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Get_Pending_Buffer", "failed, because count is nullptr.");
+            return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Get_Pending_Buffer",
+                          "failed, because count is nullptr.");
         return imageStreamingNotAvailable("Get_Pending_Buffer", h);
     });
 }
