@@ -8,24 +8,16 @@
 #include <functional>
 #include <memory>
 
+#include "bench/feature_calls.h"
 #include "features/Features.h"
 #include "tests/features/TestCamera.h"
 
 namespace {
 
 using namespace tq4::features;
-
-struct Helper {
-    const char* name;
-    std::function<void(NodeMap&)> call;
-};
-
-const Helper kHelpers[] = {
-    {"getInteger", [](NodeMap& m) { benchmark::DoNotOptimize(getInteger(m, "Width")); }},
-    {"getFloat", [](NodeMap& m) { benchmark::DoNotOptimize(getFloat(m, "ExposureTime")); }},
-    {"setFloat", [](NodeMap& m) { benchmark::DoNotOptimize(setFloat(m, "ExposureTime", 1500.0)); }},
-    {"getEnum", [](NodeMap& m) { benchmark::DoNotOptimize(getEnum(m, "PixelFormat")); }},
-};
+using tq4::bench::kHelpers;
+using tq4::bench::Helper;
+using tq4::bench::medianNsPerCall;
 
 // A camera behind a port; the place to add other ports (the producer's) for comparison.
 struct Rig {
@@ -52,19 +44,6 @@ BENCHMARK(BM_Helper)
     ->ArgNames({"helper", "cache"})
     ->Repetitions(5)
     ->ReportAggregatesOnly(true);
-
-double medianNsPerCall(const Helper& helper, NodeMap& map) {
-    constexpr int kBatches = 21, kCalls = 200;
-    std::vector<double> batches;
-    for (int b = 0; b < kBatches; ++b) {
-        auto start = std::chrono::steady_clock::now();
-        for (int i = 0; i < kCalls; ++i) helper.call(map);
-        std::chrono::duration<double, std::nano> elapsed = std::chrono::steady_clock::now() - start;
-        batches.push_back(elapsed.count() / kCalls);
-    }
-    std::nth_element(batches.begin(), batches.begin() + kBatches / 2, batches.end());
-    return batches[kBatches / 2];
-}
 
 void BM_CacheOffOverOn(benchmark::State& state) {
     const Helper& helper = kHelpers[state.range(0)];
