@@ -28,13 +28,18 @@ public:
     virtual ModuleKind kind() const = 0;
     void* handle() { return this; }
 
-    // Every module except a buffer has a port. The module ports carry no registers and no
-    // description; the remote device port overrides all of this.
+    // Every module except a buffer has a port. A module's own port holds only a small plain
+    // description at address 0 (its identity as constant features); the remote device port
+    // overrides all of this.
     virtual bool hasPort() const { return kind() != ModuleKind::Buffer && kind() != ModuleKind::Event; }
     virtual PortIdentity portIdentity() const;
     virtual void readPort(uint64_t address, void* buffer, size_t size);
     virtual void writePort(uint64_t address, const void* buffer, size_t size);
-    virtual const Description* portDescription() const { return nullptr; }
+    virtual const Description* portDescription() const;
+
+private:
+    mutable std::once_flag describeOnce_;
+    mutable std::unique_ptr<Description> description_;
 };
 
 class Registry {

@@ -326,3 +326,38 @@ TEST_F(SimDescription, CorrectionReferencesAreCreatedSavedLoadedAndUnlockTheirMo
 
 }  // namespace
 }  // namespace zevo::test
+
+namespace zevo::test {
+namespace {
+
+// The modules' own ports describe the modules: Aravis loads each plain description.
+TEST(SimModulePorts, EveryModuleDescribesItselfThroughItsPort)
+{
+    Session s;
+    for (const auto& [handle, feature, expected] :
+         {std::tuple<void*, const char*, std::string>{s.tl, "TLVendorName", "Orvanta ZEVO GmbH"},
+          {s.iface, "InterfaceID", "ZEVO_SIM_IF0"},
+          {s.dev, "DeviceID", s.deviceId},
+          {s.ds, "StreamID", "Stream0"}}) {
+        uint64_t size = 0;
+        INFO_DATATYPE type = 0;
+        size_t n = sizeof(size);
+        ASSERT_EQ(s.gc.GCGetPortURLInfo(handle, 0, URL_INFO_FILE_SIZE, &type, &size, &n), GC_ERR_SUCCESS);
+        std::string xml(size, '\0');
+        n = size;
+        ASSERT_EQ(s.gc.GCReadPort(handle, 0, xml.data(), &n), GC_ERR_SUCCESS);
+        auto* device = static_cast<PortDevice*>(g_object_new(port_device_get_type(), nullptr));
+        device->port = handle;
+        ArvGc* gc = arv_gc_new(ARV_DEVICE(device), xml.data(), xml.size());
+        ASSERT_NE(gc, nullptr) << feature;
+        ArvGcNode* node = arv_gc_get_node(gc, feature);
+        ASSERT_NE(node, nullptr) << feature;
+        const char* value = arv_gc_string_get_value(ARV_GC_STRING(node), nullptr);
+        EXPECT_EQ(std::string(value ? value : ""), expected) << feature;
+        g_object_unref(gc);
+        g_object_unref(device);
+    }
+}
+
+}  // namespace
+}  // namespace zevo::test
