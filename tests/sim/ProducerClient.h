@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <cstring>
 #include <fstream>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -63,9 +64,11 @@ private:
 };
 
 // Writes `text` as the configuration file and points ZEVO_SIM_CONFIG at it (empty: none).
+// The file name is unique per process, so that test programs may run in parallel.
 inline void useConfig(const std::string& text)
 {
-    const std::string path = ::testing::TempDir() + "zevo_sim_test.cfg";
+    static const std::string path =
+        ::testing::TempDir() + "zevo_sim_test_" + std::to_string(std::random_device{}()) + ".cfg";
     std::ofstream(path, std::ios::trunc) << text;
     tq4::platform::setEnvironment("ZEVO_SIM_CONFIG", text.empty() ? std::string() : path);
 }
