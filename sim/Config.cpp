@@ -53,15 +53,15 @@ bool toBool(const std::string& value)
 }
 
 // fault.<point> = code[,count[,after]]
-FaultSpec toFault(const std::string& value)
+FaultRule toFault(const std::string& value)
 {
     const auto parts = splitList(value);
     if (parts.empty() || parts.size() > 3) throw std::invalid_argument("fault needs code[,count[,after]]");
-    FaultSpec spec;
-    spec.code = static_cast<int32_t>(toInt(parts[0]));
-    if (parts.size() > 1) spec.count = toInt(parts[1]);
-    if (parts.size() > 2) spec.after = static_cast<uint64_t>(toInt(parts[2]));
-    return spec;
+    FaultRule rule;
+    rule.code = static_cast<int32_t>(toInt(parts[0]));
+    if (parts.size() > 1) rule.count = toInt(parts[1]);
+    if (parts.size() > 2) rule.after = static_cast<uint64_t>(toInt(parts[2]));
+    return rule;
 }
 
 using Setter = std::function<void(Config&, const std::string&)>;
@@ -177,11 +177,11 @@ Config loadConfigFromEnvironment()
     return parseConfig(text.str());
 }
 
-void FaultPoints::reset(const std::map<std::string, FaultSpec>& specs)
+void FaultPoints::reset(const std::map<std::string, FaultRule>& rules)
 {
     std::lock_guard<std::mutex> lock(mutex_);
     counters_.clear();
-    for (const auto& [name, spec] : specs) counters_[name].spec = spec;
+    for (const auto& [name, rule] : rules) counters_[name].rule = rule;
 }
 
 std::optional<int32_t> FaultPoints::fire(const std::string& point)
@@ -191,9 +191,9 @@ std::optional<int32_t> FaultPoints::fire(const std::string& point)
     if (it == counters_.end()) return std::nullopt;
     Counter& c = it->second;
     const uint64_t call = c.calls++;
-    if (call < c.spec.after) return std::nullopt;
-    if (c.spec.count >= 0 && call - c.spec.after >= uint64_t(c.spec.count)) return std::nullopt;
-    return c.spec.code;
+    if (call < c.rule.after) return std::nullopt;
+    if (c.rule.count >= 0 && call - c.rule.after >= uint64_t(c.rule.count)) return std::nullopt;
+    return c.rule.code;
 }
 
 bool FaultPoints::configured(const std::string& point) const

@@ -14,7 +14,7 @@ namespace zevo {
 
 // One injected fault: the `after` first calls pass, the next `count` calls (-1: all) fail
 // with `code` (0 means the point's special misbehaviour, e.g. a null base pointer).
-struct FaultSpec {
+struct FaultRule {
     int32_t code = 0;
     int64_t count = -1;
     uint64_t after = 0;
@@ -68,7 +68,7 @@ struct Config {
     bool definesPayloadSize = true;
     size_t shortPortRead = 0;                  // bytes missing from reads of the description
 
-    std::map<std::string, FaultSpec> faults;   // by fault point name
+    std::map<std::string, FaultRule> faults;   // by fault point name
     std::vector<std::string> unknownKeys;
 };
 
@@ -81,14 +81,14 @@ Config loadConfigFromEnvironment();
 // The fault points of one library session, counted thread-safely.
 class FaultPoints {
 public:
-    void reset(const std::map<std::string, FaultSpec>& specs);
+    void reset(const std::map<std::string, FaultRule>& rules);
     // The fault code when this call of `point` is to fail, else nothing.
     std::optional<int32_t> fire(const std::string& point);
     bool configured(const std::string& point) const;
 
 private:
     struct Counter {
-        FaultSpec spec;
+        FaultRule rule;
         uint64_t calls = 0;
     };
     mutable std::mutex mutex_;
