@@ -4,7 +4,6 @@
 // another producer would reach the same physical camera.
 #include "driver/Open.h"
 
-#include <cstdarg>
 #include <cstdio>
 #include <exception>
 #include <mutex>
@@ -18,6 +17,7 @@
 #include "gentl/Device.h"
 #include "gentl/GenTL.h"
 #include "gentl/SystemTLI.h"
+#include "log/Format.h"
 #include "log/Log.h"
 
 namespace tq4::driver {
@@ -36,16 +36,6 @@ uint32_t finish(uint32_t code, uint32_t level, const std::string& text) {
     TQ4_LOG(level, nullptr, "%s", text.c_str());
     logSeparator(level == log::kError ? log::kProgress : level);
     return code;
-}
-
-std::string format(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
-std::string format(const char* fmt, ...) {
-    char line[256];
-    va_list args;
-    va_start(args, fmt);
-    std::vsnprintf(line, sizeof line, fmt, args);
-    va_end(args);
-    return line;
 }
 
 std::vector<std::string> splitProducerList(const std::string& list) {
@@ -100,7 +90,7 @@ Attempt reopen(const SystemPtr& system, uint32_t num, TQ4_HANDLE handle) {
         count = device->openCount();
     }
     return {Step::Done, finish(ZEVO_NOERROR, log::kProgress,
-                               format("Open_Cam_Ext: reopen device num %d, open_count %d", num, count))};
+                               tq4::formatText("Open_Cam_Ext: reopen device num %d, open_count %d", num, count))};
 }
 
 // Refuses a number that is open already; notes a registered but closed one.
@@ -111,7 +101,7 @@ bool numberInUse(const SystemPtr& system, uint32_t num, uint32_t& code) {
     const uint32_t count = device->openCount();
     if (count > 0) {
         code = finish(ZEVO_ERROR_OPEN_INUSE, log::kProgress,
-                      format("Open_Cam_Ext: device num %d already in use, open_count %d", num, count));
+                      tq4::formatText("Open_Cam_Ext: device num %d already in use, open_count %d", num, count));
         return true;
     }
     TQ4_LOG(log::kError, nullptr, "Open_Cam_Ext: device num %d available but not open, open_count %d",
@@ -131,7 +121,7 @@ Attempt openNew(const SystemPtr& system, uint32_t num, TQ4_HANDLE* ph, const std
     DevicePtr device = Driver::instance()->getDevice(static_cast<const void*>(handle));
     if (!device) {
         finish(0, log::kProgress,
-               format("Open_Cam_Ext: Open device num %d failed: ZEVO_ERROR_DRIVER_NODRIVER.", num));
+               tq4::formatText("Open_Cam_Ext: Open device num %d failed: ZEVO_ERROR_DRIVER_NODRIVER.", num));
         return {Step::NextToken, ZEVO_ERROR_DRIVER_NODRIVER};
     }
     const int32_t status = device->getAccessStatus();

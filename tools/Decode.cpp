@@ -1,7 +1,7 @@
 #include "tools/Decode.h"
+#include "log/Format.h"
 
 #include <cctype>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -12,16 +12,6 @@ namespace {
 
 constexpr std::size_t kTextField = 40;
 constexpr uint32_t kCoolingWarning = 0x8;
-
-std::string format(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
-std::string format(const char* fmt, ...) {
-    char line[256];
-    va_list args;
-    va_start(args, fmt);
-    std::vsnprintf(line, sizeof line, fmt, args);
-    va_end(args);
-    return line;
-}
 
 // Field access that never reads beyond the response.
 class Fields {
@@ -43,7 +33,7 @@ private:
 };
 
 std::vector<std::string> tooShort(const std::string& label, const Bytes& response, std::size_t needed) {
-    return {format("%-16s response of %zu bytes, %zu expected", label.c_str(), response.size(), needed)};
+    return {tq4::formatText("%-16s response of %zu bytes, %zu expected", label.c_str(), response.size(), needed)};
 }
 
 int hexDigit(char c) {
@@ -60,7 +50,7 @@ std::string withoutHexPrefix(const std::string& text) {
 
 std::string hexBytes(const Bytes& bytes) {
     std::string out;
-    for (std::size_t i = 0; i < bytes.size(); ++i) out += format(i ? " %02x" : "%02x", bytes[i]);
+    for (std::size_t i = 0; i < bytes.size(); ++i) out += tq4::formatText(i ? " %02x" : "%02x", bytes[i]);
     return out;
 }
 
@@ -93,15 +83,15 @@ bool parseCode(const std::string& text, uint16_t& code) {
 std::vector<std::string> decodeCameraType(const Bytes& response) {
     const Fields f(response);
     if (!f.has(20, 2)) return tooShort("camera type", response, 23);
-    return {format("%-16s 0x%08X", "camera type", f.u32(4)), format("%-16s %u", "serial", f.u32(8)),
-            format("%-16s %u", "hardware", f.u32(12)), format("%-16s %u", "firmware", f.u32(16)),
-            format("%-16s %u", "interface type", f.u16(20))};
+    return {tq4::formatText("%-16s 0x%08X", "camera type", f.u32(4)), tq4::formatText("%-16s %u", "serial", f.u32(8)),
+            tq4::formatText("%-16s %u", "hardware", f.u32(12)), tq4::formatText("%-16s %u", "firmware", f.u32(16)),
+            tq4::formatText("%-16s %u", "interface type", f.u16(20))};
 }
 
 std::vector<std::string> decodeText(const std::string& label, const Bytes& response) {
     const Fields f(response);
     if (!f.has(4, kTextField)) return tooShort(label, response, 45);
-    return {format("%-16s %s", label.c_str(), f.text(4, kTextField).c_str())};
+    return {tq4::formatText("%-16s %s", label.c_str(), f.text(4, kTextField).c_str())};
 }
 
 std::vector<std::string> decodeHardwareVersions(const Bytes& response) {
@@ -109,10 +99,10 @@ std::vector<std::string> decodeHardwareVersions(const Bytes& response) {
     const Fields f(response);
     if (!f.has(4, 2)) return tooShort("hardware boards", response, 29);
     const unsigned boards = f.u16(4);
-    std::vector<std::string> lines = {format("%-16s %u", "hardware boards", boards)};
+    std::vector<std::string> lines = {tq4::formatText("%-16s %u", "hardware boards", boards)};
     for (unsigned i = 0; i < boards && f.has(6 + (i + 1) * kBoard - 1, 1); ++i) {
         const std::size_t o = 6 + i * kBoard;
-        lines.push_back(format("  %-14s batch %u, revision %u, variant %u", f.text(o, 16).c_str(), f.u16(o + 16),
+        lines.push_back(tq4::formatText("  %-14s batch %u, revision %u, variant %u", f.text(o, 16).c_str(), f.u16(o + 16),
                                f.u16(o + 18), f.u16(o + 20)));
     }
     return lines;
@@ -122,11 +112,11 @@ std::vector<std::string> decodeFirmwareVersions(const Bytes& response) {
     constexpr std::size_t kEntry = 40;
     const Fields f(response);
     if (!f.has(44, 2)) return tooShort("firmware", response, 207);
-    std::vector<std::string> lines = {format("%-16s %s", "firmware", f.text(4, kTextField).c_str())};
+    std::vector<std::string> lines = {tq4::formatText("%-16s %s", "firmware", f.text(4, kTextField).c_str())};
     const unsigned entries = f.u16(44);
     for (unsigned i = 0; i < entries && f.has(46 + (i + 1) * kEntry - 1, 1); ++i) {
         const std::size_t o = 46 + i * kEntry;
-        lines.push_back(format("  %-14s %s (%u.%u)", f.text(o, 16).c_str(), f.text(o + 16, 20).c_str(),
+        lines.push_back(tq4::formatText("  %-14s %s (%u.%u)", f.text(o, 16).c_str(), f.text(o + 16, 20).c_str(),
                                f.u16(o + 36), f.u16(o + 38)));
     }
     return lines;
@@ -136,21 +126,21 @@ std::vector<std::string> decodeTemperature(const Bytes& response) {
     const Fields f(response);
     if (!f.has(8, 2)) return tooShort("temperature", response, 11);
     const int sensorTenths = f.s16(4);
-    return {format("%-16s sensor %s%d.%d C, board %d C, power unit %d C", "temperature", sensorTenths < 0 ? "-" : "",
+    return {tq4::formatText("%-16s sensor %s%d.%d C, board %d C, power unit %d C", "temperature", sensorTenths < 0 ? "-" : "",
                    std::abs(sensorTenths) / 10, std::abs(sensorTenths) % 10, f.s16(6), f.s16(8))};
 }
 
 std::vector<std::string> decodeCoolingSetpoint(const Bytes& response) {
     const Fields f(response);
     if (!f.has(4, 2)) return tooShort("cooling", response, 7);
-    return {format("%-16s set point %d C", "cooling", f.s16(4))};
+    return {tq4::formatText("%-16s set point %d C", "cooling", f.s16(4))};
 }
 
 std::vector<std::string> decodeHealth(const Bytes& response) {
     const Fields f(response);
     if (!f.has(12, 4)) return tooShort("health", response, 17);
     const uint32_t warnings = f.u32(4);
-    return {format("%-16s warnings 0x%08X%s, errors 0x%08X, status 0x%08X", "health", warnings,
+    return {tq4::formatText("%-16s warnings 0x%08X%s, errors 0x%08X, status 0x%08X", "health", warnings,
                    (warnings & kCoolingWarning) ? " (cooling set point not reached)" : "", f.u32(8), f.u32(12))};
 }
 

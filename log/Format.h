@@ -1,0 +1,25 @@
+// printf-style formatting into a std::string, for texts that are built before they are logged
+// or printed. Any length; nothing is cut off.
+#pragma once
+
+#include <cstdarg>
+#include <cstdio>
+#include <string>
+
+namespace tq4 {
+
+inline std::string formatText(const char* format, ...) __attribute__((format(printf, 1, 2)));
+inline std::string formatText(const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    va_list measure;
+    va_copy(measure, args);
+    const int length = std::vsnprintf(nullptr, 0, format, measure);
+    va_end(measure);
+    std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
+    if (length > 0) std::vsnprintf(text.data(), text.size() + 1, format, args);
+    va_end(args);
+    return text;
+}
+
+}  // namespace tq4
