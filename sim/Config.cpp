@@ -76,6 +76,7 @@ const std::map<std::string, Setter>& plainKeys()
         {"devices_appear_after_updates", [](Config& c, const std::string& v) { c.devicesAppearAfterUpdates = uint32_t(toInt(v)); }},
         {"devices_vanish_after_updates", [](Config& c, const std::string& v) { c.devicesVanishAfterUpdates = uint32_t(toInt(v)); }},
         {"access_status", [](Config& c, const std::string& v) { c.accessStatus = int32_t(toInt(v)); }},
+        {"access_status_after_open", [](Config& c, const std::string& v) { c.accessStatusAfterOpen = int32_t(toInt(v)); }},
         {"xml_zipped", [](Config& c, const std::string& v) { c.zippedXml = toBool(v); }},
         {"url_scheme", [](Config& c, const std::string& v) {
              if (v != "local" && v != "file") throw std::invalid_argument("url_scheme is local or file");
@@ -98,6 +99,7 @@ const std::map<std::string, Setter>& plainKeys()
         {"firmware_version", [](Config& c, const std::string& v) { c.identity.firmwareVersion = v; }},
         {"material_number", [](Config& c, const std::string& v) { c.identity.materialNumber = v; }},
         {"user_defined_name", [](Config& c, const std::string& v) { c.identity.userDefinedName = v; }},
+        {"display_name", [](Config& c, const std::string& v) { c.identity.displayName = v; }},
         {"cooling_warning", [](Config& c, const std::string& v) { c.coolingWarning = toBool(v); }},
         {"ambient_temperature", [](Config& c, const std::string& v) { c.ambientTemperature = toDouble(v); }},
         {"cooling_max_delta", [](Config& c, const std::string& v) { c.coolingMaxDelta = toDouble(v); }},

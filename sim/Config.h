@@ -28,6 +28,7 @@ struct Identity {
     std::string firmwareVersion = "2.4.17";
     std::string materialNumber = "ZQ-1300-SW-0812";
     std::string userDefinedName;
+    std::string displayName;                   // empty: "ZEVO quillon SWIR (<serial>)"
 };
 
 struct Config {
@@ -39,6 +40,7 @@ struct Config {
     uint32_t devicesAppearAfterUpdates = 0;    // list stays empty for this many IFUpdateDeviceList
     uint32_t devicesVanishAfterUpdates = 0;    // 0: never; else gone from that update on
     int32_t accessStatus = 0;                  // 0: natural status; else reported always
+    int32_t accessStatusAfterOpen = 0;         // 0: natural status; else reported while open
 
     // camera description
     bool zippedXml = true;

@@ -60,11 +60,7 @@ PortIdentity Device::portIdentity() const
 
 InfoValue Device::info(DEVICE_INFO_CMD command) const
 {
-    const int32_t forced = Library::instance().config().accessStatus;
-    const DEVICE_ACCESS_STATUS status = forced != 0 ? forced
-                                        : readOnly_ ? DEVICE_ACCESS_STATUS_OPEN_READONLY
-                                                    : DEVICE_ACCESS_STATUS_OPEN_READWRITE;
-    return deviceInfo(*camera_, id_, status, command);
+    return deviceInfo(*camera_, id_, openAccessStatus(readOnly_), command);
 }
 
 uint32_t Device::numStreams() const { return Library::instance().config().streams; }

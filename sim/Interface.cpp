@@ -68,7 +68,15 @@ DEVICE_ACCESS_STATUS Interface::accessStatus(const std::string& deviceId) const
     if (forced != 0) return forced;
     const auto it = open_.find(deviceId);
     if (it == open_.end()) return DEVICE_ACCESS_STATUS_READWRITE;
-    return it->second->readOnly() ? DEVICE_ACCESS_STATUS_OPEN_READONLY : DEVICE_ACCESS_STATUS_OPEN_READWRITE;
+    return openAccessStatus(it->second->readOnly());
+}
+
+DEVICE_ACCESS_STATUS openAccessStatus(bool readOnly)
+{
+    const Config& config = Library::instance().config();
+    if (config.accessStatus != 0) return config.accessStatus;
+    if (config.accessStatusAfterOpen != 0) return config.accessStatusAfterOpen;
+    return readOnly ? DEVICE_ACCESS_STATUS_OPEN_READONLY : DEVICE_ACCESS_STATUS_OPEN_READWRITE;
 }
 
 InfoValue Interface::deviceInfo(const std::string& id, DEVICE_INFO_CMD command) const
@@ -124,7 +132,9 @@ InfoValue deviceInfo(const Camera& camera, const std::string& id, DEVICE_ACCESS_
     case DEVICE_INFO_VENDOR: return infoString(camera.identity().vendorName);
     case DEVICE_INFO_MODEL: return infoString(camera.identity().modelName);
     case DEVICE_INFO_TLTYPE: return infoString(TLTypeCustomName);
-    case DEVICE_INFO_DISPLAYNAME: return infoString("ZEVO quillon SWIR (" + camera.serial() + ")");
+    case DEVICE_INFO_DISPLAYNAME:
+        return infoString(camera.identity().displayName.empty() ? "ZEVO quillon SWIR (" + camera.serial() + ")"
+                                                                : camera.identity().displayName);
     case DEVICE_INFO_ACCESS_STATUS: return infoInt32(status);
     case DEVICE_INFO_USER_DEFINED_NAME: return infoString(camera.userDefinedName());
     case DEVICE_INFO_SERIAL_NUMBER: return infoString(camera.serial());

@@ -155,6 +155,10 @@ private:
     std::map<std::string, std::shared_ptr<Stream>> streams_;
 };
 
+// Access status of an open device: the forced status of the configuration, else open read/write
+// (or read-only).
+DEVICE_ACCESS_STATUS openAccessStatus(bool readOnly);
+
 // Device information shared by IFGetDeviceInfo and DevGetInfo.
 InfoValue deviceInfo(const Camera& camera, const std::string& id, DEVICE_ACCESS_STATUS status,
                      DEVICE_INFO_CMD command);

@@ -45,19 +45,18 @@ TEST_F(FrameTest, UnknownAndClosedHandlesAreNotAvailable) {
     EXPECT_TRUE(logged(kSeparator, log::kProgress));
 }
 
-// A camera whose access status cannot be read as read-write (here the producer fails every
-// device info query) stays registered under the handle written at open, but only the
-// transfer-parameter calls answer for it. Such a camera cannot be closed, so the registry
-// lives on: the case runs in a child process.
+// A camera that reports "busy" once it is open stays registered under the handle written at
+// open, but only the transfer-parameter calls answer for it. Such a camera cannot be closed,
+// so the registry lives on: the case runs in a child process.
 TEST_F(FrameTest, CameraWithoutReadWriteAccessIsRefusedExceptByTheTransferParameterCalls) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    configure("fault.DevGetInfo=-1010\n");
+    configure("access_status_after_open=4\n");
     auto scenario = [this] {
         std::string problems;
         auto expect = [&problems](bool ok, const std::string& what) {
             if (!ok) problems += what + "\n";
         };
-        const std::string noAccess = ": No access. GenTL::DEVICE_ACCESS_STATUS: -1";
+        const std::string noAccess = ": No access. GenTL::DEVICE_ACCESS_STATUS: 4";
         TQ4_HANDLE h = nullptr;
         expect(Open_Cam(0, &h) == ZEVO_ERROR_DRIVER_NODRIVER, "open is refused");
         expect(h != nullptr, "the handle is written");

@@ -40,12 +40,9 @@ TEST(TelegramIdentity, CameraTypeReadsHardwareVersionText) {
 }
 
 TEST(TelegramIdentity, InfoStringsAndNames) {
-    // The simulated producer names its camera "ZEVO quillon SWIR (<serial>)": a 30-character
-    // serial number makes a 50-character name.
-    const std::string serial(30, '7');
-    const std::string name50 = "ZEVO quillon SWIR (" + serial + ")";
+    const std::string name50 = "ZEVO quillon SWIR, cooled InGaAs, 1296x1032 (3101)";
     ASSERT_EQ(name50.size(), 50u);
-    SimCamera camera("serials=" + serial + "\nmaterial_number=ZQ-77\n");
+    SimCamera camera("display_name=" + name50 + "\nmaterial_number=ZQ-77\n");
     ASSERT_TRUE(camera.isOpen());
 
     const Answer named = camera.send(telegram(GET_CAMERA_NAME));
