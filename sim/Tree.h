@@ -155,8 +155,8 @@ private:
     std::map<std::string, std::shared_ptr<Stream>> streams_;
 };
 
-// Access status of an open device: the forced status of the configuration, else open read/write
-// (or read-only).
+// Access status of an open device: the status forced always, else the one forced once open, else
+// open read/write (or read-only).
 DEVICE_ACCESS_STATUS openAccessStatus(bool readOnly);
 
 // Device information shared by IFGetDeviceInfo and DevGetInfo.

@@ -60,6 +60,19 @@ TEST(SimFaults, DevicesAppearLateVanishAndReportAConfiguredAccessStatus)
         EXPECT_EQ(devicesAfterUpdate(s), 1u);
         EXPECT_EQ(devicesAfterUpdate(s), 0u);   // fifth update
     }
+    {
+        // Opens like a free device, then reports busy; the display name is taken as configured.
+        Session open("access_status_after_open = 4\ndisplay_name = Bench camera 7\n", Session::ToDevice);
+        int32_t status = 0;
+        INFO_DATATYPE type = 0;
+        size_t size = sizeof(status);
+        EXPECT_EQ(open.gc.DevGetInfo(open.dev, DEVICE_INFO_ACCESS_STATUS, &type, &status, &size), GC_ERR_SUCCESS);
+        EXPECT_EQ(status, DEVICE_ACCESS_STATUS_BUSY);
+        EXPECT_EQ(Session::text([&](char* b, size_t* n) {
+                      return open.gc.IFGetDeviceInfo(open.iface, open.deviceId.c_str(), DEVICE_INFO_DISPLAYNAME, &type, b, n);
+                  }),
+                  "Bench camera 7");
+    }
     Session s("access_status = 4\n", Session::ToInterface);
     int32_t status = 0;
     INFO_DATATYPE type = 0;

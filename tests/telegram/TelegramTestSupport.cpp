@@ -1,7 +1,6 @@
 #include "telegram/TelegramTestSupport.h"
 
 #include <atomic>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 
@@ -65,11 +64,14 @@ std::string LogCapture::all() const {
 }
 
 namespace {
+// Every test case runs in a process of its own, several at once: the process id keeps their
+// folders apart (a clock in seconds does not).
 std::string freshFolder() {
     static std::atomic<int> counter{0};
     const auto folder = std::filesystem::temp_directory_path() /
-                        ("tq4_telegram_test_" + std::to_string(std::time(nullptr)) + "_" +
+                        ("tq4_telegram_test_" + std::to_string(tq4::platform::currentProcessId()) + "_" +
                          std::to_string(counter++));
+    std::filesystem::remove_all(folder);
     std::filesystem::create_directories(folder);
     return folder.string();
 }
