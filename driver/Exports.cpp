@@ -11,6 +11,7 @@
 #include "driver/Open.h"
 #include "gentl/Device.h"
 #include "log/Log.h"
+#include "platform/Platform.h"
 #include "stream/DataStream.h"
 #include "telegram/Dispatcher.h"
 #include "telegram/Telegram.h"
@@ -102,12 +103,6 @@ uint32_t refuse(uint32_t code, TQ4_HANDLE h, const char* exportName, const char*
     return code;
 }
 
-// The image exports check their arguments already, but the image delivery into caller
-// buffers is not part of this build: rather than report images that never come, they say so.
-uint32_t imageStreamingNotAvailable(const char* exportName, TQ4_HANDLE h) {
-    return refuse(ZEVO_ERROR_TELEGRAM_NOTSUPPORTED, h, exportName, "image streaming not available.");
-}
-
 // ---- Control_Command's size checks -------------------------------------------------------------
 
 constexpr int32_t kMinTelegram = 5;
@@ -152,9 +147,12 @@ uint32_t checkTelegramFrame(TQ4_HANDLE h, const void* telegram, int32_t size_in,
 
 // ---- small helpers -------------------------------------------------------------------------------
 
-std::shared_ptr<tq4::stream::DataStream> streamOf(const tq4::gentl::Device& device) {
-    return device.activeStream();
-}
+using StreamPtr = std::shared_ptr<tq4::stream::DataStream>;
+
+StreamPtr streamOf(const tq4::gentl::Device& device) { return device.activeStream(); }
+
+// An event HANDLE carries the event's native handle (an eventfd descriptor on Linux).
+intptr_t eventHandleOf(TQ4_HANDLE event) { return reinterpret_cast<intptr_t>(event); }
 
 bool isStreaming(const tq4::gentl::Device& device) {
     auto stream = streamOf(device);
@@ -345,20 +343,39 @@ extern "C" TQ4_API uint32_t Get_Camera_Error(TQ4_HANDLE, void*, int32_t) { retur
 // Images
 // ================================================================================================
 
-extern "C" TQ4_API uint32_t Get_Image_Queued(TQ4_HANDLE h, uint32_t, uint32_t, uint32_t, uint32_t,
-                                             uint32_t, void* buffer, uint32_t) {
-    return withDevice("Get_Image_Queued", h, Access::Checked, [&](tq4::gentl::Device&) {
+extern "C" TQ4_API uint32_t Get_Image_Queued(TQ4_HANDLE h, uint32_t timeout_ms, uint32_t, uint32_t, uint32_t,
+                                             uint32_t, void* buffer, uint32_t size) {
+    return withDevice("Get_Image_Queued", h, Access::Checked, [&](tq4::gentl::Device& device) {
         if (!buffer)
             return refuse(ZEVO_ERROR_DRIVER_NOBUFFER, h, "Get_Image_Queued", "Wrong Handle for buf");
-        return imageStreamingNotAvailable("Get_Image_Queued", h);
+        StreamPtr stream = streamOf(device);
+        if (!stream) return refuse(ZEVO_ERROR_DRIVER_NODRIVER, h, "Get_Image_Queued", "no DataStream.");
+        // The event lives only for this call: once the stream is stopped below, nothing can set
+        // it any more, and a descriptor kept per call would run the process out of them.
+        const std::unique_ptr<tq4::platform::Event> done = tq4::platform::Event::create();
+        if (!done) return refuse(ZEVO_ERROR_DRIVER_CREATEEVENT, h, "Get_Image_Queued", "cannot create Event");
+        const uint32_t timeout = timeout_ms != 0 ? timeout_ms : device.imageTimeout();
+        TQ4_LOG(log::kImageTrace, h, "Get_Image_Queued.");
+        const uint16_t recording = stream->recordingState();
+        if (recording == 0) stream->setRecordingState(1);
+        uint32_t status = ZEVO_BUFFER_QUEUED;
+        device.setImageBuffer(done->nativeHandle(), buffer, size, &status);
+        const bool signalled = done->wait(timeout);
+        // After the stop the thread has ended: the status word is final and read safely.
+        stream->stopStreaming();
+        if (recording == 0) stream->setRecordingState(0);
+        // A time-out is not an error: the caller sees 0 and an image buffer left as it was.
+        return signalled && status != ZEVO_BUFFER_DONE ? status : ZEVO_NOERROR;
     });
 }
 
 extern "C" TQ4_API uint32_t Set_Image_Buffer(TQ4_HANDLE h, TQ4_HANDLE event, uint32_t, uint32_t start,
-                                             uint32_t end, uint32_t, void* buffer, uint32_t,
+                                             uint32_t end, uint32_t, void* buffer, uint32_t size,
                                              uint32_t* status) {
-    return withDevice("Set_Image_Buffer", h, Access::Checked, [&](tq4::gentl::Device&) {
-        if (!event)
+    return withDevice("Set_Image_Buffer", h, Access::Checked, [&](tq4::gentl::Device& device) {
+        // Only an open event of this process is ever set: a descriptor number that was closed
+        // (and maybe reused by a file) is refused like a null event.
+        if (!event || !tq4::platform::isEventHandle(eventHandleOf(event)))
             return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Set_Image_Buffer", "Wrong Handle for hEvent");
         if (!buffer)
             return refuse(ZEVO_ERROR_DRIVER_NOBUFFER, h, "Set_Image_Buffer", "Wrong Handle for buf");
@@ -368,21 +385,25 @@ extern "C" TQ4_API uint32_t Set_Image_Buffer(TQ4_HANDLE h, TQ4_HANDLE event, uin
                           "Wrong values just streaming. start == end == 0");
         if (!status)
             return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Set_Image_Buffer", "Wrong pointer for status");
-        return imageStreamingNotAvailable("Set_Image_Buffer", h);
+        return device.setImageBuffer(eventHandleOf(event), buffer, size, status);
     });
 }
 
 extern "C" TQ4_API uint32_t Cancel_Images(TQ4_HANDLE h) {
-    return withDevice("Cancel_Images", h, Access::Checked,
-                      [&](tq4::gentl::Device&) { return imageStreamingNotAvailable("Cancel_Images", h); });
+    return withDevice("Cancel_Images", h, Access::Checked, [&](tq4::gentl::Device& device) {
+        if (StreamPtr stream = streamOf(device)) stream->stopStreaming();
+        return ZEVO_NOERROR;
+    });
 }
 
 extern "C" TQ4_API uint32_t Get_Pending_Buffer(TQ4_HANDLE h, uint32_t* count) {
-    return withDevice("Get_Pending_Buffer", h, Access::Checked, [&](tq4::gentl::Device&) {
+    return withDevice("Get_Pending_Buffer", h, Access::Checked, [&](tq4::gentl::Device& device) {
         if (!count)
             return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Get_Pending_Buffer",
                           "failed, because count is nullptr.");
-        return imageStreamingNotAvailable("Get_Pending_Buffer", h);
+        StreamPtr stream = streamOf(device);
+        *count = stream ? static_cast<uint32_t>(stream->pendingCount()) : 0;
+        return ZEVO_NOERROR;
     });
 }
 

@@ -10,12 +10,14 @@
 #include <new>
 #include <thread>
 
-#include "driver/Config.h"
-#include "driver/SharedBlockLayout.h"
+#include "config/Config.h"
+#include "config/SharedBlockLayout.h"
 #include "log/Log.h"
 #include "platform/Platform.h"
 
 namespace tq4::driver {
+
+using namespace tq4::config;
 namespace {
 
 constexpr unsigned kTimerPeriodMs = 2;

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "driver/Config.h"
+#include "config/Config.h"
 #include "driver/Driver.h"
 #include "driver/Lifetime.h"
 #include "features/NodeMap.h"
@@ -21,6 +21,8 @@
 #include "log/Log.h"
 
 namespace tq4::driver {
+
+using namespace tq4::config;
 
 namespace {
 

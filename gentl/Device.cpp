@@ -10,6 +10,7 @@
 #include "gentl/GenTLModule.h"
 #include "gentl/Port.h"
 #include "log/Log.h"
+#include "platform/Platform.h"
 #include "stream/DataStream.h"
 #include "tq4_genicam.h"
 
@@ -141,6 +142,9 @@ void* Device::close() {
         return handle();
     }
     number_ = -1;
+    // Streams stop (and end their caller buffers) while the device is still open, also when
+    // an export on another thread still holds one of them.
+    for (const auto& stream : streams_.values()) stream->stopStreaming();
     if (nodeMap_) {
         nodeMap_->destroy();
         TQ4_LOG(log::kProgress, handle(), "Device::close: NodeMap destroyed.");
@@ -265,6 +269,31 @@ int32_t Device::setImageParameters(int64_t width, int64_t height) {
         TQ4_LOG(log::kError, handle(), "Device::setImageParameters: Mismatch! Width: %d, Height: %d, PixelFormat: %s <---> PayloadSize: %d",
                 static_cast<int>(width), static_cast<int>(height), pixelFormat.c_str(), static_cast<int>(payload));
     return result;
+}
+
+uint32_t Device::setImageBuffer(intptr_t event, void* buffer, uint32_t size, uint32_t* status) {
+    std::shared_ptr<stream::DataStream> stream = activeStream();
+    if (!stream) return ZEVO_ERROR_DRIVER_NODRIVER;
+    *status = ZEVO_BUFFER_QUEUED;
+    platform::resetEventByHandle(event);
+    const auto control = stream->lockControl();
+    if (!stream->isStreaming() && stream->startedBufferMark() == 0) {
+        TQ4_LOG(log::kImageTrace, handle(), "Device::setImageBuffer: start streaming ...");
+        if (stream->startStreaming())
+            TQ4_LOG(log::kProgress, handle(), "Device::setImageBuffer: Streaming started.");
+        else
+            TQ4_LOG(log::kError, handle(), "Device::setImageBuffer: Start streaming failed.");
+    }
+    if (stream->isStreaming()) {
+        const uint32_t result = stream->queueRemainingInitBuffers();
+        if (stream->pushPending(std::make_shared<stream::ZevoBuffer>(stream::ZevoBuffer{event, buffer, size, status}))) {
+            TQ4_LOG(log::kImageTrace, handle(), "Device::setImageBuffer: @%d pending zevo buffers: %d, new buffer: 0x%x",
+                    static_cast<int>(stream->imageCounter()), static_cast<int>(stream->pendingCount()), low32(buffer));
+            return result;
+        }
+    }
+    TQ4_LOG(log::kError, handle(), "Device::setImageBuffer: DataStream is not running.");
+    return ZEVO_NOERROR;
 }
 
 }  // namespace tq4::gentl

@@ -78,6 +78,11 @@ public:
     void setCoolingSetpoint(int16_t value) { coolingSetpoint_ = value; }
     // Hands the camera's Width/Height to the active stream; the stream's status code.
     int32_t setImageParameters(int64_t width, int64_t height);
+    // Queues a caller buffer on the active stream: its status becomes "queued" and its event
+    // is reset; the first buffer starts streaming. While the stream runs the buffer joins the
+    // pending queue (0, or 0x360000 when the producer refused one more buffer); otherwise it
+    // is not queued and 0 is returned.
+    uint32_t setImageBuffer(intptr_t event, void* buffer, uint32_t size, uint32_t* status);
 
     // Builds a node map from the camera description (port URLs, "local:" or "file:").
     // Null when no description can be found; loader errors are thrown.

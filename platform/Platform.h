@@ -104,7 +104,8 @@ bool setLibrarySearchFolder(const std::string& folder);
 // set). The native handle is what crosses the driver's C interface as an event HANDLE.
 class Event {
 public:
-    static std::unique_ptr<Event> create(bool initiallySet = false);  // null on failure
+    // Null on failure. A blocking event is one whose reads wait (as a caller may make its own).
+    static std::unique_ptr<Event> create(bool initiallySet = false, bool blocking = false);
     ~Event();
     Event(const Event&) = delete;
     Event& operator=(const Event&) = delete;
@@ -117,10 +118,14 @@ private:
     explicit Event(int fd) : fd_(fd) {}
     int fd_;
 };
-// Operations on an event that someone else created, known only by its native handle.
+// Operations on an event that someone else created, known only by its native handle. A reset
+// never blocks, also on an eventfd that its creator made blocking.
 bool setEventByHandle(intptr_t nativeHandle);
 bool resetEventByHandle(intptr_t nativeHandle);
 bool waitEventByHandle(intptr_t nativeHandle, uint32_t timeoutMs);
+// True when the handle names an open event of this process (Linux: an eventfd descriptor), so
+// that a number that is closed, never opened or another kind of file is never written to.
+bool isEventHandle(intptr_t nativeHandle);
 
 // ---- threads, processes, time -----------------------------------------------------------------
 uint32_t currentThreadId();
@@ -131,6 +136,7 @@ uint32_t processPriorityClass();                 // 0 when unknown
 
 struct LocalTime { int year, month, day, hour, minute, second, millisecond; };
 LocalTime localTime();
+LocalTime localTimeAt(int64_t secondsSince1970); // millisecond 0
 uint64_t highResolutionCounter();                // ticks
 uint64_t highResolutionFrequency();              // ticks per second
 

@@ -162,8 +162,10 @@ ImageGeometry Camera::geometry() const
 size_t Camera::payloadSize() const
 {
     std::lock_guard<std::mutex> lock(mutex_);
-    return geometry().payload();
+    return reportedPayload();
 }
+
+size_t Camera::reportedPayload() const { return config_.payloadSize.value_or(geometry().payload()); }
 
 // ---- timing ------------------------------------------------------------------------------
 

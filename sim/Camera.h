@@ -116,6 +116,7 @@ private:
     void setPixelFormat(int64_t v);
     const PixelFormatInfo& format() const;
     ImageGeometry geometry() const;
+    size_t reportedPayload() const;          // the image's size unless configured otherwise
     // timing
     double fullFrameFps() const;
     double minFramePeriodS() const;

@@ -83,7 +83,7 @@ void Camera::bindImageFormat()
     registers_.addInteger(reg::PixelFormat, [this] { return int64_t(s_.pixelFormat); },
                           [this](int64_t v) { setPixelFormat(v); });
     registers_.addInteger(reg::PixelSize, [this] { return int64_t(format().bits); });
-    registers_.addInteger(reg::PayloadSize, [this] { return int64_t(geometry().payload()); });
+    registers_.addInteger(reg::PayloadSize, [this] { return int64_t(reportedPayload()); });
     registers_.addInteger(reg::TLParamsLocked, [this] { return int64_t(s_.locked); },
                           [this](int64_t v) {
                               require(v == 0 || v == 1, GC_ERR_INVALID_VALUE, "TLParamsLocked is 0 or 1");

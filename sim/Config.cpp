@@ -109,6 +109,8 @@ const std::map<std::string, Setter>& plainKeys()
         {"buf_announce_min", [](Config& c, const std::string& v) { c.bufAnnounceMin = size_t(toInt(v)); }},
         {"defines_payload_size", [](Config& c, const std::string& v) { c.definesPayloadSize = toBool(v); }},
         {"short_port_read", [](Config& c, const std::string& v) { c.shortPortRead = size_t(toInt(v)); }},
+        {"payload_size", [](Config& c, const std::string& v) { c.payloadSize = size_t(toInt(v)); }},
+        {"frame_limit", [](Config& c, const std::string& v) { c.frameLimit = uint64_t(toInt(v)); }},
     };
     return keys;
 }

@@ -69,6 +69,8 @@ struct Config {
     size_t bufAnnounceMin = 1;
     bool definesPayloadSize = true;
     size_t shortPortRead = 0;                  // bytes missing from reads of the description
+    std::optional<size_t> payloadSize;         // reported instead of the image's size
+    std::optional<uint64_t> frameLimit;        // frames per acquisition start, then silence
 
     std::map<std::string, FaultRule> faults;   // by fault point name
     std::vector<std::string> unknownKeys;

@@ -70,9 +70,11 @@ bool Stream::waitForFrame(FrameClock& clock, AcquisitionSnapshot& snapshot)
     for (;;) {
         snapshot = camera_->snapshot();
         const auto now = Clock::now();
-        const auto due = clock.due(snapshot, now);
-        if (due && *due <= now) return true;
         std::unique_lock<std::mutex> lock(mutex_);
+        // A configured frame limit ends the frames of this start: the camera falls silent.
+        const bool silent = config_.frameLimit && acquired_ >= *config_.frameLimit;
+        const auto due = silent ? std::nullopt : clock.due(snapshot, now);
+        if (due && *due <= now) return true;
         if (stopRequested_) return false;
         changed_.wait_until(lock, due ? std::min(*due, now + PollSlice) : now + PollSlice);
         if (stopRequested_) return false;

@@ -1,6 +1,13 @@
-// The GenTL data stream of one opened device. For now the stream record that the device opens
-// and closes, with the state the telegram commands read and write; buffer handling, arming and
-// acquisition are added by the streaming work.
+// The GenTL data stream of one opened device: it sizes and announces the acquisition buffers
+// (slices of one memory block), locks the camera's transport parameters while armed, starts
+// and stops acquisition on the producer and the camera, runs the acquisition thread that
+// copies every new image into the oldest pending caller buffer, and revokes the buffers again,
+// with a recovery for buffers that the producer still holds.
+//
+// Locks: the stream lock guards the buffer list, the payload size and the state changes; the
+// pending queue has a lock of its own; the control lock orders starts, stops and the queueing
+// of caller buffers (it is never taken by the acquisition thread, so a stop may hold it while
+// it joins the thread; the stream lock is never held while joining).
 #pragma once
 
 #include <atomic>
@@ -8,8 +15,11 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "gentl/GenTL.h"
+#include "stream/PendingQueue.h"
 
 namespace tq4::features {
 class NodeMap;
@@ -20,9 +30,18 @@ class GenTLModule;
 
 namespace tq4::stream {
 
+// Driver status of a failed DSQueueBuffer, and of an acquisition thread that ended for want
+// of an image base pointer.
+constexpr uint32_t kStreamStatusGenTLFailed = 0x360000;
+// Driver status of a failed new-buffer event registration.
+constexpr uint32_t kStreamStatusEventFailed = 0x80362016;
+// Time-out of one wait for a new buffer.
+constexpr uint64_t kNewBufferTimeoutMs = 10000;
+
 class DataStream {
 public:
-    // Takes over a stream handle opened with DevOpenDataStream; the destructor closes it.
+    // Takes over a stream handle opened with DevOpenDataStream; the destructor stops, revokes
+    // the buffers and closes it.
     DataStream(std::shared_ptr<gentl::GenTLModule> module, GenTL::DS_HANDLE hDS, std::string id,
                std::shared_ptr<features::NodeMap> nodeMap);
     ~DataStream();
@@ -32,11 +51,14 @@ public:
     const std::string& id() const { return id_; }
     GenTL::DS_HANDLE handle() const { return hDS_; }
 
-    // Recording state (0 = off). Stored only for now.
+    // ---- state the telegram commands read and write ----
     uint16_t recordingState() const { return recordingState_.load(); }
+    // Stores the state; switching recording off executes AcquisitionStop on the camera.
     void setRecordingState(uint16_t state);
     bool isArmed() const { return armed_.load(); }
-    void setArmed(bool armed) { armed_ = armed; }
+    // TLParamsLocked = 1 / 0 where writable; the armed flag follows in every case.
+    void armCamera();
+    void disarmCamera();
     bool isStreaming() const { return streaming_.load() != 0; }
 
     // Bits per pixel from PixelSize when readable, else the last run of digits of the
@@ -50,31 +72,95 @@ public:
     uint16_t timestampMode() const { return timestampMode_.load(); }
     void setTimestampMode(uint16_t mode) { timestampMode_ = mode; }
 
+    // ---- buffers ----
     int64_t width() const { return width_.load(); }
     int64_t height() const { return height_.load(); }
-    // Stores the requested image size; buffer announcement follows with the streaming work.
+    // Revokes the old buffers and announces new ones for the current payload size. 0, or
+    // 0xA0360006 when the payload size is 0 (then nothing is announced).
     uint32_t setImageSizes(int64_t width, int64_t height);
     // From the stream when it defines the payload size, else the PayloadSize feature; the
     // stored value while streaming. 0 when nothing can be read.
     uint64_t getPayloadSize();
+    // The number of buffers to announce for the stored payload: the configured memory budget
+    // (MEMORY/DMALength) divided by the payload, at least the producer's minimum (and 4), at
+    // most 512. The budget actually used is written back to the configuration file.
+    uint64_t calcNumBuffers();
+    // Revokes every announced buffer (with the start/kill/flush recovery for busy ones).
+    // Called with the stream lock held.
+    void freeGCBuffers();
+    uint64_t numAnnouncedBuffers();
+    uint64_t numInputQueuedBuffers();
+    uint64_t numOutputQueuedBuffers();
+    uint64_t numStartedBuffers();
+
+    // ---- acquisition ----
+    // Registers the new-buffer event, starts the producer and the camera and the acquisition
+    // thread. Needs the camera armed and recording on. True when the thread runs. Called with
+    // the control lock held.
+    bool startStreaming();
+    // Ends the thread (its wait is killed; pending buffers end cancelled), stops and flushes
+    // the producer's acquisition. Takes the control lock.
+    void stopStreaming();
+    // Queues one more announced buffer to the producer while not all are queued. 0, or
+    // kStreamStatusGenTLFailed.
+    uint32_t queueRemainingInitBuffers();
+    // kStreamStatusEventFailed when the registration failed.
+    uint32_t registerNewBufferEvent();
+    void unregisterNewBufferEvent();
+
+    // ---- caller buffers ----
+    // The control lock: held by whoever starts streaming and queues a caller buffer, so that
+    // neither interleaves with a stop.
+    std::unique_lock<std::mutex> lockControl() { return std::unique_lock<std::mutex>(controlMutex_); }
+    // Adds a caller buffer to the pending queue; false when no acquisition thread takes it.
+    bool pushPending(std::shared_ptr<ZevoBuffer> buffer);
+    std::size_t pendingCount() const { return pending_.count(); }
+    uint32_t startedBufferMark() const { return startedMark_.load(); }
+    uint64_t imageCounter() const { return imageCounter_.load(); }
+    uint64_t errorCounter() const { return errorCounter_.load(); }
 
 private:
     bool streamDefinesPayloadSize();
+    uint64_t payloadSizeLocked();
+    uint64_t producerMinimumBuffers();
+    uint64_t bufferCount(GenTL::STREAM_INFO_CMD command, GenTL::INFO_DATATYPE expected, const char* origin);
+    void announceBuffers(uint64_t count);
+    bool revokeWithRecovery(GenTL::BUFFER_HANDLE buffer);
+    void stopProducer();
+    void joinThread();
+
+    // The acquisition thread and its steps (Delivery.cpp).
+    void ImageAcquireThread();
+    bool deliverImage(const std::shared_ptr<ZevoBuffer>& target, GenTL::BUFFER_HANDLE buffer, bool msb);
+    void logStreamCounters();
+    void copyImage(const ZevoBuffer& target, const void* source, bool msb);
+    void stampImage(const ZevoBuffer& target, GenTL::BUFFER_HANDLE buffer, bool msb);
 
     std::shared_ptr<gentl::GenTLModule> module_;
     GenTL::DS_HANDLE hDS_;
     std::string id_;
     std::shared_ptr<features::NodeMap> nodeMap_;
+    std::thread thread_;
+    std::atomic<uint32_t> threadId_{0};
+    PendingQueue pending_;
+    std::vector<GenTL::BUFFER_HANDLE> buffers_;     // announced, in announce order
+    std::atomic<GenTL::EVENT_HANDLE> newBufferEvent_{nullptr};
     std::atomic<uint8_t> streaming_{0};
     std::atomic<uint64_t> payloadSize_{0};
     std::atomic<uint32_t> bitsPerPixel_{0};
+    std::atomic<uint64_t> imageCounter_{0};
+    std::atomic<uint64_t> errorCounter_{0};
+    std::vector<uint8_t> memory_;                   // backs every announced buffer
+    std::vector<std::vector<uint8_t>> retiredMemory_;  // blocks of buffers that could not be revoked
     std::atomic<int64_t> width_{0};
     std::atomic<int64_t> height_{0};
     std::atomic<uint16_t> recordingState_{0};
     std::atomic<bool> armed_{false};
     std::atomic<uint16_t> bitAlignment_{1};
     std::atomic<uint16_t> timestampMode_{0};
-    std::mutex mutex_;  // the stream lock
+    std::atomic<uint32_t> startedMark_{0};          // announced buffers handed to the producer
+    std::mutex mutex_;                              // the stream lock
+    std::mutex controlMutex_;                       // starts, stops, caller buffers
 };
 
 }  // namespace tq4::stream

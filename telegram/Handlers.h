@@ -10,7 +10,7 @@ namespace ZEVO_TELEGRAM {
     uint32_t do_##name([[maybe_unused]] Device& device, const uint8_t* tele_in,                \
                        int32_t size_in, uint8_t* tele_out, uint32_t size_out)
 
-// Answers every code the driver does not carry out (yet) with the unsupported answer.
+// Answers every code the driver does not carry out with the unsupported answer.
 TQ4_TELEGRAM_HANDLER(UNSUPPORTED);
 
 // Identity (IdentityHandlers.cpp)
@@ -30,6 +30,13 @@ TQ4_TELEGRAM_HANDLER(GET_COOLING_SETPOINT_TEMPERATURE);
 TQ4_TELEGRAM_HANDLER(SET_COOLING_SETPOINT_TEMPERATURE);
 TQ4_TELEGRAM_HANDLER(GET_CAMERA_BUSY_STATUS);
 TQ4_TELEGRAM_HANDLER(GET_EXP_TRIG_SIGNAL_STATUS);
+
+// Arming, recording state and bit alignment (StreamHandlers.cpp)
+TQ4_TELEGRAM_HANDLER(ARM_CAMERA);
+TQ4_TELEGRAM_HANDLER(GET_RECORDING_STATE);
+TQ4_TELEGRAM_HANDLER(SET_RECORDING_STATE);
+TQ4_TELEGRAM_HANDLER(GET_BIT_ALIGNMENT);
+TQ4_TELEGRAM_HANDLER(SET_BIT_ALIGNMENT);
 
 // Miscellaneous settings and signal commands (MiscHandlers.cpp)
 TQ4_TELEGRAM_HANDLER(SET_DATE_TIME);

@@ -42,14 +42,22 @@ uint32_t processPriorityClass() {
     return errno ? 0 : static_cast<uint32_t>(20 - nice);
 }
 
+namespace {
+LocalTime localTimeOf(time_t seconds, int millisecond) {
+    tm parts {};
+    localtime_r(&seconds, &parts);
+    return LocalTime{parts.tm_year + 1900, parts.tm_mon + 1, parts.tm_mday, parts.tm_hour,
+                     parts.tm_min,         parts.tm_sec,     millisecond};
+}
+}  // namespace
+
 LocalTime localTime() {
     timespec now {};
     clock_gettime(CLOCK_REALTIME, &now);
-    tm parts {};
-    localtime_r(&now.tv_sec, &parts);
-    return LocalTime{parts.tm_year + 1900, parts.tm_mon + 1, parts.tm_mday, parts.tm_hour,
-                     parts.tm_min,         parts.tm_sec,     static_cast<int>(now.tv_nsec / 1000000)};
+    return localTimeOf(now.tv_sec, static_cast<int>(now.tv_nsec / 1000000));
 }
+
+LocalTime localTimeAt(int64_t secondsSince1970) { return localTimeOf(static_cast<time_t>(secondsSince1970), 0); }
 
 uint64_t highResolutionCounter() {
     timespec now {};

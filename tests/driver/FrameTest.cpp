@@ -162,30 +162,5 @@ TEST_F(FrameTest, NullPointersAndNegativeSizesAreRefused) {
     EXPECT_EQ(Get_Transfer_Parameters(h, nullptr, 0), ZEVO_NOERROR) << "nothing to fill";
     EXPECT_EQ(ZEVO_GetVersionTQ4_Genicam(nullptr, nullptr, nullptr, nullptr), ZEVO_NOERROR);
 }
-
-// Until images are delivered the image calls check their arguments and then say plainly that
-// streaming is not available, instead of reporting images that never come.
-TEST_F(FrameTest, ImageCallsCheckArgumentsThenReportStreamingUnavailable) {
-    TQ4_HANDLE& h = open();
-    uint8_t image[16];
-    uint32_t status = 0;
-    TQ4_HANDLE event = reinterpret_cast<TQ4_HANDLE>(intptr_t(3));
-    EXPECT_EQ(Set_Image_Buffer(h, nullptr, 0, 0, 0, 0, image, 16, &status), ZEVO_ERROR_DRIVER_WRONGVALUE);
-    EXPECT_TRUE(logged("Set_Image_Buffer: Wrong Handle for hEvent", log::kError));
-    EXPECT_EQ(Set_Image_Buffer(h, event, 0, 0, 0, 0, nullptr, 16, &status), ZEVO_ERROR_DRIVER_NOBUFFER);
-    EXPECT_TRUE(logged("Set_Image_Buffer: Wrong Handle for buf", log::kError));
-    EXPECT_EQ(Set_Image_Buffer(h, event, 0, 2, 3, 0, image, 16, &status), ZEVO_ERROR_DRIVER_WRONGVALUE);
-    EXPECT_TRUE(logged("Set_Image_Buffer: Wrong values just streaming. start == end == 0", log::kError));
-
-    for (const HandleExport& e : handleExports()) {
-        const std::string name = e.name;
-        if (name != "Get_Image_Queued" && name != "Set_Image_Buffer" && name != "Cancel_Images" &&
-            name != "Get_Pending_Buffer")
-            continue;
-        EXPECT_EQ(e.call(h), ZEVO_ERROR_TELEGRAM_NOTSUPPORTED) << name;
-        EXPECT_TRUE(logged(name + ": image streaming not available.", log::kError)) << name;
-    }
-}
-
 }  // namespace
 }  // namespace tq4::driver::test

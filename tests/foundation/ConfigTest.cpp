@@ -5,7 +5,7 @@
 #include <thread>
 #include <vector>
 
-#include "driver/Config.h"
+#include "config/Config.h"
 #include "foundation/TestFolder.h"
 
 namespace tq4::test {
@@ -18,14 +18,14 @@ protected:
 };
 
 TEST_F(ConfigTest, MissingKeysAreWrittenBackAndKeysAreCaseBlind) {
-    EXPECT_EQ(driver::readIniValue(ini(), "CONFIG", "ProducerName", "ZEVO.cti", false), "ZEVO.cti");
+    EXPECT_EQ(config::readIniValue(ini(), "CONFIG", "ProducerName", "ZEVO.cti", false), "ZEVO.cti");
     EXPECT_FALSE(std::filesystem::exists(ini()));
-    EXPECT_EQ(driver::readIniValue(ini(), "CONFIG", "ProducerName", "ZEVO.cti", true), "ZEVO.cti");
-    EXPECT_EQ(driver::readIniValue(ini(), "config", "PRODUCERNAME", "other", true), "ZEVO.cti");
-    EXPECT_TRUE(driver::writeIniValue(ini(), "MEMORY", "DMALength", "1048576"));
-    EXPECT_EQ(driver::readIniUnsigned(ini(), "memory", "dmalength", 33554432, true), 1048576u);
-    EXPECT_TRUE(driver::writeIniValue(ini(), "MEMORY", "DMALength", "lots"));
-    EXPECT_EQ(driver::readIniUnsigned(ini(), "MEMORY", "DMALength", 33554432, true), 33554432u);
+    EXPECT_EQ(config::readIniValue(ini(), "CONFIG", "ProducerName", "ZEVO.cti", true), "ZEVO.cti");
+    EXPECT_EQ(config::readIniValue(ini(), "config", "PRODUCERNAME", "other", true), "ZEVO.cti");
+    EXPECT_TRUE(config::writeIniValue(ini(), "MEMORY", "DMALength", "1048576"));
+    EXPECT_EQ(config::readIniUnsigned(ini(), "memory", "dmalength", 33554432, true), 1048576u);
+    EXPECT_TRUE(config::writeIniValue(ini(), "MEMORY", "DMALength", "lots"));
+    EXPECT_EQ(config::readIniUnsigned(ini(), "MEMORY", "DMALength", 33554432, true), 33554432u);
     std::string text = readFile(ini());
     EXPECT_NE(text.find("[CONFIG]"), std::string::npos);
     EXPECT_NE(text.find("ProducerName = ZEVO.cti"), std::string::npos);
@@ -33,8 +33,8 @@ TEST_F(ConfigTest, MissingKeysAreWrittenBackAndKeysAreCaseBlind) {
 
 TEST_F(ConfigTest, UnreadableFileIsNeverReplacedAndWritersLeaveNoPartialFile) {
     std::filesystem::create_directories(ini());
-    EXPECT_EQ(driver::readIniValue(ini(), "CONFIG", "ProducerName", "ZEVO.cti", true), "ZEVO.cti");
-    EXPECT_FALSE(driver::writeIniValue(ini(), "CONFIG", "ProducerName", "A.cti"));
+    EXPECT_EQ(config::readIniValue(ini(), "CONFIG", "ProducerName", "ZEVO.cti", true), "ZEVO.cti");
+    EXPECT_FALSE(config::writeIniValue(ini(), "CONFIG", "ProducerName", "A.cti"));
     EXPECT_TRUE(std::filesystem::is_directory(ini()));
     std::filesystem::remove(ini());
 
@@ -43,21 +43,21 @@ TEST_F(ConfigTest, UnreadableFileIsNeverReplacedAndWritersLeaveNoPartialFile) {
     for (int t = 0; t < 4; ++t)
         writers.emplace_back([this, t] {
             for (int i = 0; i < 25; ++i)
-                driver::writeIniValue(ini(), "FEATURE", "Key" + std::to_string(t), std::to_string(i));
+                config::writeIniValue(ini(), "FEATURE", "Key" + std::to_string(t), std::to_string(i));
         });
     for (auto& writer : writers) writer.join();
     for (int t = 0; t < 4; ++t)
-        EXPECT_EQ(driver::readIniValue(ini(), "FEATURE", "Key" + std::to_string(t), "", false), "24");
+        EXPECT_EQ(config::readIniValue(ini(), "FEATURE", "Key" + std::to_string(t), "", false), "24");
     for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
         EXPECT_EQ(entry.path().filename(), "tq4_genicam_param.ini") << "left behind: " << entry.path();
 }
 
 TEST_F(ConfigTest, PathsWithoutSharedBlockFollowTheApplicationDataFolder) {
-    driver::Paths paths = driver::paths();
+    config::Paths paths = config::paths();
     EXPECT_EQ(paths.dataFolder, folder.file("zevo"));
     EXPECT_EQ(paths.iniFile, folder.file("zevo/tq4_genicam_param.ini"));
     EXPECT_EQ(paths.logFile, folder.file("zevo/tq4_genicam.log"));
-    EXPECT_EQ(driver::dataDirectory(), folder.file("zevo/genicam/"));
+    EXPECT_EQ(config::dataDirectory(), folder.file("zevo/genicam/"));
     EXPECT_TRUE(std::filesystem::is_directory(folder.file("zevo/genicam")));
 }
 

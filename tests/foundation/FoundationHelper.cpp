@@ -10,7 +10,7 @@
 #include <string>
 #include <thread>
 
-#include "driver/SharedBlockLayout.h"
+#include "config/SharedBlockLayout.h"
 #include "log/Log.h"
 #include "platform/Platform.h"
 
@@ -18,13 +18,13 @@ namespace {
 
 void writeReport(const std::string& reportFile) {
     std::ofstream out(reportFile, std::ios::binary | std::ios::trunc);
-    auto shared = tq4::platform::SharedBlock::openOrCreate(tq4::driver::kDriverBlockName, tq4::driver::kDriverBlockSize);
+    auto shared = tq4::platform::SharedBlock::openOrCreate(tq4::config::kDriverBlockName, tq4::config::kDriverBlockSize);
     if (!shared || shared->createdByThisProcess()) {
         out << "count=unavailable\n";
-        if (shared) tq4::platform::SharedBlock::unlink(tq4::driver::kDriverBlockName);
+        if (shared) tq4::platform::SharedBlock::unlink(tq4::config::kDriverBlockName);
         return;
     }
-    const auto* block = static_cast<const tq4::driver::DriverSharedBlock*>(shared->data());
+    const auto* block = static_cast<const tq4::config::DriverSharedBlock*>(shared->data());
     out << "count=" << block->attachCount << "\nlog=" << block->logPath << "\nini=" << block->iniPath
         << "\nfolder=" << block->dataFolder << "\n";
 }

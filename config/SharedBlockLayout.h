@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace tq4::driver {
+namespace tq4::config {
 
 constexpr const char* kDriverBlockName = "TQ4_GENICAM_DLL";
 constexpr std::size_t kDriverBlockSize = 820;
@@ -27,4 +27,4 @@ static_assert(offsetof(DriverSharedBlock, dataFolder) == 528, "layout is shared 
 static_assert(offsetof(DriverSharedBlock, reserved) == 788, "layout is shared with other processes");
 static_assert(sizeof(DriverSharedBlock) == kDriverBlockSize, "layout is shared with other processes");
 
-}  // namespace tq4::driver
+}  // namespace tq4::config

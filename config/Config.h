@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <string>
 
-namespace tq4::driver {
+namespace tq4::config {
 
 struct DriverSharedBlock;
 
@@ -48,4 +48,4 @@ uint64_t readIniUnsigned(const std::string& path, const std::string& section, co
 bool writeIniValue(const std::string& path, const std::string& section, const std::string& key,
                    const std::string& value);
 
-}  // namespace tq4::driver
+}  // namespace tq4::config

@@ -1,4 +1,4 @@
-#include "driver/Config.h"
+#include "config/Config.h"
 
 // The file is plain 8-bit text: no wide-character conversion (and its extra library) needed.
 #define SI_NO_CONVERSION
@@ -13,11 +13,11 @@
 #include <fstream>
 #include <mutex>
 
-#include "driver/SharedBlockLayout.h"
+#include "config/SharedBlockLayout.h"
 #include "log/Log.h"
 #include "platform/Platform.h"
 
-namespace tq4::driver {
+namespace tq4::config {
 namespace {
 
 std::atomic<const DriverSharedBlock*> sharedBlock{nullptr};
@@ -156,4 +156,4 @@ bool writeIniValue(const std::string& path, const std::string& section, const st
     }
 }
 
-}  // namespace tq4::driver
+}  // namespace tq4::config

@@ -1,0 +1,206 @@
+// The acquisition thread of a DataStream: it waits for the producer's new-buffer event, copies
+// each image into the oldest pending caller buffer (shifted and stamped as the stream's
+// settings say), writes the buffer's status, sets its event and gives the GenTL buffer back.
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "features/Features.h"
+#include "features/NodeMap.h"
+#include "gentl/GenTLCall.h"
+#include "gentl/GenTLModule.h"
+#include "log/Log.h"
+#include "platform/Platform.h"
+#include "stream/DataStream.h"
+#include "stream/ImageCopy.h"
+#include "stream/Timestamp.h"
+#include "tq4_genicam.h"
+
+namespace tq4::stream {
+
+using gentl::callGenTL;
+
+namespace {
+
+constexpr uint64_t kNanosecondsPerSecond = 1000000000;
+
+int asInt(uint64_t value) { return static_cast<int>(value); }
+
+bool endsWith(const std::string& text, const char* suffix) {
+    const std::size_t length = std::strlen(suffix);
+    return text.size() >= length && text.compare(text.size() - length, length, suffix) == 0;
+}
+
+// How a pixel of the caller's image holds its data, given the copy's rules.
+struct PixelLayout {
+    unsigned bytesPerPixel;
+    unsigned shift;          // left shift applied by the copy
+    bool copies;             // false: an alignment value that has no copy
+    unsigned significantBits;
+};
+
+PixelLayout layoutOf(uint32_t bits, uint16_t alignment, bool msb) {
+    const unsigned bytesPerPixel = (bits + 7) / 8;
+    const unsigned width = bytesPerPixel * 8;
+    const bool needsShift = bits < width && alignment == 0 && !msb;
+    if (bytesPerPixel != 1 && bytesPerPixel != 2) return {bytesPerPixel, 0, true, bits};
+    if (needsShift) return {bytesPerPixel, width - bits, true, width};
+    if (bits < width && alignment != 1 && alignment != 0) return {bytesPerPixel, 0, false, bits};
+    const bool dataAtTop = msb || alignment == 0;
+    return {bytesPerPixel, 0, true, dataAtTop ? width : bits};
+}
+
+}  // namespace
+
+void DataStream::ImageAcquireThread() {
+    threadId_ = platform::currentThreadId();
+    const std::string pixelFormat = nodeMap_ ? features::getEnum(*nodeMap_, "PixelFormat") : std::string();
+    const bool msb = endsWith(pixelFormat, "msb");
+    TQ4_LOG(log::kImageTrace, nullptr, "DataStream::ImageAcquireThread: thread initialized.");
+    const gentl::GenTLFunctions& fn = module_->fn();
+    const GenTL::EVENT_HANDLE event = newBufferEvent_.load();
+    std::shared_ptr<ZevoBuffer> target;
+    bool timedOut = false;
+    while (streaming_.load() != 0) {
+        if (!timedOut) {
+            target = pending_.waitFront(streaming_);
+            if (!target) {
+                TQ4_LOG(log::kProgress, nullptr, "DataStream::ImageAcquireThread: Terminating because CancelImages() @%d",
+                        asInt(imageCounter_));
+                break;
+            }
+        }
+        timedOut = false;
+        GenTL::EVENT_NEW_BUFFER_DATA data{};
+        std::size_t size = sizeof(data);
+        const GenTL::GC_ERROR status = callGenTL(fn.EventGetData, event, &data, &size, kNewBufferTimeoutMs);
+        if (status == GenTL::GC_ERR_TIMEOUT) {
+            TQ4_LOG(log::kProgress, nullptr, "DataStream::ImageAcquireThread: Timeout @%d (EventGetData: %dms)",
+                    asInt(imageCounter_), asInt(kNewBufferTimeoutMs));
+            timedOut = true;
+            continue;
+        }
+        if (status == GenTL::GC_ERR_ABORT) {
+            target->finish(ZEVO_BUFFER_CANCELLED);
+            pending_.removeFront(target);
+            TQ4_LOG(log::kProgress, nullptr, "DataStream::ImageAcquireThread: EventGetData @%d was killed.",
+                    asInt(imageCounter_));
+            break;
+        }
+        if (status != GenTL::GC_ERR_SUCCESS) {
+            ++errorCounter_;
+            TQ4_LOG(log::kError, nullptr, "DataStream::ImageAcquireThread: EventGetData @%d failed: %d",
+                    asInt(imageCounter_), status);
+            std::memset(target->buffer, 0, target->size);
+            target->finish(ZEVO_BUFFER_FAILED);
+            pending_.removeFront(target);
+            continue;
+        }
+        if (!deliverImage(target, data.BufferHandle, msb)) break;
+    }
+    TQ4_LOG(log::kProgress, nullptr, "DataStream::ImageAcquireThread: Terminating @%d, ?%d, X%d", asInt(imageCounter_),
+            asInt(pending_.count()), asInt(errorCounter_));
+    pending_.closeAndCancelAll();
+    unregisterNewBufferEvent();
+    TQ4_LOG(log::kImageTrace, nullptr, "DataStream::ImageAcquireThread: done.");
+}
+
+// One new image into the front caller buffer; false when the thread has to end.
+bool DataStream::deliverImage(const std::shared_ptr<ZevoBuffer>& target, GenTL::BUFFER_HANDLE buffer, bool msb) {
+    const gentl::GenTLFunctions& fn = module_->fn();
+    ++imageCounter_;
+    logStreamCounters();
+    GenTL::INFO_DATATYPE type = GenTL::INFO_DATATYPE_UNKNOWN;
+    void* base = nullptr;
+    std::size_t size = sizeof(base);
+    const GenTL::GC_ERROR status =
+        callGenTL(fn.DSGetBufferInfo, hDS_, buffer, GenTL::BUFFER_INFO_BASE, &type, &base, &size);
+    if (status != GenTL::GC_ERR_SUCCESS || !base) {
+        ++errorCounter_;
+        TQ4_LOG(log::kError, nullptr, "DataStream::ImageAcquireThread: Get image base pointer failed: %d", status);
+        // The buffer ends with the cancel-all at the thread's end, which sets its event.
+        target->writeStatus(ZEVO_BUFFER_FAILED);
+        streaming_.exchange(0);
+        return false;
+    }
+    copyImage(*target, base, msb);
+    if (timestampMode_ != 0) stampImage(*target, buffer, msb);
+    target->finish(ZEVO_BUFFER_DONE);
+    pending_.removeFront(target);
+    const GenTL::GC_ERROR requeued = callGenTL(fn.DSQueueBuffer, hDS_, buffer);
+    if (requeued != GenTL::GC_ERR_SUCCESS)
+        TQ4_LOG(log::kError, nullptr, "DataStream::ImageAcquireThread: DSQueueBuffer @%d failed: %d",
+                asInt(imageCounter_), requeued);
+    return true;
+}
+
+void DataStream::logStreamCounters() {
+    const gentl::GenTLFunctions& fn = module_->fn();
+    uint64_t underrun = 0;
+    uint64_t delivered = 0;
+    GenTL::INFO_DATATYPE type = GenTL::INFO_DATATYPE_UNKNOWN;
+    std::size_t size = sizeof(underrun);
+    GenTL::GC_ERROR status = callGenTL(fn.DSGetInfo, hDS_, GenTL::STREAM_INFO_NUM_UNDERRUN, &type, &underrun, &size);
+    if (status != GenTL::GC_ERR_SUCCESS)
+        TQ4_LOG(log::kError, nullptr, "getDatastreamInfo: STREAM_INFO_NUM_UNDERRUN failed: %d", status);
+    size = sizeof(delivered);
+    status = callGenTL(fn.DSGetInfo, hDS_, GenTL::STREAM_INFO_NUM_DELIVERED, &type, &delivered, &size);
+    if (status != GenTL::GC_ERR_SUCCESS)
+        TQ4_LOG(log::kError, nullptr, "getDatastreamInfo: STREAM_INFO_NUM_DELIVERED failed: %d", status);
+    TQ4_LOG(log::kImageTrace, nullptr, "new buffer event @%d, delivered: %d, underrun: %d", asInt(imageCounter_),
+            asInt(delivered), asInt(underrun));
+}
+
+void DataStream::copyImage(const ZevoBuffer& target, const void* source, bool msb) {
+    const uint64_t payload = payloadSize_;
+    const uint32_t bits = bitsPerPixel_;
+    const PixelLayout layout = layoutOf(bits, bitAlignment_, msb);
+    uint64_t bytes = payload;
+    if (target.size < payload) {
+        TQ4_LOG(log::kImageTrace, nullptr, "DataStream::copyImage: target buffer @%d too small: %d Bytes",
+                asInt(imageCounter_), asInt(target.size));
+        bytes = target.size;
+    }
+    TQ4_LOG(log::kImageTrace, nullptr, "DataStream::copyImage: copy %d-Byte-per-Pixel @%d (img_ptr: 0x%p to 0x%x)",
+            asInt(layout.bytesPerPixel), asInt(imageCounter_), source, gentl::low32(target.buffer));
+    if (layout.copies)
+        copyShifted(target.buffer, source, static_cast<std::size_t>(bytes), layout.shift ? layout.bytesPerPixel : 1,
+                    layout.shift);
+    if (target.size > payload) {
+        TQ4_LOG(log::kImageTrace, nullptr, "DataStream::copyImage: target buffer @%d too big: %d Bytes",
+                asInt(imageCounter_), asInt(target.size));
+        std::memset(static_cast<uint8_t*>(target.buffer) + payload, 0, target.size - payload);
+    }
+}
+
+void DataStream::stampImage(const ZevoBuffer& target, GenTL::BUFFER_HANDLE buffer, bool msb) {
+    GenTL::INFO_DATATYPE type = GenTL::INFO_DATATYPE_UNKNOWN;
+    uint64_t nanoseconds = 0;
+    std::size_t size = sizeof(nanoseconds);
+    const GenTL::GC_ERROR status = callGenTL(module_->fn().DSGetBufferInfo, hDS_, buffer,
+                                             GenTL::BUFFER_INFO_TIMESTAMP_NS, &type, &nanoseconds, &size);
+    if (status != GenTL::GC_ERR_SUCCESS || nanoseconds == 0) {
+        TQ4_LOG(log::kError, nullptr, "DataStream::ImageAcquireThread: Get timestamp from BufferInfo failed: %d", status);
+        return;
+    }
+    const platform::LocalTime local = platform::localTimeAt(static_cast<int64_t>(nanoseconds / kNanosecondsPerSecond));
+    StampMoment moment;
+    moment.imageCounter = imageCounter_;
+    moment.year = local.year;
+    moment.month = local.month;
+    moment.day = local.day;
+    moment.hour = local.hour;
+    moment.minute = local.minute;
+    moment.second = local.second;
+    moment.microseconds = static_cast<uint32_t>((nanoseconds % kNanosecondsPerSecond) / 1000);
+    const PixelLayout layout = layoutOf(bitsPerPixel_, bitAlignment_, msb);
+    const StampPixels pixels{layout.bytesPerPixel == 2 ? 2u : 1u, layout.significantBits};
+    const std::size_t bytes = static_cast<std::size_t>(std::min<uint64_t>(target.size, payloadSize_));
+    const uint16_t mode = timestampMode_;
+    if (mode == 1 || mode == 2) writeBinaryStamp(target.buffer, bytes, pixels, moment);
+    if (mode == 2 || mode == 3)
+        writeReadableStamp(target.buffer, bytes, pixels, static_cast<uint64_t>(width_.load()),
+                           static_cast<uint64_t>(height_.load()), moment);
+}
+
+}  // namespace tq4::stream
