@@ -47,6 +47,9 @@ struct Buffers {
     std::vector<std::uint8_t> sources, targets;
 };
 
+// Copies per timed block: enough for a block of about 8 MiB, at least one.
+std::size_t copiesPerBlock(std::size_t bytes) { return bytes >= (std::size_t{8} << 20) ? 1 : (std::size_t{8} << 20) / bytes; }
+
 // state.range(0): variant; range(1): bytes per pixel; range(2): bytes per copy.
 void BM_Copy(benchmark::State& state) {
     const auto variant = static_cast<Variant>(state.range(0));
@@ -54,27 +57,36 @@ void BM_Copy(benchmark::State& state) {
     const auto bytes = static_cast<std::size_t>(state.range(2));
     const unsigned shift = variant == Shifted ? (bytesPerPixel == 2 ? 4 : 2) : 0;
     const bool hot = bytes <= kHotBytes;
+    const std::size_t block = copiesPerBlock(bytes);
     Buffers buffers(bytes, hot ? 1 : kColdPool / bytes);
 
     using Clock = std::chrono::steady_clock;
+    std::size_t next = 0;
+    auto run = [&](bool reference) {
+        const auto start = Clock::now();
+        for (std::size_t i = 0; i < block; ++i, ++next) {
+            if (reference || variant == Memcpy) std::memcpy(buffers.target(next), buffers.source(next), bytes);
+            else copyShifted(buffers.target(next), buffers.source(next), bytes, bytesPerPixel, shift);
+            benchmark::ClobberMemory();
+        }
+        return std::chrono::duration<double>(Clock::now() - start).count();
+    };
     double memcpySeconds = 0, variantSeconds = 0;
-    std::size_t k = 0;
+    bool memcpyFirst = true;
     for (auto _ : state) {
-        const auto t0 = Clock::now();
-        std::memcpy(buffers.target(k), buffers.source(k), bytes);
-        benchmark::ClobberMemory();
-        const auto t1 = Clock::now();
-        if (variant == Memcpy) std::memcpy(buffers.target(k + 1), buffers.source(k + 1), bytes);
-        else copyShifted(buffers.target(k + 1), buffers.source(k + 1), bytes, bytesPerPixel, shift);
-        benchmark::ClobberMemory();
-        const auto t2 = Clock::now();
-        k += 2;
-        const double variantTime = std::chrono::duration<double>(t2 - t1).count();
-        memcpySeconds += std::chrono::duration<double>(t1 - t0).count();
+        double variantTime;
+        if (memcpyFirst) {
+            memcpySeconds += run(true);
+            variantTime = run(false);
+        } else {
+            variantTime = run(false);
+            memcpySeconds += run(true);
+        }
+        memcpyFirst = !memcpyFirst;
         variantSeconds += variantTime;
         state.SetIterationTime(variantTime);
     }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes));
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * block * bytes));
     state.counters["vs_memcpy"] = variantSeconds > 0 ? memcpySeconds / variantSeconds : 0;
     state.SetLabel(std::string(hot ? "hot " : "cold ") + tq4::stream::copyKernelName());
 }

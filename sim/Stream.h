@@ -7,6 +7,7 @@
 #include "sim/Config.h"
 #include "sim/Info.h"
 #include "sim/Module.h"
+#include "sim/Scene.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -129,6 +130,7 @@ private:
     uint64_t underrun_ = 0;
     uint64_t started_ = 0;
     uint64_t nextFrameId_ = 0;
+    std::shared_ptr<const SceneFrames> frames_;   // the engine's rendered frames, kept across starts
     std::thread engine_;
 };
 

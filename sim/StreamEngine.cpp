@@ -127,7 +127,6 @@ void Stream::finishFill(BufferModule& buffer, const FillResult& result)
 void Stream::engineLoop()
 {
     FrameClock clock;
-    std::shared_ptr<const SceneFrames> frames;
     AcquisitionSnapshot snapshot;
     while (waitForFrame(clock, snapshot)) {
         BufferModule* buffer = takeInputBuffer(snapshot.unlimited && !snapshot.triggered);
@@ -139,13 +138,14 @@ void Stream::engineLoop()
         }
         clock.taken(snapshot, Clock::now());
         if (buffer == nullptr) continue;   // underrun: the frame is lost
-        if (!frames || frames->settings() != snapshot.scene)
-            frames = SceneFrames::render(camera_->sensor(), snapshot.scene);
+        // Kept from one acquisition to the next: rendering takes far longer than a frame.
+        if (!frames_ || frames_->settings() != snapshot.scene)
+            frames_ = SceneFrames::render(camera_->sensor(), snapshot.scene);
         FillResult r;
         r.frameId = frameId;
         r.geometry = snapshot.scene.geometry;
         r.dataSize = r.geometry.payload();
-        r.sizeFilled = frames->fill(buffer->base, buffer->size, frameId, snapshot.stamp);
+        r.sizeFilled = frames_->fill(buffer->base, buffer->size, frameId, snapshot.stamp);
         r.incomplete = r.largerThanBuffer = buffer->size < r.dataSize;
         r.newData = true;
         r.timestampTicks = nanoseconds(Clock::now().time_since_epoch());

@@ -15,7 +15,7 @@ namespace {
 // From this many bytes on, the vector kernels write the target with non-temporal stores: a
 // copy this large goes to memory anyway, and bypassing the caches saves reading every target
 // line before it is overwritten. Below it the target stays in the caches for the consumer.
-std::size_t kStreamingBytes = std::size_t{1} << 20;
+std::size_t kStreamingBytes = std::size_t{16} << 20;
 
 // A kernel shifts `n` bytes of pixels left by `shift` bits, 0 < shift < bits per pixel; for
 // 2-byte pixels `n` is even.
@@ -147,7 +147,7 @@ template <unsigned Unit>
 __attribute__((target("avx2"))) void shiftAvx2(std::uint8_t* __restrict dst, const std::uint8_t* __restrict src,
                                                std::size_t n, unsigned shift) {
     if (n < 32) {
-        shiftSse2<Unit>(dst, src, n, shift);
+        shiftSse2<Unit>(dst, src, n & ~15, shift);
         return;
     }
     const __m128i count = _mm_cvtsi32_si128(static_cast<int>(shift));

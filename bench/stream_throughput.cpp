@@ -1,0 +1,419 @@
+// Streaming through the driver library, loaded at run time as the camera SDK loads it, against
+// the simulated camera ZEVO.cti. Only the exported functions are used: Open_Cam, telegrams
+// (ARM_CAMERA, SET_RECORDING_STATE, SET_TIMESTAMP_MODE), Set_Image_Buffer with one event per
+// caller buffer, Cancel_Images and Close_Cam.
+//
+// BM_MemcpyCold       one core copying full 1296 x 1032 Mono16 frames with memcpy, cycling
+//                     over 1 GiB of sources and targets so that nothing comes from the caches.
+//                     Runs first: its frames per second is the yardstick of the next rows.
+// BM_StreamFullFrame  full Mono16 frames as fast as the camera fills them (no pacing), into a
+//                     ring of 4, 8 or 16 caller buffers; each buffer is queued again as soon as
+//                     its event is set. Counters: frames and bytes per second, x_memcpy (frames
+//                     per second over BM_MemcpyCold's, same run), frames_lost (gaps in the
+//                     camera's frame id stamped into the first four pixels), bad_status (status
+//                     words other than 0), cpu_cores (process CPU time over wall time).
+// BM_DriverOverhead   the time from the producer's hand-over of a filled buffer to the caller
+//                     seeing its status word turn 0, with a 64-byte payload so that the copy
+//                     costs nothing, at the camera's own frame rate. The producer takes the
+//                     buffer's time stamp (system clock) right before it puts the buffer into its
+//                     output queue; the driver writes that moment into the first 14 pixels as its
+//                     binary stamp (the camera offers no stamp of its own here). The caller spins
+//                     on the status word and reads the system clock when it turns 0; the
+//                     difference of the sub-second parts is the overhead (resolution 1 us, the
+//                     stamp being cut to whole microseconds; it includes writing the stamp).
+//                     Counters: median_us, p99_us, max_us over the frames, stamp_mismatch (stamps
+//                     that do not fit the caller's clock), frames_lost (gaps in the driver's
+//                     image counter in the stamp).
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "platform/Platform.h"
+#include "stream/Timestamp.h"
+#include "tq4_genicam.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using SteadyClock = std::chrono::steady_clock;
+using SystemClock = std::chrono::system_clock;
+
+constexpr std::size_t kWidth = 1296;
+constexpr std::size_t kHeight = 1032;
+constexpr std::size_t kFrameBytes = kWidth * kHeight * 2;  // Mono16
+constexpr std::size_t kColdPoolBytes = std::size_t{512} << 20;  // per side: sources, targets
+constexpr int kMemcpyFrames = 3000;
+constexpr int kStreamFrames = 4000;
+constexpr int kOverheadFrames = 2000;
+constexpr uint32_t kSmallPayload = 64;
+constexpr uint32_t kWaitMs = 5000;
+
+double gMemcpyFramesPerSecond = 0;
+
+// ---- the driver library ---------------------------------------------------------------------
+
+struct Driver {
+    decltype(&::Open_Cam) openCam = nullptr;
+    decltype(&::Close_Cam) closeCam = nullptr;
+    decltype(&::Control_Command) controlCommand = nullptr;
+    decltype(&::Set_Image_Buffer) setImageBuffer = nullptr;
+    decltype(&::Cancel_Images) cancelImages = nullptr;
+    std::string error;
+
+    bool ready() const { return error.empty(); }
+};
+
+fs::path dataRoot() { return fs::temp_directory_path() / "tq4_stream_bench"; }
+
+// A private data folder and shared-memory names, the simulated producer on the search path,
+// then the library; once per process.
+Driver& driver() {
+    static Driver d = [] {
+        Driver result;
+        std::error_code ignored;
+        fs::remove_all(dataRoot(), ignored);
+        fs::create_directories(dataRoot() / "appdata");
+        tq4::platform::setEnvironment("TQ4_COMMON_APPDATA", (dataRoot() / "appdata").string());
+        tq4::platform::setEnvironment("TQ4_SHM_SUFFIX", "_tq4_stream_bench");
+        tq4::platform::setEnvironment("GENICAM_GENTL64_PATH", TQ4_SIM_DIR);
+        const tq4::platform::ModuleHandle module = tq4::platform::loadModule(TQ4_DRIVER_LIBRARY);
+        if (!module) {
+            result.error = "cannot load " + std::string(TQ4_DRIVER_LIBRARY) + ": " + tq4::platform::lastModuleError();
+            return result;
+        }
+        // The library stays loaded until the process ends.
+        auto resolve = [&](auto& target, const char* name) {
+            target = reinterpret_cast<std::remove_reference_t<decltype(target)>>(tq4::platform::moduleSymbol(module, name));
+            if (!target && result.error.empty()) result.error = std::string(name) + " not found";
+        };
+        resolve(result.openCam, "Open_Cam");
+        resolve(result.closeCam, "Close_Cam");
+        resolve(result.controlCommand, "Control_Command");
+        resolve(result.setImageBuffer, "Set_Image_Buffer");
+        resolve(result.cancelImages, "Cancel_Images");
+        return result;
+    }();
+    return d;
+}
+
+// Request telegram with an optional u16 value at offset 4 (size and checksum filled in).
+std::vector<uint8_t> telegram(uint16_t code, int value) {
+    std::vector<uint8_t> t(value < 0 ? 5 : 7, 0);
+    t[0] = uint8_t(code);
+    t[1] = uint8_t(code >> 8);
+    t[2] = uint8_t(t.size());
+    if (value >= 0) {
+        t[4] = uint8_t(value);
+        t[5] = uint8_t(value >> 8);
+    }
+    uint8_t sum = 0;
+    for (std::size_t i = 0; i + 1 < t.size(); ++i) sum = uint8_t(sum + t[i]);
+    t.back() = sum;
+    return t;
+}
+
+// ---- caller side ----------------------------------------------------------------------------
+
+// One caller buffer: image memory, status word and event, as a caller keeps them.
+struct CallerBuffer {
+    explicit CallerBuffer(std::size_t bytes) : image(bytes, 0), event(tq4::platform::Event::create()) {}
+
+    TQ4_HANDLE eventHandle() const { return reinterpret_cast<TQ4_HANDLE>(event->nativeHandle()); }
+    // Read as the driver's thread wrote it (release store before the event).
+    uint32_t status() const { return __atomic_load_n(&statusWord, __ATOMIC_ACQUIRE); }
+
+    std::vector<uint8_t> image;
+    uint32_t statusWord = 0;
+    std::unique_ptr<tq4::platform::Event> event;
+};
+
+// The camera's frame id: eight BCD digits in the first four 16-bit pixels, in their top byte.
+uint64_t cameraFrameId16(const CallerBuffer& b) {
+    uint64_t id = 0;
+    for (std::size_t i = 0; i < 4; ++i) {
+        const unsigned bcd = b.image[2 * i + 1];
+        id = id * 100 + (bcd >> 4) * 10 + (bcd & 0xF);
+    }
+    return id;
+}
+
+// An opened camera, armed, recording, time stamps on; buffers cancelled and camera closed at
+// the end. The producer reads `simConfig` when the camera is opened.
+class Camera {
+public:
+    explicit Camera(const std::string& simConfig) : d_(driver()) {
+        if (!d_.ready()) {
+            error_ = d_.error;
+            return;
+        }
+        const fs::path config = dataRoot() / "sim.cfg";
+        std::ofstream(config, std::ios::trunc) << simConfig;
+        tq4::platform::setEnvironment("ZEVO_SIM_CONFIG", config.string());
+        // The buffer budget that a previous stream wrote back to the ini file starts afresh.
+        std::error_code ignored;
+        fs::remove(dataRoot() / "appdata" / "zevo" / "tq4_genicam_param.ini", ignored);
+        const uint32_t opened = d_.openCam(0, &h_);
+        if (opened != ZEVO_NOERROR || !h_) {
+            error_ = "Open_Cam failed: " + hex(opened);
+            h_ = nullptr;
+            return;
+        }
+        if (!send(ARM_CAMERA) || !send(SET_RECORDING_STATE, 1) || !send(SET_TIMESTAMP_MODE, 1)) return;
+    }
+    ~Camera() {
+        if (!h_) return;
+        d_.cancelImages(h_);
+        d_.closeCam(&h_);
+    }
+    Camera(const Camera&) = delete;
+    Camera& operator=(const Camera&) = delete;
+
+    bool ok() const { return error_.empty(); }
+    const std::string& error() const { return error_; }
+
+    bool queue(CallerBuffer& b) {
+        const uint32_t rc = d_.setImageBuffer(h_, b.eventHandle(), 0, 0, 0, 0, b.image.data(),
+                                              static_cast<uint32_t>(b.image.size()), &b.statusWord);
+        if (rc != ZEVO_NOERROR && error_.empty()) error_ = "Set_Image_Buffer failed: " + hex(rc);
+        return rc == ZEVO_NOERROR;
+    }
+    void cancel() { d_.cancelImages(h_); }
+
+private:
+    bool send(uint16_t code, int value = -1) {
+        const std::vector<uint8_t> request = telegram(code, value);
+        uint8_t response[512] = {};
+        const uint32_t rc = d_.controlCommand(h_, request.data(), static_cast<int32_t>(request.size()), response,
+                                              sizeof response);
+        if (rc != ZEVO_NOERROR && error_.empty()) error_ = "telegram " + hex(code) + " failed: " + hex(rc);
+        return rc == ZEVO_NOERROR;
+    }
+    static std::string hex(uint32_t value) {
+        char text[16];
+        std::snprintf(text, sizeof text, "0x%08X", value);
+        return text;
+    }
+
+    Driver& d_;
+    TQ4_HANDLE h_ = nullptr;
+    std::string error_;
+};
+
+double seconds(SteadyClock::duration d) { return std::chrono::duration<double>(d).count(); }
+
+double cpuSeconds() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
+
+// ---- 1. memcpy of cold full frames -----------------------------------------------------------
+
+void BM_MemcpyCold(benchmark::State& state) {
+    const std::size_t stride = (kFrameBytes + 4095) / 4096 * 4096;
+    const std::size_t count = kColdPoolBytes / stride;
+    std::vector<uint8_t> sources(stride * count);
+    std::vector<uint8_t> targets(stride * count, 1);
+    for (std::size_t i = 0; i < sources.size(); i += 64) sources[i] = static_cast<uint8_t>(i >> 6);
+
+    std::size_t k = 0;
+    const auto start = SteadyClock::now();
+    for (auto _ : state) {
+        std::memcpy(targets.data() + k % count * stride, sources.data() + k % count * stride, kFrameBytes);
+        benchmark::ClobberMemory();
+        ++k;
+    }
+    const double elapsed = seconds(SteadyClock::now() - start);
+    gMemcpyFramesPerSecond = static_cast<double>(state.iterations()) / elapsed;
+    state.counters["fps"] = gMemcpyFramesPerSecond;
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * kFrameBytes));
+    state.SetLabel(std::to_string(count) + " frames per side, " + std::to_string(2 * count * stride >> 20) + " MiB");
+}
+
+// ---- 1. end-to-end full frames ---------------------------------------------------------------
+
+void BM_StreamFullFrame(benchmark::State& state) {
+    const auto ringSize = static_cast<std::size_t>(state.range(0));
+    // The buffers outlive the camera: its close ends the ones still queued.
+    std::vector<std::unique_ptr<CallerBuffer>> ring;
+    for (std::size_t i = 0; i < ringSize; ++i) ring.push_back(std::make_unique<CallerBuffer>(kFrameBytes));
+    Camera camera("unlimited_frame_rate = 1\npixel_formats = Mono16\n");
+    if (!camera.ok()) {
+        state.SkipWithError(camera.error().c_str());
+        return;
+    }
+    for (auto& b : ring)
+        if (!camera.queue(*b)) {
+            state.SkipWithError(camera.error().c_str());
+            return;
+        }
+
+    uint64_t lastId = 0;
+    uint64_t lost = 0;
+    uint64_t badStatus = 0;
+    std::size_t next = 0;
+    // One frame: wait for the oldest buffer's event, check it, queue it again.
+    auto take = [&]() -> bool {
+        CallerBuffer& b = *ring[next];
+        next = (next + 1) % ringSize;
+        if (!b.event->wait(kWaitMs)) return false;
+        if (b.status() != ZEVO_BUFFER_DONE) ++badStatus;
+        const uint64_t id = cameraFrameId16(b);
+        if (id != lastId + 1) lost += id > lastId ? id - lastId - 1 : 1;
+        lastId = id;
+        b.event->reset();
+        return camera.queue(b);
+    };
+    // The stream starts and the buffers go round once before the clock runs.
+    for (std::size_t i = 0; i < 4 * ringSize; ++i)
+        if (!take()) {
+            state.SkipWithError("no image within 5 s during the warm-up");
+            return;
+        }
+
+    const double cpuStart = cpuSeconds();
+    const auto start = SteadyClock::now();
+    for (auto _ : state) {
+        if (!take()) {
+            state.SkipWithError("no image within 5 s");
+            break;
+        }
+    }
+    const double elapsed = seconds(SteadyClock::now() - start);
+    const double cpu = cpuSeconds() - cpuStart;
+    camera.cancel();
+
+    const double fps = static_cast<double>(state.iterations()) / elapsed;
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * kFrameBytes));
+    state.counters["fps"] = fps;
+    if (gMemcpyFramesPerSecond > 0) state.counters["x_memcpy"] = fps / gMemcpyFramesPerSecond;
+    state.counters["frames_lost"] = static_cast<double>(lost);
+    state.counters["bad_status"] = static_cast<double>(badStatus);
+    state.counters["cpu_cores"] = cpu / elapsed;
+    state.counters["last_frame_id"] = static_cast<double>(lastId);
+}
+
+// ---- 2. driver overhead per frame -------------------------------------------------------------
+
+bool sameSecond(const tq4::stream::StampMoment& m, const tq4::platform::LocalTime& t) {
+    return m.year == t.year && m.month == t.month && m.day == t.day && m.hour == t.hour && m.minute == t.minute &&
+           m.second == t.second;
+}
+
+double percentile(const std::vector<double>& sorted, double p) {
+    if (sorted.empty()) return 0;
+    return sorted[std::min(sorted.size() - 1, static_cast<std::size_t>(p * static_cast<double>(sorted.size())))];
+}
+
+void BM_DriverOverhead(benchmark::State& state) {
+    constexpr std::size_t kRing = 4;
+    std::vector<std::unique_ptr<CallerBuffer>> ring;
+    for (std::size_t i = 0; i < kRing; ++i) ring.push_back(std::make_unique<CallerBuffer>(kSmallPayload));
+    Camera camera("pixel_formats = Mono8\nremove_features = ZEVOTimestamp\npayload_size = " +
+                  std::to_string(kSmallPayload) + "\n");
+    if (!camera.ok()) {
+        state.SkipWithError(camera.error().c_str());
+        return;
+    }
+    for (auto& b : ring)
+        if (!camera.queue(*b)) {
+            state.SkipWithError(camera.error().c_str());
+            return;
+        }
+
+    const tq4::stream::StampPixels pixels{1, 8};
+    std::vector<double> overheadUs;
+    overheadUs.reserve(static_cast<std::size_t>(state.max_iterations));
+    uint64_t lastCounter = 0;
+    uint64_t lost = 0;
+    uint64_t mismatch = 0;
+    uint64_t badStatus = 0;
+    std::size_t next = 0;
+    // One frame: spin on the oldest buffer's status word, note the moment it turns final,
+    // compare with the stamp, queue the buffer again. The sample is kept when `record`.
+    auto take = [&](bool record) -> bool {
+        CallerBuffer& b = *ring[next];
+        next = (next + 1) % kRing;
+        const auto deadline = SteadyClock::now() + std::chrono::milliseconds(kWaitMs);
+        uint32_t spins = 0;
+        uint32_t status;
+        while ((status = b.status()) == ZEVO_BUFFER_QUEUED) {
+            if ((++spins & 0xFFF) == 0 && SteadyClock::now() > deadline) return false;
+        }
+        const SystemClock::time_point seen = SystemClock::now();
+        if (status != ZEVO_BUFFER_DONE) ++badStatus;
+        tq4::stream::StampMoment moment;
+        if (!tq4::stream::readBinaryStamp(b.image.data(), b.image.size(), pixels, moment)) {
+            ++mismatch;
+        } else {
+            const auto sinceEpoch = std::chrono::duration_cast<std::chrono::nanoseconds>(seen.time_since_epoch());
+            const int64_t secondsSinceEpoch = sinceEpoch.count() / 1000000000;
+            const int64_t seenNs = sinceEpoch.count() % 1000000000;
+            // The stamp's second is the caller's second, or the one before when the frame
+            // crossed a second boundary on its way.
+            int64_t deltaNs = seenNs - int64_t{moment.microseconds} * 1000;
+            bool fits = sameSecond(moment, tq4::platform::localTimeAt(secondsSinceEpoch));
+            if (!fits && deltaNs < 0) {
+                deltaNs += 1000000000;
+                fits = sameSecond(moment, tq4::platform::localTimeAt(secondsSinceEpoch - 1));
+            }
+            if (!fits || deltaNs < 0) ++mismatch;
+            else if (record) overheadUs.push_back(static_cast<double>(deltaNs) / 1000.0);
+            if (lastCounter != 0 && moment.imageCounter != lastCounter + 1) ++lost;
+            lastCounter = moment.imageCounter;
+        }
+        b.event->reset();
+        return camera.queue(b);
+    };
+    for (int i = 0; i < 20; ++i)
+        if (!take(false)) {
+            state.SkipWithError("no image within 5 s during the warm-up");
+            return;
+        }
+
+    const double cpuStart = cpuSeconds();
+    const auto start = SteadyClock::now();
+    for (auto _ : state) {
+        if (!take(true)) {
+            state.SkipWithError("no image within 5 s");
+            break;
+        }
+    }
+    const double elapsed = seconds(SteadyClock::now() - start);
+    const double cpu = cpuSeconds() - cpuStart;
+    camera.cancel();
+
+    std::sort(overheadUs.begin(), overheadUs.end());
+    state.counters["median_us"] = percentile(overheadUs, 0.5);
+    state.counters["p99_us"] = percentile(overheadUs, 0.99);
+    state.counters["max_us"] = overheadUs.empty() ? 0 : overheadUs.back();
+    state.counters["samples"] = static_cast<double>(overheadUs.size());
+    state.counters["stamp_mismatch"] = static_cast<double>(mismatch);
+    state.counters["frames_lost"] = static_cast<double>(lost);
+    state.counters["bad_status"] = static_cast<double>(badStatus);
+    state.counters["fps"] = static_cast<double>(state.iterations()) / elapsed;
+    // One core is the spinning caller; what lies above 1 is the camera and the driver.
+    state.counters["cpu_cores"] = cpu / elapsed;
+}
+
+}  // namespace
+
+// The memcpy row runs first: the streaming rows divide by its frames per second.
+BENCHMARK(BM_MemcpyCold)->Iterations(kMemcpyFrames)->UseRealTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_StreamFullFrame)
+    ->ArgName("buffers")
+    ->Arg(4)
+    ->Arg(8)
+    ->Arg(16)
+    ->Iterations(kStreamFrames)
+    ->UseRealTime()
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_DriverOverhead)->Iterations(kOverheadFrames)->UseRealTime()->Unit(benchmark::kMicrosecond);
