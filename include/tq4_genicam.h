@@ -9,9 +9,8 @@
  * Usable from C and C++. On Linux the functions are exported under their names; the Windows
  * build exports them under the ordinals noted beside each declaration.
  *
- * Event handles (Get_Image_Queued, Set_Image_Buffer): on Windows a manual-reset event; on Linux
- * the handle carries an eventfd descriptor, (TQ4_HANDLE)(intptr_t)fd, that the driver makes
- * readable (writes 1) when the buffer is finished and the caller reads to reset.
+ * Images (Set_Image_Buffer, Get_Image_Queued, Cancel_Images, Get_Pending_Buffer): see the
+ * section "images" below.
  */
 #ifndef TQ4_GENICAM_H
 #define TQ4_GENICAM_H
@@ -148,6 +147,75 @@ typedef struct TQ4_OpenStruct {
  *             numbers 0 unless known. The camera reports one firmware version
  *             (DeviceFirmwareVersion), which fills "Application": the text as reported, major =
  *             its leading number, variant = the number after its first '.'.
+ */
+
+/* ---- images ---------------------------------------------------------------------------------
+ * Getting ready: ARM_CAMERA (announces acquisition buffers for the image the camera delivers
+ * now: arm again after changing the region, binning or pixel format), then SET_RECORDING_STATE
+ * 1. Set_Image_Parameters also announces buffers, for the camera's current Width x Height; it
+ * is refused while images stream.
+ *
+ * Set_Image_Buffer queues one caller buffer: its status word becomes ZEVO_BUFFER_QUEUED and its
+ * event is reset. The first buffer starts streaming. Buffers are filled in the order they were
+ * queued, one image each; the driver writes the status word and then sets the event:
+ *   ZEVO_BUFFER_DONE       the image was copied (a buffer smaller than the image gets its
+ *                          first `size` bytes, a larger one zeros after the image)
+ *   ZEVO_BUFFER_FAILED     the wait for the image failed (the buffer is zeroed), or the image
+ *                          came without data (then streaming ends: Cancel_Images before
+ *                          queueing again)
+ *   ZEVO_BUFFER_CANCELLED  Cancel_Images, Close_Cam or the end of streaming
+ * A buffer queued while streaming cannot run (camera not armed, recording off) is not queued:
+ * the call returns 0, logs "Device::setImageBuffer: DataStream is not running." and the status
+ * stays ZEVO_BUFFER_QUEUED with the event unset. The memory, the status word and the event of
+ * a queued buffer must stay valid until its event is set (or Cancel_Images or Close_Cam has
+ * returned). `start` must be 0 or equal to `end` (live images only). 0x360000 is returned when
+ * the producer refused one more acquisition buffer; the caller's buffer is queued anyway.
+ * Get_Pending_Buffer counts the buffers still waiting. Get_Image_Queued queues one buffer with
+ * an event of its own, switches recording on for the call when it is off, waits up to
+ * `timeout_ms` (0: the image time-out of Set_Timeouts), stops streaming and returns 0 (also
+ * on a time-out: check the buffer) or the buffer's failure status.
+ *
+ * Copy rules: pixels of 9 to 15 bits in two bytes are shifted to the top of the 16 bits when
+ * the bit alignment (SET_BIT_ALIGNMENT) is 0 (MSB), and copied as delivered when it is 1 (LSB,
+ * the default) or the pixel format's name ends in "msb"; pixels of fewer than 8 bits in one
+ * byte likewise. SET_TIMESTAMP_MODE on a camera without a time stamp of its own makes the
+ * driver stamp the images (mode 1 binary, 2 both, 3 readable):
+ *   binary   the first 14 pixels of row 0 each hold one BCD byte: pixels 0-3 the image
+ *            counter (8 digits), 4-10 the local time as "%Y%m%d%H%M%S" (7 digit pairs), 11-13
+ *            the microseconds (6 digits). A 1-byte pixel is the byte; a 2-byte pixel holds it
+ *            in the top 8 of its data bits (<< 8 for MSB-aligned or 16-bit data, << 4 for
+ *            12-bit data in the low bits).
+ *   readable on images of at least 288 x 80 pixels, text in 8 x 16 pixel cells drawn from
+ *            row 1 and column 17 on, white (the data bits' maximum) on black, e.g.
+ *            "0000042  3 Nov2026 14:05:09.123456" (counter, day, month, year, time, µs).
+ *
+ * Events on Linux: an event HANDLE carries an eventfd descriptor, (TQ4_HANDLE)(intptr_t)fd. The
+ * driver sets it by writing 1 and resets it by reading without ever waiting, also when the
+ * eventfd is blocking. Set_Image_Buffer refuses (ZEVO_ERROR_DRIVER_WRONGVALUE, "Wrong Handle
+ * for hEvent") a handle that is not an open eventfd of the process, descriptor 0 included.
+ * Waiting with poll (epoll and select work alike: the eventfd is readable while set):
+ *
+ *     int fd = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+ *     uint32_t status;
+ *     Set_Image_Buffer(cam, (TQ4_HANDLE)(intptr_t)fd, 0, 0, 0, 0, image, size, &status);
+ *     struct pollfd p = { fd, POLLIN, 0 };
+ *     if (poll(&p, 1, 5000) == 1) {
+ *         uint64_t count;
+ *         read(fd, &count, sizeof count);           // reset, ready to be queued again
+ *         if (status == ZEVO_BUFFER_DONE) use(image);
+ *     }
+ *     close(fd);                                    // only once the buffer is no longer queued
+ */
+
+/* ---- telegrams for images ------------------------------------------------------------------
+ * ARM_CAMERA (5 bytes, no payload): refused with ZEVO_ERROR_TELEGRAM_RECORDINGON while
+ *   recording is 1 (normal response).
+ * GET_RECORDING_STATE / SET_RECORDING_STATE (7 bytes): offset 4 u16 state (0 off, 1 on); SET
+ *   1 before ARM_CAMERA answers 0 and returns ZEVO_ERROR_TELEGRAM_NOTARMED; SET 0 stops the
+ *   camera's acquisition. GET returns ZEVO_ERROR_TELEGRAM_NOTARMED for state 1 while not armed.
+ * GET_BIT_ALIGNMENT / SET_BIT_ALIGNMENT (7 bytes): offset 4 u16 alignment, 0 MSB or 1 LSB; SET
+ *   refuses other values with ZEVO_ERROR_DRIVER_WRONGVALUE and answers the alignment kept. The
+ *   camera's PixelFormat is not changed.
  */
 
 /* ---- exports (Windows ordinal in brackets) ------------------------------------------------- */

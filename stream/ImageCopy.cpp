@@ -147,7 +147,7 @@ template <unsigned Unit>
 __attribute__((target("avx2"))) void shiftAvx2(std::uint8_t* __restrict dst, const std::uint8_t* __restrict src,
                                                std::size_t n, unsigned shift) {
     if (n < 32) {
-        shiftSse2<Unit>(dst, src, n & ~15, shift);
+        shiftSse2<Unit>(dst, src, n, shift);
         return;
     }
     const __m128i count = _mm_cvtsi32_si128(static_cast<int>(shift));
