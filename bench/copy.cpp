@@ -1,106 +1,112 @@
-// The copy of a delivery into the caller's buffer, plain (shift 0) and shifted (shift 4 for
-// 12-bit data in 2-byte pixels, shift 2 for 8-bit pixels), against memcpy of the same bytes.
-// Every iteration times a memcpy and then the variant, each on its own pair of buffers, so the
-// counter `vs_memcpy` (memcpy time / variant time over the same iterations) compares them
-// under the same conditions; the row's bytes_per_second is the variant's.
+// The copy of a delivery into the caller's buffer, plain (shift 0) and shifted (shift 4: 12-bit
+// data in 2-byte pixels; shift 2: 6-bit data in 1-byte pixels), against memcpy of the same bytes.
 //
-// Hot: 256 KiB, the same buffers every time (they stay in the caches). Cold: 64 MiB copies, and
-// full 1296 x 1032 x 2 frames, cycling over buffers of 1 GiB in all, far beyond the last-level
-// cache, so every copy reads and writes memory that is not cached.
+// Each iteration times a block of memcpy calls and a block of calls of the variant (about
+// 8 MiB each, at least one call), in alternating order, on buffers of the same kind. The row's
+// time and bytes_per_second are the variant's; the counter `vs_memcpy` is memcpy time / variant
+// time summed over the same iterations, so load from elsewhere on the machine hits both alike.
+//
+// hot: 256 KiB, the same source and target every time (they stay in the caches).
+// cold: 64 MiB copies, and full 1296 x 1032 x 2 frames, cycling over 512 MiB of sources and
+// 512 MiB of targets, far beyond the last-level cache: every copy reads and writes memory.
+//
+// TQ4_COPY_KERNEL=sse2 (or portable) runs the copies with that kernel set instead of the one
+// chosen for this processor.
 #include "stream/ImageCopy.h"
 
 #include <benchmark/benchmark.h>
 
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <string>
 #include <vector>
 
-namespace tq4::stream { void experimentStreamingBytes(std::size_t); }
-#include <cstdlib>
-static int exp_ = [] { if (const char* e = std::getenv("NTB")) tq4::stream::experimentStreamingBytes(std::strtoull(e, nullptr, 0)); if (const char* e = std::getenv("KERNEL")) tq4::stream::useCopyKernel(e); return 0; }();
 namespace {
 
 using tq4::stream::copyShifted;
 
-enum Variant { Memcpy, Plain, Shifted };
+constexpr std::size_t kColdPool = std::size_t{512} << 20;  // each of sources and targets
+constexpr std::size_t kBlockBytes = std::size_t{8} << 20;
 
-constexpr std::size_t kHotBytes = std::size_t{256} << 10;
-constexpr std::size_t kColdBytes = std::size_t{64} << 20;
-constexpr std::size_t kFrameBytes = std::size_t{1296} * 1032 * 2;
-constexpr std::size_t kColdPool = std::size_t{512} << 20;  // per side: sources, targets
-
-// `count` source and target buffers of `bytes` bytes, 64-byte aligned, touched before timing.
-struct Buffers {
+// `count` sources and targets of `bytes` bytes each, 64-byte aligned, written before timing.
+class Buffers {
+public:
     Buffers(std::size_t bytes, std::size_t count)
-        : stride((bytes + 4095) / 4096 * 4096), count(count), sources(stride * count + 64),
-          targets(stride * count + 64, 1) {
-        for (std::size_t i = 0; i < sources.size(); ++i) sources[i] = static_cast<std::uint8_t>(i * 2654435761u >> 13);
+        : stride_((bytes + 4095) / 4096 * 4096), count_(count), sources_(stride_ * count + 64),
+          targets_(stride_ * count + 64, 1) {
+        for (std::size_t i = 0; i < sources_.size(); ++i)
+            sources_[i] = static_cast<std::uint8_t>(i * 2654435761u >> 13);
     }
-    const std::uint8_t* source(std::size_t k) const { return align(sources.data()) + k % count * stride; }
-    std::uint8_t* target(std::size_t k) { return align(targets.data()) + k % count * stride; }
+    const std::uint8_t* source(std::size_t k) const { return aligned(sources_.data()) + k % count_ * stride_; }
+    std::uint8_t* target(std::size_t k) { return aligned(targets_.data()) + k % count_ * stride_; }
 
-    static std::uint8_t* align(const std::uint8_t* p) {
+private:
+    static std::uint8_t* aligned(const std::uint8_t* p) {
         return const_cast<std::uint8_t*>(p) + (64 - reinterpret_cast<std::uintptr_t>(p) % 64) % 64;
     }
-    std::size_t stride, count;
-    std::vector<std::uint8_t> sources, targets;
+    std::size_t stride_, count_;
+    std::vector<std::uint8_t> sources_, targets_;
 };
 
-// Copies per timed block: enough for a block of about 8 MiB, at least one.
-std::size_t copiesPerBlock(std::size_t bytes) { return bytes >= (std::size_t{8} << 20) ? 1 : (std::size_t{8} << 20) / bytes; }
-
-// state.range(0): variant; range(1): bytes per pixel; range(2): bytes per copy.
-void BM_Copy(benchmark::State& state) {
-    const auto variant = static_cast<Variant>(state.range(0));
-    const auto bytesPerPixel = static_cast<unsigned>(state.range(1));
-    const auto bytes = static_cast<std::size_t>(state.range(2));
-    const unsigned shift = variant == Shifted ? (bytesPerPixel == 2 ? 4 : 2) : 0;
-    const bool hot = bytes <= kHotBytes;
-    const std::size_t block = copiesPerBlock(bytes);
+// bytesPerPixel 0: the variant is memcpy itself (the row shows what pairing alone does).
+void copyBench(benchmark::State& state, std::size_t bytes, bool hot, unsigned bytesPerPixel, unsigned shift) {
     Buffers buffers(bytes, hot ? 1 : kColdPool / bytes);
-
-    using Clock = std::chrono::steady_clock;
+    const std::size_t block = bytes >= kBlockBytes ? 1 : kBlockBytes / bytes;
     std::size_t next = 0;
     auto run = [&](bool reference) {
-        const auto start = Clock::now();
+        const auto start = std::chrono::steady_clock::now();
         for (std::size_t i = 0; i < block; ++i, ++next) {
-            if (reference || variant == Memcpy) std::memcpy(buffers.target(next), buffers.source(next), bytes);
+            if (reference || bytesPerPixel == 0) std::memcpy(buffers.target(next), buffers.source(next), bytes);
             else copyShifted(buffers.target(next), buffers.source(next), bytes, bytesPerPixel, shift);
             benchmark::ClobberMemory();
         }
-        return std::chrono::duration<double>(Clock::now() - start).count();
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     };
     double memcpySeconds = 0, variantSeconds = 0;
     bool memcpyFirst = true;
     for (auto _ : state) {
-        double variantTime;
+        double variant;
         if (memcpyFirst) {
             memcpySeconds += run(true);
-            variantTime = run(false);
+            variant = run(false);
         } else {
-            variantTime = run(false);
+            variant = run(false);
             memcpySeconds += run(true);
         }
         memcpyFirst = !memcpyFirst;
-        variantSeconds += variantTime;
-        state.SetIterationTime(variantTime);
+        variantSeconds += variant;
+        state.SetIterationTime(variant);
     }
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * block * bytes));
     state.counters["vs_memcpy"] = variantSeconds > 0 ? memcpySeconds / variantSeconds : 0;
-    state.SetLabel(std::string(hot ? "hot " : "cold ") + tq4::stream::copyKernelName());
+    state.SetLabel(tq4::stream::copyKernelName());
 }
 
-void args(benchmark::internal::Benchmark* b) {
-    b->ArgNames({"variant", "bpp", "bytes"});
-    for (int64_t bytes : {kHotBytes, kColdBytes, kFrameBytes})
-    {
-        b->Args({Memcpy, 1, bytes});
-        for (int64_t bpp : {1, 2})
-            for (int64_t variant : {Plain, Shifted}) b->Args({variant, bpp, bytes});
+const bool registered = [] {
+    if (const char* kernel = std::getenv("TQ4_COPY_KERNEL")) tq4::stream::useCopyKernel(kernel);
+    struct Size {
+        const char* name;
+        std::size_t bytes;
+        bool hot;
+    };
+    struct Variant {
+        const char* name;
+        unsigned bytesPerPixel, shift;
+    };
+    for (const Size& size : {Size{"hot_256KiB", std::size_t{256} << 10, true},
+                             Size{"cold_64MiB", std::size_t{64} << 20, false},
+                             Size{"cold_frame", std::size_t{1296} * 1032 * 2, false}}) {
+        for (const Variant& v : {Variant{"memcpy", 0, 0}, Variant{"8bit_plain", 1, 0}, Variant{"8bit_shift2", 1, 2},
+                                 Variant{"16bit_plain", 2, 0}, Variant{"16bit_shift4", 2, 4}}) {
+            benchmark::RegisterBenchmark((std::string("copy_") + size.name + "/" + v.name).c_str(), copyBench,
+                                         size.bytes, size.hot, v.bytesPerPixel, v.shift)
+                ->UseManualTime()
+                ->Unit(benchmark::kMicrosecond);
+        }
     }
-}
-
-BENCHMARK(BM_Copy)->Apply(args)->UseManualTime()->Unit(benchmark::kMicrosecond);
+    return true;
+}();
 
 }  // namespace

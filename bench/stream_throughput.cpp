@@ -29,14 +29,18 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <type_traits>
 #include <vector>
 
@@ -61,6 +65,10 @@ constexpr uint32_t kSmallPayload = 64;
 constexpr uint32_t kWaitMs = 5000;
 
 double gMemcpyFramesPerSecond = 0;
+// The camera's frame rate and the median overhead measured by the driver overhead row; the
+// baseline row after it runs at the same rate and compares.
+double gOverheadFramesPerSecond = 0;
+double gDriverOverheadMedianUs = 0;
 
 // ---- the driver library ---------------------------------------------------------------------
 
@@ -313,6 +321,98 @@ double percentile(const std::vector<double>& sorted, double p) {
     return sorted[std::min(sorted.size() - 1, static_cast<std::size_t>(p * static_cast<double>(sorted.size())))];
 }
 
+// The same path without the driver: a camera thread paced like the camera takes the system
+// clock, queues the moment under a mutex and notifies a condition variable (as the simulated
+// producer hands a filled buffer to its output queue); a delivery thread waiting on it writes
+// the moment and a status word (as the acquisition thread wakes from EventGetData and finishes a
+// buffer); the caller spins on the status word. What remains is the machine's cost of waking a
+// sleeping thread and of the caller noticing the store: the floor under the driver's overhead.
+void BM_WakeBaseline(benchmark::State& state) {
+    constexpr std::size_t kRing = 4;
+    struct Slot {
+        int64_t stampNs = 0;
+        uint32_t status = ZEVO_BUFFER_QUEUED;
+    };
+    Slot slots[kRing];
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::deque<int64_t> output;
+    bool stop = false;
+    const double rate = gOverheadFramesPerSecond > 0 ? gOverheadFramesPerSecond : 50;
+    const auto period = std::chrono::microseconds(static_cast<int64_t>(1e6 / rate));
+
+    std::thread camera([&] {
+        auto due = SteadyClock::now() + period;
+        for (;;) {
+            {
+                std::unique_lock<std::mutex> lock(mutex);
+                changed.wait_until(lock, due, [&] { return stop; });
+                if (stop) return;
+            }
+            due += period;
+            const int64_t stamp = std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                      SystemClock::now().time_since_epoch()).count();
+            std::lock_guard<std::mutex> lock(mutex);
+            output.push_back(stamp);
+            changed.notify_all();
+        }
+    });
+    std::thread delivery([&] {
+        for (std::size_t k = 0;; ++k) {
+            int64_t stamp;
+            {
+                std::unique_lock<std::mutex> lock(mutex);
+                changed.wait(lock, [&] { return stop || !output.empty(); });
+                if (stop) return;
+                stamp = output.front();
+                output.pop_front();
+            }
+            Slot& slot = slots[k % kRing];
+            slot.stampNs = stamp;
+            __atomic_store_n(&slot.status, ZEVO_BUFFER_DONE, __ATOMIC_RELEASE);
+        }
+    });
+
+    std::vector<double> latencyUs;
+    latencyUs.reserve(static_cast<std::size_t>(state.max_iterations));
+    std::size_t k = 0;
+    auto take = [&](bool record) {
+        Slot& slot = slots[k++ % kRing];
+        while (__atomic_load_n(&slot.status, __ATOMIC_ACQUIRE) == ZEVO_BUFFER_QUEUED) {
+        }
+        const int64_t seen = std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                 SystemClock::now().time_since_epoch()).count();
+        if (record) latencyUs.push_back(static_cast<double>(seen - slot.stampNs) / 1000.0);
+        __atomic_store_n(&slot.status, ZEVO_BUFFER_QUEUED, __ATOMIC_RELAXED);
+    };
+    for (int i = 0; i < 20; ++i) take(false);
+    const double cpuStart = cpuSeconds();
+    const auto start = SteadyClock::now();
+    for (auto _ : state) take(true);
+    const double elapsed = seconds(SteadyClock::now() - start);
+    const double cpu = cpuSeconds() - cpuStart;
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        stop = true;
+        changed.notify_all();
+    }
+    camera.join();
+    delivery.join();
+
+    std::sort(latencyUs.begin(), latencyUs.end());
+    const double median = percentile(latencyUs, 0.5);
+    state.counters["median_us"] = median;
+    state.counters["p99_us"] = percentile(latencyUs, 0.99);
+    state.counters["max_us"] = latencyUs.empty() ? 0 : latencyUs.back();
+    state.counters["fps"] = static_cast<double>(state.iterations()) / elapsed;
+    state.counters["cpu_cores"] = cpu / elapsed;
+    // The driver's median over this floor's, and what the driver adds beyond it.
+    if (gDriverOverheadMedianUs > 0 && median > 0) {
+        state.counters["driver_x_floor"] = gDriverOverheadMedianUs / median;
+        state.counters["driver_minus_floor_us"] = gDriverOverheadMedianUs - median;
+    }
+}
+
 void BM_DriverOverhead(benchmark::State& state) {
     constexpr std::size_t kRing = 4;
     std::vector<std::unique_ptr<CallerBuffer>> ring;
@@ -399,7 +499,9 @@ void BM_DriverOverhead(benchmark::State& state) {
     state.counters["stamp_mismatch"] = static_cast<double>(mismatch);
     state.counters["frames_lost"] = static_cast<double>(lost);
     state.counters["bad_status"] = static_cast<double>(badStatus);
-    state.counters["fps"] = static_cast<double>(state.iterations()) / elapsed;
+    gDriverOverheadMedianUs = percentile(overheadUs, 0.5);
+    gOverheadFramesPerSecond = static_cast<double>(state.iterations()) / elapsed;
+    state.counters["fps"] = gOverheadFramesPerSecond;
     // One core is the spinning caller; what lies above 1 is the camera and the driver.
     state.counters["cpu_cores"] = cpu / elapsed;
 }
@@ -416,4 +518,6 @@ BENCHMARK(BM_StreamFullFrame)
     ->Iterations(kStreamFrames)
     ->UseRealTime()
     ->Unit(benchmark::kMicrosecond);
+// The floor runs after the driver's row, at the camera rate found there, and compares with it.
 BENCHMARK(BM_DriverOverhead)->Iterations(kOverheadFrames)->UseRealTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_WakeBaseline)->Iterations(kOverheadFrames)->UseRealTime()->Unit(benchmark::kMicrosecond);

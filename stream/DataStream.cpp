@@ -60,20 +60,23 @@ void DataStream::setRecordingState(uint16_t state) {
 
 void DataStream::armCamera() {
     std::lock_guard<std::mutex> lock(mutex_);
-    if (nodeMap_ && features::isFeatureWritable(*nodeMap_, "TLParamsLocked") &&
-        !features::setInteger(*nodeMap_, "TLParamsLocked", 1))
-        TQ4_LOG(log::kError, nullptr, "DataStream::armCamera: TLParamsLocked lock failed.");
+    lockTransportParameters(1, "DataStream::armCamera: TLParamsLocked lock failed.");
     armed_ = true;
     TQ4_LOG(log::kVerbose, nullptr, "DataStream::armCamera: done.");
 }
 
 void DataStream::disarmCamera() {
     std::lock_guard<std::mutex> lock(mutex_);
-    if (nodeMap_ && features::isFeatureWritable(*nodeMap_, "TLParamsLocked") &&
-        !features::setInteger(*nodeMap_, "TLParamsLocked", 0))
-        TQ4_LOG(log::kError, nullptr, "DataStream::disarmCamera: TLParamsLocked unlock failed.");
+    lockTransportParameters(0, "DataStream::disarmCamera: TLParamsLocked unlock failed.");
     armed_ = false;
     TQ4_LOG(log::kVerbose, nullptr, "DataStream::disarmCamera: done.");
+}
+
+// TLParamsLocked where the camera has it writable; a refused write is only logged.
+void DataStream::lockTransportParameters(int64_t value, const char* failure) {
+    if (nodeMap_ && features::isFeatureWritable(*nodeMap_, "TLParamsLocked") &&
+        !features::setInteger(*nodeMap_, "TLParamsLocked", value))
+        TQ4_LOG(log::kError, nullptr, "%s", failure);
 }
 
 uint32_t DataStream::setBitsPerPixel() {

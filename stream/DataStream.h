@@ -120,6 +120,7 @@ public:
     uint64_t errorCounter() const { return errorCounter_.load(); }
 
 private:
+    void lockTransportParameters(int64_t value, const char* failure);
     bool streamDefinesPayloadSize();
     uint64_t payloadSizeLocked();
     uint64_t producerMinimumBuffers();

@@ -15,7 +15,7 @@ namespace {
 // From this many bytes on, the vector kernels write the target with non-temporal stores: a
 // copy this large goes to memory anyway, and bypassing the caches saves reading every target
 // line before it is overwritten. Below it the target stays in the caches for the consumer.
-std::size_t kStreamingBytes = std::size_t{16} << 20;
+constexpr std::size_t kStreamingBytes = std::size_t{16} << 20;
 
 // A kernel shifts `n` bytes of pixels left by `shift` bits, 0 < shift < bits per pixel; for
 // 2-byte pixels `n` is even.
@@ -206,8 +206,6 @@ const KernelSet& kernels() {
 }
 
 }  // namespace
-
-void experimentStreamingBytes(std::size_t b) { kStreamingBytes = b; }
 
 void copyShifted(void* target, const void* source, std::size_t bytes, unsigned bytesPerPixel, unsigned shift) {
     if (bytes == 0) return;

@@ -25,7 +25,9 @@ struct CallerBuffer {
     TQ4_HANDLE eventHandle() const { return reinterpret_cast<TQ4_HANDLE>(event->nativeHandle()); }
     // Read as the thread that sets the event wrote it.
     uint32_t status() const { return __atomic_load_n(&statusWord, __ATOMIC_ACQUIRE); }
-    bool waitDone(uint32_t timeoutMs = 20000) const { return event->wait(timeoutMs); }
+    // The event, then the status word read with acquire order, which orders the image before
+    // the reads that follow (the event alone says so only to the kernel).
+    bool waitDone(uint32_t timeoutMs = 20000) const { return event->wait(timeoutMs) && status() != ZEVO_BUFFER_QUEUED; }
     uint16_t pixel16(std::size_t index) const { return uint16_t(image[2 * index] | image[2 * index + 1] << 8); }
 
     std::vector<uint8_t> image;

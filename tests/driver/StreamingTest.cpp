@@ -1,6 +1,7 @@
 // Images into caller buffers through the exports, on the simulated camera.
 #include <algorithm>
 #include <cstdio>
+#include <ostream>
 #include <string>
 
 #include "driver/StreamWorld.h"
@@ -132,6 +133,8 @@ struct AlignmentCase {
     bool expectTopAligned;
 };
 
+void PrintTo(const AlignmentCase& c, std::ostream* out) { *out << c.format << ", alignment " << c.alignment; }
+
 class AlignmentTest : public StreamWorld, public ::testing::WithParamInterface<AlignmentCase> {};
 
 TEST_P(AlignmentTest, TwelveBitPixelsLandAsTheAlignmentSays) {
@@ -170,6 +173,8 @@ struct StampCase {
     const char* format;
     int mode;
 };
+
+void PrintTo(const StampCase& c, std::ostream* out) { *out << c.format << ", mode " << c.mode; }
 
 class TimestampTest : public StreamWorld, public ::testing::WithParamInterface<StampCase> {};
 

@@ -92,8 +92,8 @@ TEST(ImageCopy, LargeImagesMatchTheModel) {
             check(bytes, 0, 5, 2, {4, 12});
             check(bytes, 1, 8, 2, {1});
         }
-        check((std::size_t{20} << 20) + 1, 3, 16, 2, {4});
-        check((std::size_t{20} << 20) + 62, 0, 7, 1, {3});
+        check((std::size_t{16} << 20) + 1, 3, 16, 2, {4});
+        check((std::size_t{16} << 20) + 62, 0, 7, 1, {3});
     });
 }
 
