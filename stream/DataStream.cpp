@@ -442,6 +442,7 @@ void DataStream::joinThread() {
         return;
     }
     thread_.join();
+    threadId_ = 0;
 }
 
 bool DataStream::pushPending(std::shared_ptr<ZevoBuffer> buffer) { return pending_.push(std::move(buffer)); }

@@ -148,8 +148,6 @@ void putCapabilities(NodeMap& map, Response& response) {
 }  // namespace
 
 TQ4_TELEGRAM_HANDLER(GET_CAMERA_DESCRIPTION) {
-    const Call call("ZEVO_TELEGRAM::do_GET_CAMERA_DESCRIPTION", device.handle(), tele_in, size_in,
-                    tele_out, size_out);
     const auto map = nodeMapOf(device);
     Response response(call.code(), kDescriptionSize);
     response.putBytes(0, kTemplate, sizeof(kTemplate));

@@ -12,65 +12,76 @@ namespace ZEVO_TELEGRAM {
 
 namespace {
 
-using CommandTable = std::unordered_map<uint16_t, Handler>;
+// A handler and the name its log lines carry ("" for the shared unsupported answer, whose
+// lines start with a blank).
+struct Row {
+    const char* origin;
+    Handler handler;
+};
+using CommandTable = std::unordered_map<uint16_t, Row>;
+
+#define TQ4_HANDLER_ROW(name) \
+    std::pair<uint16_t, Row> { name, Row{"ZEVO_TELEGRAM::do_" #name, do_##name} }
+#define TQ4_UNSUPPORTED_ROW(name) \
+    std::pair<uint16_t, Row> { name, Row{"", do_UNSUPPORTED} }
 
 // Every code of the protocol in protocol order. Rows whose commands the driver does not carry
 // out answer with do_UNSUPPORTED.
 CommandTable buildCommandTable() {
     CommandTable table;
-    const std::pair<uint16_t, Handler> rows[] = {
-        {GET_CAMERA_TYPE, do_GET_CAMERA_TYPE},
-        {GET_CAMERA_HEALTH_STATUS, do_GET_CAMERA_HEALTH_STATUS},
-        {GET_TEMPERATURE, do_GET_TEMPERATURE},
-        {GET_HARDWARE_VERSIONS, do_GET_HARDWARE_VERSIONS},
-        {GET_FIRMWARE_VERSIONS, do_GET_FIRMWARE_VERSIONS},
-        {GET_CAMERA_NAME, do_GET_CAMERA_NAME},
-        {GET_INFO_STRING, do_GET_INFO_STRING},
-        {GET_CAMERA_SETUP, do_UNSUPPORTED},
-        {SET_CAMERA_SETUP, do_UNSUPPORTED},
-        {GET_CAMERA_DESCRIPTION, do_GET_CAMERA_DESCRIPTION},
-        {GET_ROI, do_UNSUPPORTED},
-        {SET_ROI, do_UNSUPPORTED},
-        {GET_BINNING, do_UNSUPPORTED},
-        {SET_BINNING, do_UNSUPPORTED},
-        {GET_PIXELRATE, do_UNSUPPORTED},
-        {GET_COOLING_SETPOINT_TEMPERATURE, do_GET_COOLING_SETPOINT_TEMPERATURE},
-        {SET_COOLING_SETPOINT_TEMPERATURE, do_SET_COOLING_SETPOINT_TEMPERATURE},
-        {GET_SENSOR_FORMAT, do_UNSUPPORTED},
-        {SET_SENSOR_FORMAT, do_UNSUPPORTED},
-        {UNSUPPORTED_0x2511, do_UNSUPPORTED},
-        {GET_HW_IO_SIGNAL_DESCRIPTION, do_GET_HW_IO_SIGNAL_DESCRIPTION},
-        {GET_DELAY_EXPOSURE_TIME, do_UNSUPPORTED},
-        {SET_DELAY_EXPOSURE_TIME, do_UNSUPPORTED},
-        {GET_TRIGGER_MODE, do_UNSUPPORTED},
-        {SET_TRIGGER_MODE, do_UNSUPPORTED},
-        {FORCE_TRIGGER, do_UNSUPPORTED},
-        {GET_CAMERA_BUSY_STATUS, do_GET_CAMERA_BUSY_STATUS},
-        {GET_EXP_TRIG_SIGNAL_STATUS, do_GET_EXP_TRIG_SIGNAL_STATUS},
-        {GET_TIMEBASE, do_UNSUPPORTED},
-        {SET_TIMEBASE, do_UNSUPPORTED},
-        {GET_COC_RUNTIME, do_UNSUPPORTED},
-        {GET_FRAMERATE, do_UNSUPPORTED},
-        {GET_HW_IO_SIGNAL, do_GET_HW_IO_SIGNAL},
-        {SET_HW_IO_SIGNAL, do_SET_HW_IO_SIGNAL},
-        {GET_RECORDING_STATE, do_GET_RECORDING_STATE},
-        {SET_RECORDING_STATE, do_SET_RECORDING_STATE},
-        {GET_ACQUIRE_MODE, do_UNSUPPORTED},
-        {SET_ACQUIRE_MODE, do_UNSUPPORTED},
-        {ARM_CAMERA, do_ARM_CAMERA},
-        {SET_DATE_TIME, do_SET_DATE_TIME},
-        {GET_TIMESTAMP_MODE, do_GET_TIMESTAMP_MODE},
-        {SET_TIMESTAMP_MODE, do_SET_TIMESTAMP_MODE},
-        {GET_ACQUIRE_MODE_EX, do_UNSUPPORTED},
-        {SET_ACQUIRE_MODE_EX, do_UNSUPPORTED},
-        {GET_BIT_ALIGNMENT, do_GET_BIT_ALIGNMENT},
-        {SET_BIT_ALIGNMENT, do_SET_BIT_ALIGNMENT},
-        {GET_METADATA_MODE, do_GET_METADATA_MODE},
-        {SET_METADATA_MODE, do_SET_METADATA_MODE},
-        {SWIR_GENERATE_CORRECTION_DATA, do_UNSUPPORTED},
+    const std::pair<uint16_t, Row> rows[] = {
+        TQ4_HANDLER_ROW(GET_CAMERA_TYPE),
+        TQ4_HANDLER_ROW(GET_CAMERA_HEALTH_STATUS),
+        TQ4_HANDLER_ROW(GET_TEMPERATURE),
+        TQ4_HANDLER_ROW(GET_HARDWARE_VERSIONS),
+        TQ4_HANDLER_ROW(GET_FIRMWARE_VERSIONS),
+        TQ4_HANDLER_ROW(GET_CAMERA_NAME),
+        TQ4_HANDLER_ROW(GET_INFO_STRING),
+        TQ4_UNSUPPORTED_ROW(GET_CAMERA_SETUP),
+        TQ4_UNSUPPORTED_ROW(SET_CAMERA_SETUP),
+        TQ4_HANDLER_ROW(GET_CAMERA_DESCRIPTION),
+        TQ4_UNSUPPORTED_ROW(GET_ROI),
+        TQ4_UNSUPPORTED_ROW(SET_ROI),
+        TQ4_UNSUPPORTED_ROW(GET_BINNING),
+        TQ4_UNSUPPORTED_ROW(SET_BINNING),
+        TQ4_UNSUPPORTED_ROW(GET_PIXELRATE),
+        TQ4_HANDLER_ROW(GET_COOLING_SETPOINT_TEMPERATURE),
+        TQ4_HANDLER_ROW(SET_COOLING_SETPOINT_TEMPERATURE),
+        TQ4_UNSUPPORTED_ROW(GET_SENSOR_FORMAT),
+        TQ4_UNSUPPORTED_ROW(SET_SENSOR_FORMAT),
+        TQ4_UNSUPPORTED_ROW(UNSUPPORTED_0x2511),
+        TQ4_HANDLER_ROW(GET_HW_IO_SIGNAL_DESCRIPTION),
+        TQ4_UNSUPPORTED_ROW(GET_DELAY_EXPOSURE_TIME),
+        TQ4_UNSUPPORTED_ROW(SET_DELAY_EXPOSURE_TIME),
+        TQ4_UNSUPPORTED_ROW(GET_TRIGGER_MODE),
+        TQ4_UNSUPPORTED_ROW(SET_TRIGGER_MODE),
+        TQ4_UNSUPPORTED_ROW(FORCE_TRIGGER),
+        TQ4_HANDLER_ROW(GET_CAMERA_BUSY_STATUS),
+        TQ4_HANDLER_ROW(GET_EXP_TRIG_SIGNAL_STATUS),
+        TQ4_UNSUPPORTED_ROW(GET_TIMEBASE),
+        TQ4_UNSUPPORTED_ROW(SET_TIMEBASE),
+        TQ4_UNSUPPORTED_ROW(GET_COC_RUNTIME),
+        TQ4_UNSUPPORTED_ROW(GET_FRAMERATE),
+        TQ4_HANDLER_ROW(GET_HW_IO_SIGNAL),
+        TQ4_HANDLER_ROW(SET_HW_IO_SIGNAL),
+        TQ4_HANDLER_ROW(GET_RECORDING_STATE),
+        TQ4_HANDLER_ROW(SET_RECORDING_STATE),
+        TQ4_UNSUPPORTED_ROW(GET_ACQUIRE_MODE),
+        TQ4_UNSUPPORTED_ROW(SET_ACQUIRE_MODE),
+        TQ4_HANDLER_ROW(ARM_CAMERA),
+        TQ4_HANDLER_ROW(SET_DATE_TIME),
+        TQ4_HANDLER_ROW(GET_TIMESTAMP_MODE),
+        TQ4_HANDLER_ROW(SET_TIMESTAMP_MODE),
+        TQ4_UNSUPPORTED_ROW(GET_ACQUIRE_MODE_EX),
+        TQ4_UNSUPPORTED_ROW(SET_ACQUIRE_MODE_EX),
+        TQ4_HANDLER_ROW(GET_BIT_ALIGNMENT),
+        TQ4_HANDLER_ROW(SET_BIT_ALIGNMENT),
+        TQ4_HANDLER_ROW(GET_METADATA_MODE),
+        TQ4_HANDLER_ROW(SET_METADATA_MODE),
+        TQ4_UNSUPPORTED_ROW(SWIR_GENERATE_CORRECTION_DATA),
     };
-    for (const auto& [code, handler] : rows) {
-        table.emplace(code, handler);
+    for (const auto& [code, row] : rows) {
+        table.emplace(code, row);
     }
     return table;
 }
@@ -92,16 +103,13 @@ uint32_t answerUnknownCode(const Device& device, const Request& request, uint8_t
                 kOrigin, static_cast<unsigned>(request.code()), static_cast<int>(size_out),
                 static_cast<int>(response.length()));
     }
-    response.seal(kFailureFlag);
-    response.copyTo(out, size_out);
+    response.sealInto(kFailureFlag, out, size_out);
     return ZEVO_ERROR_TELEGRAM_NOTSUPPORTED;
 }
 
 }  // namespace
 
-TQ4_TELEGRAM_HANDLER(UNSUPPORTED) {
-    return Call("", device.handle(), tele_in, size_in, tele_out, size_out).sendUnsupported();
-}
+TQ4_TELEGRAM_HANDLER(UNSUPPORTED) { return call.sendUnsupported(); }
 
 uint32_t callTeleJumpFnc(Device& device, const void* tele_in, int32_t size_in, void* tele_out,
                          uint32_t size_out) {
@@ -112,7 +120,8 @@ uint32_t callTeleJumpFnc(Device& device, const void* tele_in, int32_t size_in, v
     if (row == kCommandTable.end()) {
         return answerUnknownCode(device, request, out, size_out);
     }
-    return row->second(device, in, size_in, out, size_out);
+    const Call call(row->second.origin, device.handle(), in, size_in, out, size_out);
+    return row->second.handler(device, call);
 }
 
 std::size_t commandTableSize() { return kCommandTable.size(); }

@@ -2,13 +2,14 @@
 // the Handler signature of telegram/Telegram.h and follow the common pattern of Call.
 #pragma once
 
+#include "telegram/Response.h"
 #include "telegram/Telegram.h"
 
 namespace ZEVO_TELEGRAM {
 
-#define TQ4_TELEGRAM_HANDLER(name)                                                             \
-    uint32_t do_##name([[maybe_unused]] Device& device, const uint8_t* tele_in,                \
-                       int32_t size_in, uint8_t* tele_out, uint32_t size_out)
+// The dispatcher builds the call (named "ZEVO_TELEGRAM::do_<name>" for the handler's log
+// lines) from its table row and hands it over.
+#define TQ4_TELEGRAM_HANDLER(name) uint32_t do_##name([[maybe_unused]] Device& device, const Call& call)
 
 // Answers every code the driver does not carry out with the unsupported answer.
 TQ4_TELEGRAM_HANDLER(UNSUPPORTED);

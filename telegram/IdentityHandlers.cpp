@@ -70,34 +70,32 @@ uint32_t textResponse(const Call& call, const std::string& text, uint32_t result
 
 // Type, serial number, hardware and firmware version and interface type.
 TQ4_TELEGRAM_HANDLER(GET_CAMERA_TYPE) {
-    static constexpr const char* kOrigin = "ZEVO_TELEGRAM::do_GET_CAMERA_TYPE";
     static constexpr const char* kLabel = "ZEVO_TELEGRAM::do_GET_CAMERA_TYPE:";
     static constexpr uint32_t kCameraType = 0x00011A00;
     static constexpr uint32_t kFirmwareUnknown = 2;
     // Every transport this driver speaks through reports as interface type 6.
     static constexpr uint16_t kInterfaceType = 6;
 
-    const Call call(kOrigin, device.handle(), tele_in, size_in, tele_out, size_out);
     const auto map = nodeMapOf(device);
 
     const std::string hardwareText =
-        textOfEither(*map, "DeviceVersion", "InfoHardwareRev", kOrigin, call.handle());
-    TQ4_LOG(kLogDetailAndVerbose, call.handle(), "%s: Hardware version <%s>", kOrigin,
+        textOfEither(*map, "DeviceVersion", "InfoHardwareRev", call.origin(), call.handle());
+    TQ4_LOG(kLogDetailAndVerbose, call.handle(), "%s: Hardware version <%s>", call.origin(),
             hardwareText.c_str());
     auto hardware = versionNumber(hardwareText, kLabel, call.handle());
     if (!hardware) {
-        TQ4_LOG(kProgress, call.handle(), "%s: can not read HW version <%s>. set: 0", kOrigin,
+        TQ4_LOG(kProgress, call.handle(), "%s: can not read HW version <%s>. set: 0", call.origin(),
                 hardwareText.c_str());
     }
 
     uint32_t firmware = kFirmwareUnknown;
     if (isAvailable(*map, "DeviceFirmwareVersion")) {
         const std::string firmwareText = getString(*map, "DeviceFirmwareVersion");
-        TQ4_LOG(kLogDetailAndVerbose, call.handle(), "%s: Firmware version <%s>", kOrigin,
+        TQ4_LOG(kLogDetailAndVerbose, call.handle(), "%s: Firmware version <%s>", call.origin(),
                 firmwareText.c_str());
         const auto number = versionNumber(firmwareText, kLabel, call.handle());
         if (!number) {
-            TQ4_LOG(kProgress, call.handle(), "%s: can not read FW version <%s>. set: 0", kOrigin,
+            TQ4_LOG(kProgress, call.handle(), "%s: can not read FW version <%s>. set: 0", call.origin(),
                     firmwareText.c_str());
         }
         firmware = number.value_or(0);
@@ -113,16 +111,12 @@ TQ4_TELEGRAM_HANDLER(GET_CAMERA_TYPE) {
 }
 
 TQ4_TELEGRAM_HANDLER(GET_CAMERA_NAME) {
-    const Call call("ZEVO_TELEGRAM::do_GET_CAMERA_NAME", device.handle(), tele_in, size_in,
-                    tele_out, size_out);
     return textResponse(call, device.cameraName());
 }
 
 // Info type at offset 4: 1 camera name, 2 sensor, 3 material number, 4 driver version. Any
 // other type answers without text and returns ZEVO_ERROR_TELEGRAM_VALUEFAILED.
 TQ4_TELEGRAM_HANDLER(GET_INFO_STRING) {
-    const Call call("ZEVO_TELEGRAM::do_GET_INFO_STRING", device.handle(), tele_in, size_in,
-                    tele_out, size_out);
     switch (call.request().u32(4)) {
         case 1:
             return textResponse(call, device.cameraName());
@@ -140,22 +134,20 @@ TQ4_TELEGRAM_HANDLER(GET_INFO_STRING) {
 // Layout (see include/tq4_genicam.h): offset 4 u16 board count, then per board 22 bytes:
 // name[16], u16 batch number, u16 revision, u16 variant.
 TQ4_TELEGRAM_HANDLER(GET_HARDWARE_VERSIONS) {
-    static constexpr const char* kOrigin = "ZEVO_TELEGRAM::do_GET_HARDWARE_VERSIONS";
     static constexpr uint16_t kBoards = 1;
     static constexpr std::size_t kBoardOffset = 6;
     static constexpr std::size_t kBoardSize = 22;
     static constexpr std::size_t kNameField = 16;
 
-    const Call call(kOrigin, device.handle(), tele_in, size_in, tele_out, size_out);
     const auto map = nodeMapOf(device);
     const std::string name =
-        textOfEither(*map, "DeviceModelName", "InfoName", kOrigin, call.handle());
+        textOfEither(*map, "DeviceModelName", "InfoName", call.origin(), call.handle());
     const std::string revisionText =
-        textOfEither(*map, "DeviceVersion", "InfoHardwareRev", kOrigin, call.handle());
+        textOfEither(*map, "DeviceVersion", "InfoHardwareRev", call.origin(), call.handle());
     const auto revision =
         versionNumber(revisionText, "ZEVO_TELEGRAM::do_GET_HARDWARE_VERSIONS:", call.handle());
     if (!revision) {
-        TQ4_LOG(kProgress, call.handle(), "%s: can not read board revision. set: 0", kOrigin);
+        TQ4_LOG(kProgress, call.handle(), "%s: can not read board revision. set: 0", call.origin());
     }
 
     Response response(call.code(), static_cast<uint16_t>(kBoardOffset + kBoards * kBoardSize + 1));
@@ -172,7 +164,6 @@ TQ4_TELEGRAM_HANDLER(GET_HARDWARE_VERSIONS) {
 // The entries are Bootloader, Application, FPGA and Unknown; the camera reports one firmware
 // version, which fills the Application entry; the others keep "??".
 TQ4_TELEGRAM_HANDLER(GET_FIRMWARE_VERSIONS) {
-    static constexpr const char* kOrigin = "ZEVO_TELEGRAM::do_GET_FIRMWARE_VERSIONS";
     static constexpr std::size_t kEntryOffset = 46;
     static constexpr std::size_t kEntrySize = 40;
     static constexpr std::size_t kNameField = 16;
@@ -184,7 +175,6 @@ TQ4_TELEGRAM_HANDLER(GET_FIRMWARE_VERSIONS) {
         uint16_t variant = 0;
     };
 
-    const Call call(kOrigin, device.handle(), tele_in, size_in, tele_out, size_out);
     Entry entries[] = {{"Bootloader"}, {"Application"}, {"FPGA"}, {"Unknown"}};
     Entry& application = entries[1];
 

@@ -37,8 +37,6 @@ constexpr uint16_t kSignalCount = 4;
 // Nothing is sent to the camera: the answer repeats the request's first 12 bytes.
 TQ4_TELEGRAM_HANDLER(SET_DATE_TIME) {
     static constexpr uint16_t kLength = 13;
-    const Call call("ZEVO_TELEGRAM::do_SET_DATE_TIME", device.handle(), tele_in, size_in, tele_out,
-                    size_out);
     if (!call.requestHasAtLeast(kLength)) {
         return ZEVO_ERROR_DRIVER_WRONGVALUE;
     }
@@ -49,8 +47,6 @@ TQ4_TELEGRAM_HANDLER(SET_DATE_TIME) {
 
 // The camera's ZEVOTimestamp when it has one, else the mode the data stream keeps.
 TQ4_TELEGRAM_HANDLER(GET_TIMESTAMP_MODE) {
-    const Call call("ZEVO_TELEGRAM::do_GET_TIMESTAMP_MODE", device.handle(), tele_in, size_in,
-                    tele_out, size_out);
     const auto map = nodeMapOf(device);
     uint16_t mode = 0;
     if (isAvailable(*map, "ZEVOTimestamp")) {
@@ -68,17 +64,15 @@ TQ4_TELEGRAM_HANDLER(GET_TIMESTAMP_MODE) {
 // Mode 0 to 3 goes to ZEVOTimestamp when the camera takes it; otherwise the data stream keeps
 // whatever was asked for and stamps the images itself. Always answers 0 and returns 0.
 TQ4_TELEGRAM_HANDLER(SET_TIMESTAMP_MODE) {
-    static constexpr const char* kOrigin = "ZEVO_TELEGRAM::do_SET_TIMESTAMP_MODE";
-    const Call call(kOrigin, device.handle(), tele_in, size_in, tele_out, size_out);
     const uint16_t mode = call.request().u16(4);
-    TQ4_LOG(kVerbose, call.handle(), "%s: tele_in mode: 0x%x", kOrigin, static_cast<unsigned>(mode));
+    TQ4_LOG(kVerbose, call.handle(), "%s: tele_in mode: 0x%x", call.origin(), static_cast<unsigned>(mode));
     const auto map = nodeMapOf(device);
     if (tq4::features::isFeatureWritable(*map, "ZEVOTimestamp")) {
         if (mode < kTimestampEntries.size()) {
             setEnum(*map, "ZEVOTimestamp", kTimestampEntries[mode]);
         } else {
             TQ4_LOG(kError, call.handle(), "%s: unknown timestamp mode: %d for ZEVOTimestamp",
-                    kOrigin, static_cast<int>(mode));
+                    call.origin(), static_cast<int>(mode));
         }
     } else if (const auto stream = device.activeStream()) {
         stream->setTimestampMode(mode);
@@ -88,50 +82,40 @@ TQ4_TELEGRAM_HANDLER(SET_TIMESTAMP_MODE) {
 
 // The camera has no metadata block: both directions answer with an all-zero payload.
 TQ4_TELEGRAM_HANDLER(GET_METADATA_MODE) {
-    return zeroResponse(Call("ZEVO_TELEGRAM::do_GET_METADATA_MODE", device.handle(), tele_in,
-                             size_in, tele_out, size_out),
-                        15);
+    return zeroResponse(call, 15);
 }
 
 TQ4_TELEGRAM_HANDLER(SET_METADATA_MODE) {
-    return zeroResponse(Call("ZEVO_TELEGRAM::do_SET_METADATA_MODE", device.handle(), tele_in,
-                             size_in, tele_out, size_out),
-                        15);
+    return zeroResponse(call, 15);
 }
 
 // Signal numbers beyond the connector are refused with ZEVO_ERROR_TELEGRAM_OUTOFRANGE; the
 // descriptions themselves are not offered.
 TQ4_TELEGRAM_HANDLER(GET_HW_IO_SIGNAL_DESCRIPTION) {
-    static constexpr const char* kOrigin = "ZEVO_TELEGRAM::do_GET_HW_IO_SIGNAL_DESCRIPTION";
-    const Call call(kOrigin, device.handle(), tele_in, size_in, tele_out, size_out);
     if (!call.requestHasAtLeast(7)) {
         return ZEVO_ERROR_DRIVER_WRONGVALUE;
     }
     const uint16_t signal = call.request().u16(4);
     if (signal >= kSignalCount) {
-        TQ4_LOG(kError, call.handle(), "%s: num signal out of range: %d (> 3).", kOrigin,
+        TQ4_LOG(kError, call.handle(), "%s: num signal out of range: %d (> 3).", call.origin(),
                 static_cast<int>(signal));
         return call.sendFailure(ZEVO_ERROR_TELEGRAM_OUTOFRANGE);
     }
-    return do_UNSUPPORTED(device, tele_in, size_in, tele_out, size_out);
+    return call.sendUnsupported();
 }
 
 TQ4_TELEGRAM_HANDLER(GET_HW_IO_SIGNAL) {
-    const Call call("ZEVO_TELEGRAM::do_GET_HW_IO_SIGNAL", device.handle(), tele_in, size_in,
-                    tele_out, size_out);
     if (!call.requestHasAtLeast(7)) {
         return ZEVO_ERROR_DRIVER_WRONGVALUE;
     }
-    return do_UNSUPPORTED(device, tele_in, size_in, tele_out, size_out);
+    return call.sendUnsupported();
 }
 
 TQ4_TELEGRAM_HANDLER(SET_HW_IO_SIGNAL) {
-    const Call call("ZEVO_TELEGRAM::do_SET_HW_IO_SIGNAL", device.handle(), tele_in, size_in,
-                    tele_out, size_out);
     if (!call.requestHasAtLeast(17)) {
         return ZEVO_ERROR_DRIVER_WRONGVALUE;
     }
-    return do_UNSUPPORTED(device, tele_in, size_in, tele_out, size_out);
+    return call.sendUnsupported();
 }
 
 }  // namespace ZEVO_TELEGRAM

@@ -97,8 +97,7 @@ uint32_t Call::send(Response& response, uint16_t flag, uint32_t result) const {
                 origin_, separatorAfter(origin_), static_cast<int>(sizeOut_),
                 static_cast<int>(response.length()));
     }
-    response.seal(flag);
-    response.copyTo(out_, sizeOut_);
+    response.sealInto(flag, out_, sizeOut_);
     return result;
 }
 
@@ -108,8 +107,10 @@ uint32_t Call::sendFailure(uint32_t error) const {
 }
 
 uint32_t Call::sendUnsupported() const {
-    const uint32_t result = sendFailure(ZEVO_ERROR_TELEGRAM_NOTSUPPORTED);
-    TQ4_LOG(tq4::log::kVerbose, handle_, "%s Unsupported command code: 0x%04X, size: %d", origin_,
+    Call shared(*this);
+    shared.origin_ = "";
+    const uint32_t result = shared.sendFailure(ZEVO_ERROR_TELEGRAM_NOTSUPPORTED);
+    TQ4_LOG(tq4::log::kVerbose, handle_, " Unsupported command code: 0x%04X, size: %d",
             static_cast<unsigned>(code()), static_cast<int>(request_.size()));
     return result;
 }

@@ -33,6 +33,11 @@ public:
     // Checksum over bytes 0 to length-2 with the code as it stands, then `flag` ORed into the
     // code. The checksum therefore covers the unflagged request code.
     void seal(uint16_t flag);
+    // seal(flag), then copyTo(out, size_out): the ending of every answer.
+    void sealInto(uint16_t flag, uint8_t* out, uint32_t size_out) {
+        seal(flag);
+        copyTo(out, size_out);
+    }
     // Exactly `size_out` bytes into `out`: the telegram cut short when the buffer is smaller,
     // zeros after it when the buffer is larger.
     void copyTo(uint8_t* out, uint32_t size_out) const;
@@ -69,9 +74,11 @@ public:
     uint32_t send(Response& response, uint16_t flag = kSuccessFlag, uint32_t result = 0) const;
     // The 9-byte failure answer carrying `error`; returns `error`.
     uint32_t sendFailure(uint32_t error) const;
-    // The answer to a code the driver does not carry out: the failure answer with
-    // ZEVO_ERROR_TELEGRAM_NOTSUPPORTED, then (class 32) "<origin> Unsupported command code:
-    // 0x%04X, size: %d". Returns ZEVO_ERROR_TELEGRAM_NOTSUPPORTED.
+    // The answer shared by every code the driver does not carry out, whichever handler gives
+    // it: the failure answer with ZEVO_ERROR_TELEGRAM_NOTSUPPORTED under no handler's name (a
+    // short buffer is reported as " size_out %d smaller than size of response: %d."), then
+    // (class 32) " Unsupported command code: 0x%04X, size: %d". Returns
+    // ZEVO_ERROR_TELEGRAM_NOTSUPPORTED.
     uint32_t sendUnsupported() const;
 
 private:
@@ -82,8 +89,5 @@ private:
     uint32_t sizeOut_;
 };
 
-// The table row of every command the driver answers as unsupported.
-uint32_t do_UNSUPPORTED(Device& device, const uint8_t* tele_in, int32_t size_in, uint8_t* tele_out,
-                        uint32_t size_out);
 
 }  // namespace ZEVO_TELEGRAM

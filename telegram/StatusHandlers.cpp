@@ -96,8 +96,6 @@ uint32_t valueResponse(const Call& call, uint16_t value) {
 // Warnings (8: cooling set point not reached), errors (none) and status: 1, or 3 while
 // recording on an armed camera, plus 4 while recording and the acquisition runs.
 TQ4_TELEGRAM_HANDLER(GET_CAMERA_HEALTH_STATUS) {
-    const Call call("ZEVO_TELEGRAM::do_GET_CAMERA_HEALTH_STATUS", device.handle(), tele_in,
-                    size_in, tele_out, size_out);
     const auto map = nodeMapOf(device);
     const uint32_t warnings = coolingWarningIsOn(*map) ? 8 : 0;
     uint32_t status = 1;
@@ -116,8 +114,6 @@ TQ4_TELEGRAM_HANDLER(GET_CAMERA_HEALTH_STATUS) {
 }
 
 TQ4_TELEGRAM_HANDLER(GET_TEMPERATURE) {
-    const Call call("ZEVO_TELEGRAM::do_GET_TEMPERATURE", device.handle(), tele_in, size_in,
-                    tele_out, size_out);
     const auto map = nodeMapOf(device);
     Temperatures temperatures;
     readSensorBlock(*map, temperatures, call.handle());
@@ -134,16 +130,12 @@ TQ4_TELEGRAM_HANDLER(GET_TEMPERATURE) {
 }
 
 TQ4_TELEGRAM_HANDLER(GET_COOLING_SETPOINT_TEMPERATURE) {
-    const Call call("ZEVO_TELEGRAM::do_GET_COOLING_SETPOINT_TEMPERATURE", device.handle(), tele_in,
-                    size_in, tele_out, size_out);
     return valueResponse(call, static_cast<uint16_t>(coolingSetpointOf(device, *nodeMapOf(device))));
 }
 
 // The request's set point (offset 4, s16 degrees) goes to the camera when it takes one; the
 // device's own copy follows a successful write so that the description reports it.
 TQ4_TELEGRAM_HANDLER(SET_COOLING_SETPOINT_TEMPERATURE) {
-    const Call call("ZEVO_TELEGRAM::do_SET_COOLING_SETPOINT_TEMPERATURE", device.handle(), tele_in,
-                    size_in, tele_out, size_out);
     if (!call.requestHasAtLeast(7)) {
         return ZEVO_ERROR_DRIVER_WRONGVALUE;
     }
@@ -158,15 +150,11 @@ TQ4_TELEGRAM_HANDLER(SET_COOLING_SETPOINT_TEMPERATURE) {
 
 // The camera has no busy state the caller could wait for.
 TQ4_TELEGRAM_HANDLER(GET_CAMERA_BUSY_STATUS) {
-    const Call call("ZEVO_TELEGRAM::do_GET_CAMERA_BUSY_STATUS", device.handle(), tele_in, size_in,
-                    tele_out, size_out);
     return valueResponse(call, 0);
 }
 
 // The exposure trigger signal is not reported by the camera.
 TQ4_TELEGRAM_HANDLER(GET_EXP_TRIG_SIGNAL_STATUS) {
-    const Call call("ZEVO_TELEGRAM::do_GET_EXP_TRIG_SIGNAL_STATUS", device.handle(), tele_in,
-                    size_in, tele_out, size_out);
     return valueResponse(call, 0);
 }
 

@@ -36,7 +36,6 @@ void prepareBuffers(Device& device, tq4::stream::DataStream& stream) {
 // Locks the transport parameters and announces buffers for the current image size. Refused
 // while recording.
 TQ4_TELEGRAM_HANDLER(ARM_CAMERA) {
-    const Call call("ZEVO_TELEGRAM::do_ARM_CAMERA", device.handle(), tele_in, size_in, tele_out, size_out);
     Response response(call.code(), kArmLength);
     const auto stream = device.activeStream();
     if (!stream) return call.sendFailure(ZEVO_ERROR_DRIVER_NODRIVER);
@@ -51,7 +50,6 @@ TQ4_TELEGRAM_HANDLER(ARM_CAMERA) {
 
 // Normal answer in both cases; recording on without arming is reported as not armed.
 TQ4_TELEGRAM_HANDLER(GET_RECORDING_STATE) {
-    const Call call("ZEVO_TELEGRAM::do_GET_RECORDING_STATE", device.handle(), tele_in, size_in, tele_out, size_out);
     const auto stream = device.activeStream();
     const uint16_t state = stream ? stream->recordingState() : 0;
     const bool armed = stream && stream->isArmed();
@@ -60,24 +58,21 @@ TQ4_TELEGRAM_HANDLER(GET_RECORDING_STATE) {
 
 // Any value is stored; 0 also stops the camera's acquisition. Recording needs an armed camera.
 TQ4_TELEGRAM_HANDLER(SET_RECORDING_STATE) {
-    static constexpr const char* kOrigin = "ZEVO_TELEGRAM::do_SET_RECORDING_STATE";
-    const Call call(kOrigin, device.handle(), tele_in, size_in, tele_out, size_out);
     if (!call.requestHasAtLeast(kStateLength)) return ZEVO_ERROR_DRIVER_WRONGVALUE;
     const auto stream = device.activeStream();
     if (!stream) return call.sendFailure(ZEVO_ERROR_DRIVER_NODRIVER);
     const uint16_t wanted = call.request().u16(kStateOffset);
     if (wanted == kRecordingOn && !stream->isArmed()) {
-        TQ4_LOG(kError, call.handle(), "%s: Can not set recording state: ARM not successful", kOrigin);
+        TQ4_LOG(kError, call.handle(), "%s: Can not set recording state: ARM not successful", call.origin());
         return answerState(call, 0, ZEVO_ERROR_TELEGRAM_NOTARMED);
     }
-    TQ4_LOG(kImageTrace, call.handle(), "%s: set recording state ...", kOrigin);
+    TQ4_LOG(kImageTrace, call.handle(), "%s: set recording state ...", call.origin());
     stream->setRecordingState(wanted);
-    TQ4_LOG(kImageTrace, call.handle(), "%s: set recording state: %d", kOrigin, static_cast<int>(wanted));
+    TQ4_LOG(kImageTrace, call.handle(), "%s: set recording state: %d", call.origin(), static_cast<int>(wanted));
     return answerState(call, stream->recordingState(), 0);
 }
 
 TQ4_TELEGRAM_HANDLER(GET_BIT_ALIGNMENT) {
-    const Call call("ZEVO_TELEGRAM::do_GET_BIT_ALIGNMENT", device.handle(), tele_in, size_in, tele_out, size_out);
     const auto stream = device.activeStream();
     const uint16_t alignment = stream ? stream->bitAlignment() : kAlignmentLsb;
     const std::string pixelFormat = tq4::features::getEnum(*nodeMapOf(device), "PixelFormat");
@@ -89,14 +84,12 @@ TQ4_TELEGRAM_HANDLER(GET_BIT_ALIGNMENT) {
 // 0 (MSB) or 1 (LSB) for the copies into caller buffers; the camera's PixelFormat stays as it
 // is. Other values are refused and the answer carries the alignment kept.
 TQ4_TELEGRAM_HANDLER(SET_BIT_ALIGNMENT) {
-    static constexpr const char* kOrigin = "ZEVO_TELEGRAM::do_SET_BIT_ALIGNMENT";
-    const Call call(kOrigin, device.handle(), tele_in, size_in, tele_out, size_out);
     if (!call.requestHasAtLeast(kStateLength)) return ZEVO_ERROR_DRIVER_WRONGVALUE;
     const auto stream = device.activeStream();
     if (!stream) return call.sendFailure(ZEVO_ERROR_DRIVER_NODRIVER);
     const uint16_t wanted = call.request().u16(kStateOffset);
     if (wanted != kAlignmentMsb && wanted != kAlignmentLsb) {
-        TQ4_LOG(kError, call.handle(), "%s: unknown bit alignment: %d (0: MSB, 1: LSB)", kOrigin, static_cast<int>(wanted));
+        TQ4_LOG(kError, call.handle(), "%s: unknown bit alignment: %d (0: MSB, 1: LSB)", call.origin(), static_cast<int>(wanted));
         return answerState(call, stream->bitAlignment(), ZEVO_ERROR_DRIVER_WRONGVALUE);
     }
     stream->setBitAlignment(wanted);

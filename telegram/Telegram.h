@@ -15,10 +15,12 @@ namespace ZEVO_TELEGRAM {
 
 using Device = tq4::gentl::Device;
 
-// Every handler: the device, the request telegram with the number of valid bytes, the caller's
-// response buffer with its size. Returns the 32-bit error code (0 on success).
-using Handler = uint32_t (*)(Device& device, const uint8_t* tele_in, int32_t size_in,
-                             uint8_t* tele_out, uint32_t size_out);
+class Call;
+
+// Every handler: the device and the call (its name for log lines, the request telegram with
+// the number of valid bytes, the caller's response buffer with its size). Returns the 32-bit
+// error code (0 on success).
+using Handler = uint32_t (*)(Device& device, const Call& call);
 
 constexpr std::size_t kCodeOffset = 0;
 constexpr std::size_t kSizeOffset = 2;
