@@ -125,6 +125,30 @@ TEST_F(StreamingTest, SmallBufferGetsTheImageStartAndLargeBufferAZeroedTail) {
     EXPECT_EQ(count("DataStream::copyImage: target buffer @2 too big: " + std::to_string(kFullFrame8 + 4096) + " Bytes"), 1);
 }
 
+TEST_F(StreamingTest, ImageHasExactlyTheRegionSet) {
+    configure("unlimited_frame_rate = 1\npixel_formats = Mono8\n");
+    TQ4_HANDLE& h = open();
+    std::vector<uint8_t> roi = telegram(SET_ROI, 13);  // the checksum is not checked
+    const uint16_t corners[4] = {105, 53, 696, 448};  // 592 x 396 pixels
+    for (int i = 0; i < 4; ++i) {
+        roi[4 + 2 * i] = uint8_t(corners[i]);
+        roi[5 + 2 * i] = uint8_t(corners[i] >> 8);
+    }
+    uint8_t response[512];
+    ASSERT_EQ(Control_Command(h, roi.data(), 13, response, sizeof response), ZEVO_NOERROR);
+    ASSERT_EQ(command(h, ARM_CAMERA), ZEVO_NOERROR);
+    ASSERT_EQ(command(h, SET_RECORDING_STATE, 1), ZEVO_NOERROR);
+    EXPECT_EQ(imageSize(h), std::make_pair(592u, 396u));
+    CallerBuffer& b = buffer(592 * 396 + 16);
+    ASSERT_EQ(queue(h, b), ZEVO_NOERROR);
+    ASSERT_TRUE(b.waitDone());
+    EXPECT_EQ(b.status(), ZEVO_BUFFER_DONE);
+    EXPECT_TRUE(logged("DataStream::copyImage: target buffer @1 too big: " + std::to_string(592 * 396 + 16) + " Bytes",
+                       log::kImageTrace));
+    EXPECT_TRUE(logged("DataStream::setImageSizes: payload size: 234432 Bytes, bpp: 0, Bpp: 0", log::kProgress))
+        << dump();
+}
+
 // 12 bits of data in 16-bit pixels: LSB-aligned data stays below 4096, MSB alignment moves
 // it up by four bits, and data that the camera already delivers at the top stays as it is.
 struct AlignmentCase {

@@ -1,0 +1,134 @@
+// Arming, recording state, region, binning, sensor format and camera set-up through
+// Control_Command on the simulated camera (1296 x 1032; widths in steps of 8, heights of 4).
+#include <gtest/gtest.h>
+
+#include "include/tq4_genicam.h"
+#include "telegram/TelegramTestSupport.h"
+
+using namespace telegram_test;
+
+namespace {
+
+Bytes roiRequest(uint16_t x0, uint16_t y0, uint16_t x1, uint16_t y1) {
+    Bytes payload;
+    for (uint16_t v : {x0, y0, x1, y1}) {
+        const Bytes b = u16Bytes(v);
+        payload.insert(payload.end(), b.begin(), b.end());
+    }
+    return telegram(SET_ROI, payload);
+}
+
+std::vector<uint16_t> roiOf(const Answer& a) {
+    return {u16At(a.bytes, 4), u16At(a.bytes, 6), u16At(a.bytes, 8), u16At(a.bytes, 10)};
+}
+
+}  // namespace
+
+TEST(TelegramRecording, RecordingNeedsArmingAndArmingNeedsRecordingOff) {
+    LogCapture log;
+    SimCamera camera;
+    ASSERT_TRUE(camera.isOpen());
+    const Answer early = camera.send(telegram(SET_RECORDING_STATE, u16Bytes(1)));
+    EXPECT_EQ(early.result, ZEVO_ERROR_TELEGRAM_NOTARMED);
+    EXPECT_EQ(u16At(early.bytes, 0), SET_RECORDING_STATE | TQ4_RESPONSE_FLAG);
+    EXPECT_EQ(u16At(early.bytes, 4), 0);
+    EXPECT_TRUE(log.contains("ZEVO_TELEGRAM::do_SET_RECORDING_STATE: Can not set recording state: ARM not successful"));
+
+    EXPECT_EQ(camera.send(telegram(ARM_CAMERA)).result, 0u);
+    const Answer on = camera.send(telegram(SET_RECORDING_STATE, u16Bytes(1)));
+    EXPECT_EQ(on.result, 0u);
+    EXPECT_EQ(u16At(on.bytes, 4), 1);
+    const Answer again = camera.send(telegram(ARM_CAMERA));
+    EXPECT_EQ(again.result, ZEVO_ERROR_TELEGRAM_RECORDINGON);
+    EXPECT_EQ(u16At(again.bytes, 0), ARM_CAMERA | TQ4_RESPONSE_FLAG);
+    EXPECT_EQ(u16At(again.bytes, 2), 5);
+    EXPECT_EQ(camera.send(telegram(GET_RECORDING_STATE)).result, 0u) << "still armed";
+
+    // A setter that disarms leaves recording on without arming: reported as not armed.
+    EXPECT_EQ(camera.send(roiRequest(1, 1, 1296, 1032)).result, 0u);
+    const Answer unarmed = camera.send(telegram(GET_RECORDING_STATE));
+    EXPECT_EQ(unarmed.result, ZEVO_ERROR_TELEGRAM_NOTARMED);
+    EXPECT_EQ(u16At(unarmed.bytes, 4), 1);
+    EXPECT_EQ(camera.send(telegram(SET_RECORDING_STATE, u16Bytes(0))).result, 0u);
+    EXPECT_TRUE(log.contains("DataStream::setRecordingState: call AcquisitionStop."));
+}
+
+TEST(TelegramGeometry, RegionRoundTripsAndRoundsInwards) {
+    SimCamera camera;
+    ASSERT_TRUE(camera.isOpen());
+    EXPECT_EQ(roiOf(camera.send(telegram(GET_ROI))), (std::vector<uint16_t>{1, 1, 1296, 1032}));
+
+    const Answer set = camera.send(roiRequest(101, 51, 700, 450));
+    EXPECT_EQ(set.result, 0u);
+    // Offsets 100 -> 104 (steps of 8) and 50 -> 52 (steps of 4); sizes rounded down to fit.
+    EXPECT_EQ(roiOf(set), (std::vector<uint16_t>{105, 53, 696, 448}));
+    EXPECT_EQ(roiOf(camera.send(telegram(GET_ROI))), roiOf(set));
+
+    // Moving right beyond the current width needs the size written first.
+    EXPECT_EQ(roiOf(camera.send(roiRequest(1201, 1, 1296, 1032))), (std::vector<uint16_t>{1201, 1, 1296, 1032}));
+    EXPECT_EQ(roiOf(camera.send(roiRequest(1, 1, 1296, 1032))), (std::vector<uint16_t>{1, 1, 1296, 1032}));
+
+    for (const Bytes& outside : {roiRequest(0, 1, 100, 100), roiRequest(200, 1, 100, 100), roiRequest(1, 1, 1297, 1032),
+                                 roiRequest(1, 1, 10, 1032)}) {
+        const Answer refused = camera.send(outside);
+        EXPECT_EQ(refused.result, ZEVO_ERROR_TELEGRAM_OUTOFRANGE);
+        EXPECT_EQ(roiOf(refused), (std::vector<uint16_t>{1, 1, 1296, 1032}));
+    }
+}
+
+TEST(TelegramGeometry, BinningSensorFormatAndPixelRate) {
+    SimCamera camera;
+    ASSERT_TRUE(camera.isOpen());
+    Bytes binning = u16Bytes(2);
+    const Bytes four = u16Bytes(4);
+    binning.insert(binning.end(), four.begin(), four.end());
+    const Answer binned = camera.send(telegram(SET_BINNING, binning));
+    EXPECT_EQ(u16At(binned.bytes, 4), 2);
+    EXPECT_EQ(u16At(binned.bytes, 6), 2);
+    EXPECT_EQ(roiOf(camera.send(telegram(GET_ROI))), (std::vector<uint16_t>{1, 1, 648, 516}));
+
+    const Answer other = camera.send(telegram(SET_SENSOR_FORMAT, u16Bytes(1)));
+    EXPECT_EQ(other.result, ZEVO_ERROR_TELEGRAM_INVALIDFORMAT);
+    EXPECT_EQ(u16At(other.bytes, 0), SET_SENSOR_FORMAT | TQ4_FAILURE_FLAG);
+    EXPECT_EQ(u16At(other.bytes, 2), 7);
+    EXPECT_EQ(camera.send(telegram(SET_SENSOR_FORMAT, u16Bytes(0))).result, 0u);
+    EXPECT_EQ(u32At(camera.send(telegram(GET_PIXELRATE)).bytes, 4), 93000000u);
+}
+
+TEST(TelegramGeometry, CameraSetupShutterAndPixelFormat) {
+    LogCapture log;
+    SimCamera camera("pixel_formats = Mono8, Mono12, Mono16\n");
+    ASSERT_TRUE(camera.isOpen());
+    const auto setup = [&](uint16_t code, uint16_t type, uint32_t flag) {
+        Bytes payload = u16Bytes(type);
+        const Bytes flags = u32Bytes(flag);
+        payload.insert(payload.end(), flags.begin(), flags.end());
+        payload.resize(payload.size() + 12, 0);
+        return camera.send(telegram(code, payload));
+    };
+    EXPECT_EQ(u32At(setup(GET_CAMERA_SETUP, 0, 0).bytes, 6), 2u);
+    EXPECT_EQ(setup(SET_CAMERA_SETUP, 0, 1).result, ZEVO_ERROR_DRIVER_WRONGVALUE);
+    EXPECT_TRUE(log.contains("ZEVO_TELEGRAM::do_SET_CAMERA_SETUP: camera does not support shuttermode: 1"));
+
+    const Answer mono8 = setup(SET_CAMERA_SETUP, 1, 0x10);
+    EXPECT_EQ(mono8.result, 0u);
+    EXPECT_EQ(u32At(mono8.bytes, 6), 0x10u);
+    EXPECT_EQ(u32At(setup(GET_CAMERA_SETUP, 1, 0).bytes, 6), 0x10u);
+    EXPECT_EQ(setup(SET_CAMERA_SETUP, 1, 0x02).result, ZEVO_ERROR_DRIVER_WRONGVALUE);  // Mono14 not offered
+    EXPECT_TRUE(log.contains("ZEVO_TELEGRAM::do_SET_CAMERA_SETUP: camera does not support pixelformat: 2 (Mono14)"));
+    const Answer unknown = setup(SET_CAMERA_SETUP, 1, 0x300);
+    EXPECT_EQ(unknown.result, ZEVO_ERROR_DRIVER_WRONGVALUE);
+    EXPECT_EQ(u32At(unknown.bytes, 6), 0x10u) << "answers the format the camera holds";
+}
+
+TEST(TelegramGeometry, ShortRequestsGetNoAnswer) {
+    SimCamera camera;
+    ASSERT_TRUE(camera.isOpen());
+    for (uint16_t code : {SET_ROI, SET_SENSOR_FORMAT, SET_CAMERA_SETUP, GET_CAMERA_SETUP, SET_RECORDING_STATE,
+                          SET_BIT_ALIGNMENT}) {
+        const uint16_t needed = code == SET_ROI ? 13 : (code == SET_CAMERA_SETUP || code == GET_CAMERA_SETUP) ? 23 : 7;
+        const Answer a = camera.send(telegram(code, Bytes(needed - 6, 0)));
+        EXPECT_EQ(a.result, ZEVO_ERROR_DRIVER_WRONGVALUE) << std::hex << code;
+        EXPECT_EQ(a.bytes, Bytes(512, 0xEE)) << std::hex << code;
+    }
+}
