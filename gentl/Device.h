@@ -74,6 +74,14 @@ public:
 
     // DeviceSerialNumber, else InfoSerial, as an unsigned number; 0 when unreadable.
     uint32_t getSerial();
+    // Timebase codes of the delay and exposure telegrams (0 ns, 1 us, 2 ms), kept for the
+    // caller and never sent to the camera; both start as 1 (microseconds).
+    uint16_t delayTimebase() const { return delayTimebase_.load(); }
+    uint16_t exposureTimebase() const { return exposureTimebase_.load(); }
+    void setTimebases(uint16_t delay, uint16_t exposure) {
+        delayTimebase_ = delay;
+        exposureTimebase_ = exposure;
+    }
     int16_t coolingSetpoint() const { return coolingSetpoint_; }
     void setCoolingSetpoint(int16_t value) { coolingSetpoint_ = value; }
     // Hands the camera's Width/Height to the active stream; the stream's status code.
@@ -121,6 +129,8 @@ private:
     std::string displayName_;
     std::string version_;
     std::atomic<uint32_t> imageTimeoutMs_{kDefaultImageTimeoutMs};
+    std::atomic<uint16_t> delayTimebase_{1};
+    std::atomic<uint16_t> exposureTimebase_{1};
 };
 
 }  // namespace tq4::gentl
