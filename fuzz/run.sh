@@ -12,15 +12,70 @@ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DTQ4_BUILD_FUZZ=ON -DTQ4_BUILD_TESTS=OFF -DTQ4_BUILD_BENCH=OFF >/dev/null
 cmake --build "$build" --target control_command_fuzz -j2
 
-# Seeds: a few well-formed requests (size_out 512, size_in as given).
+# Seeds: one well-formed request per command code (size_out 512, size_in as long as the
+# request, the payload zero) at the length its handler needs, and a region of interest.
 corpus="$build/corpus"
 mkdir -p "$corpus"
-seed() { printf "$2" >"$corpus/$1"; }
-seed camera_type   '\x00\x02\x00\x10\x01\x05\x00\x16'
-seed temperature   '\x00\x02\x00\x10\x06\x05\x00\x1b'
-seed info_string   '\x00\x02\x00\x10\x0a\x09\x00\x01\x00\x00\x00\x24'
-seed set_roi       '\x00\x02\x00\x11\x03\x0d\x00\x01\x00\x01\x00\x10\x05\x08\x04\x44'
-seed description   '\x00\x02\x00\x11\x01\x05\x00\x17'
+seed_request() {  # code (hex, 4 digits) size
+  local code=$((16#$1)) size=$2 sum i bytes
+  bytes=(0 2 0 $((code & 255)) $((code >> 8)) $((size & 255)) $((size >> 8)))
+  for ((i = 5; i < size; ++i)); do bytes+=(0); done
+  sum=0
+  for ((i = 3; i < ${#bytes[@]}; ++i)); do sum=$(((sum + bytes[i]) & 255)); done
+  bytes+=($sum)
+  for i in "${bytes[@]}"; do printf "\\x$(printf %02x "$i")"; done >"$corpus/code_$1"
+}
+while read -r code size; do seed_request "$code" "$size"; done <<'CODES'
+0110 5
+0210 5
+0610 5
+0710 5
+0810 5
+0910 5
+0A10 9
+1110 23
+1210 23
+0111 5
+0211 5
+0311 13
+0411 5
+0511 9
+0611 5
+1011 5
+1111 7
+1411 5
+1511 7
+2511 5
+2611 7
+0112 5
+0212 13
+0312 5
+0412 7
+0512 5
+0612 5
+0912 5
+0C12 5
+0D12 9
+1012 5
+1712 5
+1912 7
+1A12 17
+0514 5
+0614 7
+0714 5
+0814 7
+0A14 5
+0B14 13
+0C14 5
+0D14 7
+1614 5
+1714 27
+0915 5
+0A15 7
+0E15 5
+0F15 5
+CODES
+printf '\x00\x02\x00\x11\x03\x0d\x00\x01\x00\x01\x00\x10\x05\x08\x04\x44' >"$corpus/set_roi"
 
 export ASAN_OPTIONS="detect_leaks=1:abort_on_error=0"
 export LSAN_OPTIONS="suppressions=$PWD/tests/lsan.supp:print_suppressions=0"
