@@ -207,15 +207,110 @@ typedef struct TQ4_OpenStruct {
  *     close(fd);                                    // only once the buffer is no longer queued
  */
 
-/* ---- telegrams for images ------------------------------------------------------------------
- * ARM_CAMERA (5 bytes, no payload): refused with ZEVO_ERROR_TELEGRAM_RECORDINGON while
- *   recording is 1 (normal response).
- * GET_RECORDING_STATE / SET_RECORDING_STATE (7 bytes): offset 4 u16 state (0 off, 1 on); SET
- *   1 before ARM_CAMERA answers 0 and returns ZEVO_ERROR_TELEGRAM_NOTARMED; SET 0 stops the
- *   camera's acquisition. GET returns ZEVO_ERROR_TELEGRAM_NOTARMED for state 1 while not armed.
- * GET_BIT_ALIGNMENT / SET_BIT_ALIGNMENT (7 bytes): offset 4 u16 alignment, 0 MSB or 1 LSB; SET
- *   refuses other values with ZEVO_ERROR_DRIVER_WRONGVALUE and answers the alignment kept. The
- *   camera's PixelFormat is not changed.
+/* ---- telegram layouts ------------------------------------------------------------------------
+ * Offsets are telegram offsets; u16/u32/s16 little-endian; "in" is the shortest request the
+ * driver takes (a shorter one is refused with ZEVO_ERROR_DRIVER_WRONGVALUE and no answer;
+ * "-": the request carries no field); "out" the answer's length. Values the driver reads from
+ * the camera are what the camera holds after the command.
+ *
+ * code    command                      in  out  payload
+ * 0x0110  GET_CAMERA_TYPE               -   23  4 u32 type 0x00011A00, 8 u32 serial number,
+ *                                                12 u32 hardware version, 16 u32 firmware
+ *                                                version (leading number), 20 u16 interface 6
+ * 0x0210  GET_CAMERA_HEALTH_STATUS      -   17  4 u32 warnings (8: cooling set point not
+ *                                                reached), 8 u32 errors (0), 12 u32 status (1;
+ *                                                3 recording on an armed camera; +4 streaming)
+ * 0x0610  GET_TEMPERATURE               -   11  4 s16 sensor (0.1 degC), 6 s16 board (degC),
+ *                                                8 s16 power unit (degC)
+ * 0x0710  GET_HARDWARE_VERSIONS         -   29  see above
+ * 0x0810  GET_FIRMWARE_VERSIONS         -  207  see above
+ * 0x0910  GET_CAMERA_NAME               -   45  4 char[40] name
+ * 0x0A10  GET_INFO_STRING               9   45  request 4 u32 type; see above
+ * 0x1110  GET_CAMERA_SETUP             23   23  4 u16 type (0 shutter: flags[0] = 2; 1 pixel
+ *                                                format: flags[0] = one bit, 0x01 Mono16, 0x02
+ *                                                Mono14, 0x04 Mono12, 0x08 Mono10, 0x10 Mono8,
+ *                                                0x20 Mono14p, 0x40 Mono12p, 0x80 Mono10p),
+ *                                                6 u32 flags[4]
+ * 0x1210  SET_CAMERA_SETUP             23   23  as GET; shutter flags other than 2, a flag
+ *                                                outside the table or a format the camera lacks
+ *                                                return ZEVO_ERROR_DRIVER_WRONGVALUE with a
+ *                                                normal answer holding the camera's set-up
+ * 0x0111  GET_CAMERA_DESCRIPTION        -  153  sensor, binning, region steps, exposure and
+ *                                                cooling limits, bits per pixel
+ * 0x0211  GET_ROI                       -   13  4 u16 first column, 6 u16 first row, 8 u16 last
+ *                                                column, 10 u16 last row (from 1, inclusive)
+ * 0x0311  SET_ROI                      13   13  as GET_ROI. Disarms. The corners become offset
+ *                                                and size rounded to the camera's steps toward
+ *                                                the inside of the requested rectangle, within
+ *                                                WidthMax/HeightMax, the sensor and the binning.
+ *                                                First after last, outside the image or smaller
+ *                                                than the smallest region: the region is left
+ *                                                alone, answered, ZEVO_ERROR_TELEGRAM_OUTOFRANGE
+ * 0x0411  GET_BINNING                   -    9  4 u16 vertical, 6 u16 horizontal (1 if absent)
+ * 0x0511  SET_BINNING                   -    9  request 4 u16 factor for both axes; as GET
+ * 0x0611  GET_PIXELRATE                 -    9  4 u32 93000000 (Hz)
+ * 0x1011  GET_COOLING_SETPOINT_TEMP.    -    7  4 s16 set point (degC)
+ * 0x1111  SET_COOLING_SETPOINT_TEMP.    7    7  4 s16 set point (degC)
+ * 0x1411  GET_SENSOR_FORMAT             -    7  4 u16 0 (standard)
+ * 0x1511  SET_SENSOR_FORMAT             7    7  4 u16 0; other values: answer with the failure
+ *                                                flag, ZEVO_ERROR_TELEGRAM_INVALIDFORMAT
+ * 0x0112  GET_DELAY_EXPOSURE_TIME       -   13  4 u32 delay, 8 u32 exposure, each in its
+ *                                                timebase (GET_TIMEBASE)
+ * 0x0212  SET_DELAY_EXPOSURE_TIME      13   13  as GET. Disarms. An exposure outside the
+ *                                                camera's limits: nothing changes, the answer
+ *                                                holds the camera's values, OUTOFRANGE. Else the
+ *                                                exposure is written and the frame period set to
+ *                                                delay + max(exposure, shortest period), clamped
+ *                                                to the frame rate's limits (delay 0: free run);
+ *                                                the answer equals the GET that follows
+ * 0x0312  GET_TRIGGER_MODE              -    7  4 u16 0 free run, 1 software, 2 external
+ *                                                (Line0), 3 exposure by trigger width
+ * 0x0412  SET_TRIGGER_MODE              7    7  as GET. Disarms. Mode 3 sets ExposureMode only
+ *                                                and reads back as 0 unless an ExposureActive
+ *                                                trigger is on. Other modes: WRONGVALUE, no answer
+ * 0x0512  FORCE_TRIGGER                 -    7  4 u16 1 when a software trigger was sent
+ * 0x0612  GET_CAMERA_BUSY_STATUS        -    7  4 u16 0
+ * 0x0912  GET_EXP_TRIG_SIGNAL_STATUS    -    7  4 u16 0
+ * 0x0C12  GET_TIMEBASE                  -    9  4 u16 delay, 6 u16 exposure timebase: 0 ns, 1
+ *                                                us (both at open), 2 ms
+ * 0x0D12  SET_TIMEBASE                  9    9  as GET; kept as given, other codes scale by 1
+ * 0x1012  GET_COC_RUNTIME               -   13  4 u32 seconds, 8 u32 nanoseconds of the frame
+ *                                                period (the set rate, or free run: the longer
+ *                                                of the shortest period and the exposure)
+ * 0x1712  GET_FRAMERATE                 -   15  4 u16 status (0), 6 u32 frame rate (mHz), 10 u32
+ *                                                exposure (ns)
+ * 0x0514  GET_RECORDING_STATE           -    7  4 u16 state (0 off, 1 on); NOTARMED for 1 while
+ *                                                the camera is not armed
+ * 0x0614  SET_RECORDING_STATE           7    7  4 u16 state; 1 before ARM_CAMERA answers 0 and
+ *                                                returns NOTARMED; 0 stops the camera
+ * 0x0714  GET_ACQUIRE_MODE              -    7  4 u16 0 auto, 1 external (AcquisitionActive
+ *                                                trigger), 4 bursts (FrameBurstStart); without a
+ *                                                writable TriggerSelector: NOTSUPPORTED, no answer
+ * 0x0814  SET_ACQUIRE_MODE              7    7  4 u16 0 or 1. Disarms. Others: WRONGVALUE, no
+ *                                                answer
+ * 0x0A14  ARM_CAMERA                    -    5  locks the transport parameters and announces
+ *                                                buffers for the current image; RECORDINGON
+ *                                                while recording
+ * 0x0B14  SET_DATE_TIME                13   13  echoes the request's first 12 bytes
+ * 0x0C14  GET_TIMESTAMP_MODE            -    7  4 u16 0 none, 1 binary, 2 both, 3 readable
+ * 0x0D14  SET_TIMESTAMP_MODE            -    7  request 4 u16 mode; answer 4 u16 0
+ * 0x1614  GET_ACQUIRE_MODE_EX           -   27  4 u16 mode, 6 u32 images per burst (mode 4)
+ * 0x1714  SET_ACQUIRE_MODE_EX          27   27  as GET, modes 0, 1, 4. Disarms. The number of
+ *                                                images is brought within the camera's limits
+ * 0x0915  GET_BIT_ALIGNMENT             -    7  4 u16 0 MSB, 1 LSB (the default)
+ * 0x0A15  SET_BIT_ALIGNMENT             7    7  4 u16 0 or 1; others WRONGVALUE, answered with
+ *                                                the alignment kept; PixelFormat is not changed
+ * 0x0E15  GET_METADATA_MODE             -   15  all zero
+ * 0x0F15  SET_METADATA_MODE             -   15  all zero
+ * Answered as unsupported (9-byte failure answer, ZEVO_ERROR_TELEGRAM_NOTSUPPORTED): 0x2511,
+ * GET_HW_IO_SIGNAL_DESCRIPTION 0x2611 (in 7; signal numbers above 3: OUTOFRANGE),
+ * GET_HW_IO_SIGNAL 0x1912 (in 7), SET_HW_IO_SIGNAL 0x1A12 (in 17), SWIR_GENERATE_CORRECTION_DATA
+ * 0x301F, and every code not listed.
+ *
+ * Lengths of the exports' arguments: size_in, size_out, Get/Set_Transfer_Parameters,
+ * Set_Image_Parameters, Get_Image_Transfer_Mode and Set_Timeouts lengths are bytes; the `size`
+ * of Get_Image_Queued and Set_Image_Buffer is the caller buffer's size in bytes; time-outs are
+ * milliseconds.
  */
 
 /* ---- exports (Windows ordinal in brackets) ------------------------------------------------- */
