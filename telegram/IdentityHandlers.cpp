@@ -22,6 +22,20 @@ constexpr std::size_t kTextField = 40;  // at most 39 characters and a NUL
 constexpr uint16_t kTextResponseSize = 45;
 
 // Product line of the firmware version list (39 characters and its NUL fill the 40 bytes).
+// GET_CAMERA_TYPE: u32 type, serial, hardware and firmware version, u16 interface type.
+constexpr uint16_t kCameraTypeLength = 23;
+constexpr std::size_t kTypeCode = 4;
+constexpr std::size_t kTypeSerial = 8;
+constexpr std::size_t kTypeHardware = 12;
+constexpr std::size_t kTypeFirmware = 16;
+constexpr std::size_t kTypeInterface = 20;
+// GET_INFO_STRING: u32 info type.
+constexpr std::size_t kInfoType = 4;
+// GET_HARDWARE_VERSIONS / GET_FIRMWARE_VERSIONS: u16 entry counts.
+constexpr std::size_t kBoardCount = 4;
+constexpr std::size_t kFirmwareCount = 44;
+constexpr uint16_t kFirmwareLength = 207;
+
 constexpr const char* kProductText = "Orvanta ZEVO GmbH zevo.quillon 1.3 SWIR";
 
 // std::stoull's reading of `text`: the leading unsigned decimal number. On failure logs
@@ -101,12 +115,12 @@ TQ4_TELEGRAM_HANDLER(GET_CAMERA_TYPE) {
         firmware = number.value_or(0);
     }
 
-    Response response(call.code(), 23);
-    response.putU32(4, kCameraType);
-    response.putU32(8, device.getSerial());
-    response.putU32(12, hardware.value_or(0));
-    response.putU32(16, firmware);
-    response.putU16(20, kInterfaceType);
+    Response response(call.code(), kCameraTypeLength);
+    response.putU32(kTypeCode, kCameraType);
+    response.putU32(kTypeSerial, device.getSerial());
+    response.putU32(kTypeHardware, hardware.value_or(0));
+    response.putU32(kTypeFirmware, firmware);
+    response.putU16(kTypeInterface, kInterfaceType);
     return call.send(response);
 }
 
@@ -117,7 +131,7 @@ TQ4_TELEGRAM_HANDLER(GET_CAMERA_NAME) {
 // Info type at offset 4: 1 camera name, 2 sensor, 3 material number, 4 driver version. Any
 // other type answers without text and returns ZEVO_ERROR_TELEGRAM_VALUEFAILED.
 TQ4_TELEGRAM_HANDLER(GET_INFO_STRING) {
-    switch (call.request().u32(4)) {
+    switch (call.request().u32(kInfoType)) {
         case 1:
             return textResponse(call, device.cameraName());
         case 2:
@@ -151,11 +165,11 @@ TQ4_TELEGRAM_HANDLER(GET_HARDWARE_VERSIONS) {
     }
 
     Response response(call.code(), static_cast<uint16_t>(kBoardOffset + kBoards * kBoardSize + 1));
-    response.putU16(4, kBoards);
+    response.putU16(kBoardCount, kBoards);
     response.putText(kBoardOffset, name, kNameField);
-    response.putU16(kBoardOffset + 16, 0);
-    response.putU16(kBoardOffset + 18, static_cast<uint16_t>(revision.value_or(0)));
-    response.putU16(kBoardOffset + 20, 0);
+    response.putU16(kBoardOffset + kNameField, 0);                                        // batch
+    response.putU16(kBoardOffset + kNameField + 2, static_cast<uint16_t>(revision.value_or(0)));  // revision
+    response.putU16(kBoardOffset + kNameField + 4, 0);                                    // variant
     return call.send(response);
 }
 
@@ -194,15 +208,15 @@ TQ4_TELEGRAM_HANDLER(GET_FIRMWARE_VERSIONS) {
                 .value_or(0));
     }
 
-    Response response(call.code(), 207);
+    Response response(call.code(), kFirmwareLength);
     response.putText(kTextOffset, kProductText, kTextField);
-    response.putU16(44, static_cast<uint16_t>(std::size(entries)));
+    response.putU16(kFirmwareCount, static_cast<uint16_t>(std::size(entries)));
     std::size_t offset = kEntryOffset;
     for (const Entry& entry : entries) {
         response.putText(offset, entry.name, kNameField);
         response.putText(offset + kNameField, entry.version, kVersionField);
-        response.putU16(offset + 36, entry.major);
-        response.putU16(offset + 38, entry.variant);
+        response.putU16(offset + kNameField + kVersionField, entry.major);
+        response.putU16(offset + kNameField + kVersionField + 2, entry.variant);
         offset += kEntrySize;
     }
     return call.send(response);

@@ -32,6 +32,12 @@ uint32_t zeroResponse(const Call& call, uint16_t length) {
 // Signal numbers the camera's connector offers (0 to 3).
 constexpr uint16_t kSignalCount = 4;
 
+// One u16 value at offset 4 (timestamp mode, signal number).
+constexpr uint16_t kValueLength = 7;
+constexpr std::size_t kValue = 4;
+constexpr uint16_t kMetadataLength = 15;
+constexpr uint16_t kSetSignalLength = 17;
+
 }  // namespace
 
 // Nothing is sent to the camera: the answer repeats the request's first 12 bytes.
@@ -56,15 +62,15 @@ TQ4_TELEGRAM_HANDLER(GET_TIMESTAMP_MODE) {
     }
     TQ4_LOG(kVerbose, call.handle(), "ZEVO_TELEGRAM::do_GET_TIMESTAMP_MODE: mode: 0x000%x",
             static_cast<unsigned>(mode));
-    Response response(call.code(), 7);
-    response.putU16(4, mode);
+    Response response(call.code(), kValueLength);
+    response.putU16(kValue, mode);
     return call.send(response);
 }
 
 // Mode 0 to 3 goes to ZEVOTimestamp when the camera takes it; otherwise the data stream keeps
 // whatever was asked for and stamps the images itself. Always answers 0 and returns 0.
 TQ4_TELEGRAM_HANDLER(SET_TIMESTAMP_MODE) {
-    const uint16_t mode = call.request().u16(4);
+    const uint16_t mode = call.request().u16(kValue);
     TQ4_LOG(kVerbose, call.handle(), "%s: tele_in mode: 0x%x", call.origin(), static_cast<unsigned>(mode));
     const auto map = nodeMapOf(device);
     if (tq4::features::isFeatureWritable(*map, "ZEVOTimestamp")) {
@@ -77,25 +83,25 @@ TQ4_TELEGRAM_HANDLER(SET_TIMESTAMP_MODE) {
     } else if (const auto stream = device.activeStream()) {
         stream->setTimestampMode(mode);
     }
-    return zeroResponse(call, 7);
+    return zeroResponse(call, kValueLength);
 }
 
 // The camera has no metadata block: both directions answer with an all-zero payload.
 TQ4_TELEGRAM_HANDLER(GET_METADATA_MODE) {
-    return zeroResponse(call, 15);
+    return zeroResponse(call, kMetadataLength);
 }
 
 TQ4_TELEGRAM_HANDLER(SET_METADATA_MODE) {
-    return zeroResponse(call, 15);
+    return zeroResponse(call, kMetadataLength);
 }
 
 // Signal numbers beyond the connector are refused with ZEVO_ERROR_TELEGRAM_OUTOFRANGE; the
 // descriptions themselves are not offered.
 TQ4_TELEGRAM_HANDLER(GET_HW_IO_SIGNAL_DESCRIPTION) {
-    if (!call.requestHasAtLeast(7)) {
+    if (!call.requestHasAtLeast(kValueLength)) {
         return ZEVO_ERROR_DRIVER_WRONGVALUE;
     }
-    const uint16_t signal = call.request().u16(4);
+    const uint16_t signal = call.request().u16(kValue);
     if (signal >= kSignalCount) {
         TQ4_LOG(kError, call.handle(), "%s: num signal out of range: %d (> 3).", call.origin(),
                 static_cast<int>(signal));
@@ -105,14 +111,14 @@ TQ4_TELEGRAM_HANDLER(GET_HW_IO_SIGNAL_DESCRIPTION) {
 }
 
 TQ4_TELEGRAM_HANDLER(GET_HW_IO_SIGNAL) {
-    if (!call.requestHasAtLeast(7)) {
+    if (!call.requestHasAtLeast(kValueLength)) {
         return ZEVO_ERROR_DRIVER_WRONGVALUE;
     }
     return call.sendUnsupported();
 }
 
 TQ4_TELEGRAM_HANDLER(SET_HW_IO_SIGNAL) {
-    if (!call.requestHasAtLeast(17)) {
+    if (!call.requestHasAtLeast(kSetSignalLength)) {
         return ZEVO_ERROR_DRIVER_WRONGVALUE;
     }
     return call.sendUnsupported();

@@ -12,7 +12,18 @@ using namespace tq4::features;
 using tq4::log::kDetail;
 using tq4::log::kError;
 
-constexpr uint16_t kValueResponseSize = 7;  // one u16 at offset 4
+constexpr uint16_t kValueResponseSize = 7;  // one u16 (s16) value
+constexpr std::size_t kValue = 4;
+// GET_CAMERA_HEALTH_STATUS: u32 warnings, errors, status.
+constexpr uint16_t kHealthLength = 17;
+constexpr std::size_t kWarnings = 4;
+constexpr std::size_t kErrors = 8;
+constexpr std::size_t kStatus = 12;
+// GET_TEMPERATURE: s16 sensor (tenths), board, power unit.
+constexpr uint16_t kTemperatureLength = 11;
+constexpr std::size_t kSensorTemperature = 4;
+constexpr std::size_t kBoardTemperature = 6;
+constexpr std::size_t kPowerTemperature = 8;
 
 // The three temperatures of GET_TEMPERATURE as they go on the wire.
 struct Temperatures {
@@ -87,7 +98,7 @@ int16_t coolingSetpointOf(Device& device, NodeMap& map) {
 
 uint32_t valueResponse(const Call& call, uint16_t value) {
     Response response(call.code(), kValueResponseSize);
-    response.putU16(4, value);
+    response.putU16(kValue, value);
     return call.send(response);
 }
 
@@ -106,10 +117,10 @@ TQ4_TELEGRAM_HANDLER(GET_CAMERA_HEALTH_STATUS) {
             status += 4;
         }
     }
-    Response response(call.code(), 17);
-    response.putU32(4, warnings);
-    response.putU32(8, 0);
-    response.putU32(12, status);
+    Response response(call.code(), kHealthLength);
+    response.putU32(kWarnings, warnings);
+    response.putU32(kErrors, 0);
+    response.putU32(kStatus, status);
     return call.send(response);
 }
 
@@ -122,10 +133,10 @@ TQ4_TELEGRAM_HANDLER(GET_TEMPERATURE) {
                 "ZEVO_TELEGRAM::do_GET_TEMPERATURE: WARNING: Cooling Setpoint can not be reached!");
     }
     readDeviceTemperatures(*map, temperatures);
-    Response response(call.code(), 11);
-    response.putS16(4, temperatures.sensorTenths);
-    response.putS16(6, temperatures.board);
-    response.putS16(8, temperatures.power);
+    Response response(call.code(), kTemperatureLength);
+    response.putS16(kSensorTemperature, temperatures.sensorTenths);
+    response.putS16(kBoardTemperature, temperatures.board);
+    response.putS16(kPowerTemperature, temperatures.power);
     return call.send(response);
 }
 
@@ -136,11 +147,11 @@ TQ4_TELEGRAM_HANDLER(GET_COOLING_SETPOINT_TEMPERATURE) {
 // The request's set point (offset 4, s16 degrees) goes to the camera when it takes one; the
 // device's own copy follows a successful write so that the description reports it.
 TQ4_TELEGRAM_HANDLER(SET_COOLING_SETPOINT_TEMPERATURE) {
-    if (!call.requestHasAtLeast(7)) {
+    if (!call.requestHasAtLeast(kValueResponseSize)) {
         return ZEVO_ERROR_DRIVER_WRONGVALUE;
     }
     const auto map = nodeMapOf(device);
-    const int16_t requested = call.request().s16(4);
+    const int16_t requested = call.request().s16(kValue);
     if (isSettable(*map, "CoolingAutomaticValue") &&
         setFloat(*map, "CoolingAutomaticValue", static_cast<double>(requested))) {
         device.setCoolingSetpoint(requested);
