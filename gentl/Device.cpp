@@ -144,7 +144,7 @@ void* Device::close() {
     number_ = -1;
     // Streams stop (and end their caller buffers) while the device is still open, also when
     // an export on another thread still holds one of them.
-    for (const auto& stream : streams_.values()) stream->stopStreaming();
+    for (const auto& stream : streams_.values()) stream->close();
     if (nodeMap_) {
         nodeMap_->destroy();
         TQ4_LOG(log::kProgress, handle(), "Device::close: NodeMap destroyed.");

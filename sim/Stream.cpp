@@ -145,6 +145,7 @@ BufferModule* Stream::bufferAt(uint32_t index) const
 void Stream::start(uint64_t count)
 {
     require(count > 0, GC_ERR_INVALID_PARAMETER, "number of buffers to acquire is 0");
+    std::lock_guard<std::mutex> engineLock(engineMutex_);
     std::lock_guard<std::mutex> lock(mutex_);
     require(!grabbing_, GC_ERR_RESOURCE_IN_USE, "acquisition already started");
     require(buffers_.size() >= config_.bufAnnounceMin, GC_ERR_INVALID_BUFFER, "too few buffers announced");
@@ -172,6 +173,8 @@ void Stream::stop(ACQ_STOP_FLAGS flags)
 
 void Stream::stopEngine()
 {
+    // Starts, stops and closes may come from different threads: one of them joins the engine.
+    std::lock_guard<std::mutex> engineLock(engineMutex_);
     {
         std::lock_guard<std::mutex> lock(mutex_);
         stopRequested_ = true;

@@ -131,6 +131,7 @@ private:
     uint64_t started_ = 0;
     uint64_t nextFrameId_ = 0;
     std::shared_ptr<const SceneFrames> frames_;   // the engine's rendered frames, kept across starts
+    std::mutex engineMutex_;        // guards engine_ itself (taken before mutex_, never by the engine)
     std::thread engine_;
 };
 

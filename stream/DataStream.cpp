@@ -367,6 +367,10 @@ void DataStream::unregisterNewBufferEvent() {
 
 bool DataStream::startStreaming() {
     if (isStreaming()) return true;
+    if (closed_) {
+        TQ4_LOG(log::kError, nullptr, "DataStream::startStreaming: DataStream <%s> is closing.", id_.c_str());
+        return false;
+    }
     joinThread();  // one that ended by itself
     std::lock_guard<std::mutex> lock(mutex_);
     if (!armed_ || recordingState_ == 0) {
@@ -406,6 +410,11 @@ bool DataStream::startStreaming() {
         return false;
     }
     return true;
+}
+
+void DataStream::close() {
+    closed_ = true;
+    stopStreaming();
 }
 
 void DataStream::stopStreaming() {

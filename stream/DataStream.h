@@ -101,6 +101,8 @@ public:
     // Ends the thread (its wait is killed; pending buffers end cancelled), stops and flushes
     // the producer's acquisition. Takes the control lock.
     void stopStreaming();
+    // stopStreaming, and no start afterwards: the device is closing.
+    void close();
     // Queues one more announced buffer to the producer while not all are queued. 0, or
     // kStreamStatusGenTLFailed.
     uint32_t queueRemainingInitBuffers();
@@ -160,6 +162,7 @@ private:
     std::atomic<uint16_t> bitAlignment_{1};
     std::atomic<uint16_t> timestampMode_{0};
     std::atomic<uint32_t> startedMark_{0};          // announced buffers handed to the producer
+    std::atomic<bool> closed_{false};               // the device is closing: no more starts
     std::mutex mutex_;                              // the stream lock
     std::mutex controlMutex_;                       // starts, stops, caller buffers
 };
