@@ -247,7 +247,8 @@ typedef struct TQ4_OpenStruct {
  *                                                than the smallest region: the region is left
  *                                                alone, answered, ZEVO_ERROR_TELEGRAM_OUTOFRANGE
  * 0x0411  GET_BINNING                   -    9  4 u16 vertical, 6 u16 horizontal (1 if absent)
- * 0x0511  SET_BINNING                   -    9  request 4 u16 factor for both axes; as GET
+ * 0x0511  SET_BINNING                   -    9  request 4 u16 factor for both axes; as GET.
+ *                                                Disarms
  * 0x0611  GET_PIXELRATE                 -    9  4 u32 93000000 (Hz)
  * 0x1011  GET_COOLING_SETPOINT_TEMP.    -    7  4 s16 set point (degC)
  * 0x1111  SET_COOLING_SETPOINT_TEMP.    7    7  4 s16 set point (degC)

@@ -184,8 +184,9 @@ TQ4_TELEGRAM_HANDLER(GET_BINNING) {
     return call.send(response);
 }
 
-// Both axes take the factor at offset 4; offset 6 is not read.
+// Both axes take the factor at offset 4; offset 6 is not read. Disarms: the image changes.
 TQ4_TELEGRAM_HANDLER(SET_BINNING) {
+    disarm(device);
     const auto map = nodeMapOf(device);
     const uint16_t factor = call.request().u16(kBinningVertical);
     for (const char* name : {"BinningVertical", "BinningHorizontal"})

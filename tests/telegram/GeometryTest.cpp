@@ -79,6 +79,7 @@ TEST(TelegramGeometry, RegionRoundTripsAndRoundsInwards) {
 TEST(TelegramGeometry, BinningSensorFormatAndPixelRate) {
     SimCamera camera;
     ASSERT_TRUE(camera.isOpen());
+    ASSERT_EQ(camera.send(telegram(ARM_CAMERA)).result, 0u);  // binning disarms: locked parameters do not stop it
     Bytes binning = u16Bytes(2);
     const Bytes four = u16Bytes(4);
     binning.insert(binning.end(), four.begin(), four.end());
