@@ -25,9 +25,6 @@ constexpr std::size_t kLastRow = 10;
 constexpr uint16_t kBinningLength = 9;
 constexpr std::size_t kBinningVertical = 4;
 constexpr std::size_t kBinningHorizontal = 6;
-// One u16 value at offset 4 (sensor format).
-constexpr uint16_t kValueLength = 7;
-constexpr std::size_t kValue = 4;
 // Pixel rate: u32 Hz at offset 4.
 constexpr uint16_t kPixelRateLength = 9;
 constexpr std::size_t kPixelRate = 4;
@@ -194,10 +191,7 @@ TQ4_TELEGRAM_HANDLER(SET_BINNING) {
     return do_GET_BINNING(device, call);
 }
 
-TQ4_TELEGRAM_HANDLER(GET_SENSOR_FORMAT) {
-    Response response(call.code(), kValueLength);
-    return call.send(response);
-}
+TQ4_TELEGRAM_HANDLER(GET_SENSOR_FORMAT) { return answerValue(call, 0); }
 
 // Only the standard format 0 exists; any other answers with the failure flag and no code.
 TQ4_TELEGRAM_HANDLER(SET_SENSOR_FORMAT) {

@@ -17,6 +17,12 @@ namespace ZEVO_TELEGRAM {
 
 using tq4::features::NodeMap;
 
+// The telegrams that carry one u16 value at offset 4: 7 bytes.
+constexpr uint16_t kValueLength = 7;
+constexpr std::size_t kValue = 4;
+// The 7-byte answer with `value` at offset 4, sent with the success flag; returns `result`.
+uint32_t answerValue(const Call& call, uint16_t value, uint32_t result = 0);
+
 // The device's node map, held for the length of the call. A device without one gets an empty
 // map on which every feature is absent, so the handlers fall back to their defaults.
 std::shared_ptr<NodeMap> nodeMapOf(const Device& device);

@@ -32,9 +32,6 @@ uint32_t zeroResponse(const Call& call, uint16_t length) {
 // Signal numbers the camera's connector offers (0 to 3).
 constexpr uint16_t kSignalCount = 4;
 
-// One u16 value at offset 4 (timestamp mode, signal number).
-constexpr uint16_t kValueLength = 7;
-constexpr std::size_t kValue = 4;
 constexpr uint16_t kMetadataLength = 15;
 constexpr uint16_t kSetSignalLength = 17;
 
@@ -62,9 +59,7 @@ TQ4_TELEGRAM_HANDLER(GET_TIMESTAMP_MODE) {
     }
     TQ4_LOG(kVerbose, call.handle(), "ZEVO_TELEGRAM::do_GET_TIMESTAMP_MODE: mode: 0x000%x",
             static_cast<unsigned>(mode));
-    Response response(call.code(), kValueLength);
-    response.putU16(kValue, mode);
-    return call.send(response);
+    return answerValue(call, mode);
 }
 
 // Mode 0 to 3 goes to ZEVOTimestamp when the camera takes it; otherwise the data stream keeps

@@ -12,8 +12,6 @@ using namespace tq4::features;
 using tq4::log::kDetail;
 using tq4::log::kError;
 
-constexpr uint16_t kValueResponseSize = 7;  // one u16 (s16) value
-constexpr std::size_t kValue = 4;
 // GET_CAMERA_HEALTH_STATUS: u32 warnings, errors, status.
 constexpr uint16_t kHealthLength = 17;
 constexpr std::size_t kWarnings = 4;
@@ -96,12 +94,6 @@ int16_t coolingSetpointOf(Device& device, NodeMap& map) {
     return device.coolingSetpoint();
 }
 
-uint32_t valueResponse(const Call& call, uint16_t value) {
-    Response response(call.code(), kValueResponseSize);
-    response.putU16(kValue, value);
-    return call.send(response);
-}
-
 }  // namespace
 
 // Warnings (8: cooling set point not reached), errors (none) and status: 1, or 3 while
@@ -141,13 +133,13 @@ TQ4_TELEGRAM_HANDLER(GET_TEMPERATURE) {
 }
 
 TQ4_TELEGRAM_HANDLER(GET_COOLING_SETPOINT_TEMPERATURE) {
-    return valueResponse(call, static_cast<uint16_t>(coolingSetpointOf(device, *nodeMapOf(device))));
+    return answerValue(call, static_cast<uint16_t>(coolingSetpointOf(device, *nodeMapOf(device))));
 }
 
 // The request's set point (offset 4, s16 degrees) goes to the camera when it takes one; the
 // device's own copy follows a successful write so that the description reports it.
 TQ4_TELEGRAM_HANDLER(SET_COOLING_SETPOINT_TEMPERATURE) {
-    if (!call.requestHasAtLeast(kValueResponseSize)) {
+    if (!call.requestHasAtLeast(kValueLength)) {
         return ZEVO_ERROR_DRIVER_WRONGVALUE;
     }
     const auto map = nodeMapOf(device);
@@ -156,17 +148,17 @@ TQ4_TELEGRAM_HANDLER(SET_COOLING_SETPOINT_TEMPERATURE) {
         setFloat(*map, "CoolingAutomaticValue", static_cast<double>(requested))) {
         device.setCoolingSetpoint(requested);
     }
-    return valueResponse(call, static_cast<uint16_t>(coolingSetpointOf(device, *map)));
+    return answerValue(call, static_cast<uint16_t>(coolingSetpointOf(device, *map)));
 }
 
 // The camera has no busy state the caller could wait for.
 TQ4_TELEGRAM_HANDLER(GET_CAMERA_BUSY_STATUS) {
-    return valueResponse(call, 0);
+    return answerValue(call, 0);
 }
 
 // The exposure trigger signal is not reported by the camera.
 TQ4_TELEGRAM_HANDLER(GET_EXP_TRIG_SIGNAL_STATUS) {
-    return valueResponse(call, 0);
+    return answerValue(call, 0);
 }
 
 }  // namespace ZEVO_TELEGRAM

@@ -20,9 +20,6 @@ using tq4::log::kProgress;
 constexpr double kEpsilon = 2.220446049250313e-16;
 constexpr double kNanosecondsPerSecond = 1000000000.0;
 
-// One u16 value at offset 4 (modes, trigger result).
-constexpr uint16_t kValueLength = 7;
-constexpr std::size_t kValue = 4;
 // Timebases: delay code, exposure code.
 constexpr uint16_t kTimebaseLength = 9;
 constexpr std::size_t kDelayTimebase = 4;
@@ -225,9 +222,7 @@ TQ4_TELEGRAM_HANDLER(SET_TIMEBASE) {
 TQ4_TELEGRAM_HANDLER(FORCE_TRIGGER) {
     const auto map = nodeMapOf(device);
     const bool fired = isFeatureWritable(*map, "TriggerSoftware") && callCommand(*map, "TriggerSoftware");
-    Response response(call.code(), kValueLength);
-    response.putU16(kValue, fired ? 1 : 0);
-    return call.send(response);
+    return answerValue(call, fired ? 1 : 0);
 }
 
 // ---- acquire mode ------------------------------------------------------------------------------
@@ -236,9 +231,7 @@ TQ4_TELEGRAM_HANDLER(GET_ACQUIRE_MODE) {
     const auto mode = acquireMode(*nodeMapOf(device));
     if (!mode) return ZEVO_ERROR_TELEGRAM_NOTSUPPORTED;
     TQ4_LOG(kProgress, call.handle(), "%s: get ZEVO acquire mode: 0x%x", call.origin(), static_cast<unsigned>(*mode));
-    Response response(call.code(), kValueLength);
-    response.putU16(kValue, *mode);
-    return call.send(response);
+    return answerValue(call, *mode);
 }
 
 // 0 and 1 only (4 is refused here, though the getter reports it).
@@ -256,9 +249,7 @@ TQ4_TELEGRAM_HANDLER(SET_ACQUIRE_MODE) {
         TQ4_LOG(kError, call.handle(), "%s: Acquire mode 0x%x not supported.", call.origin(), static_cast<unsigned>(mode));
         return ZEVO_ERROR_DRIVER_WRONGVALUE;
     }
-    Response response(call.code(), kValueLength);
-    response.putU16(kValue, mode);
-    return call.send(response);
+    return answerValue(call, mode);
 }
 
 TQ4_TELEGRAM_HANDLER(GET_ACQUIRE_MODE_EX) {
@@ -319,9 +310,7 @@ TQ4_TELEGRAM_HANDLER(GET_TRIGGER_MODE) {
         if (selectTrigger(*map, "ExposureActive") && triggerOn(*map)) mode = 3;
     }
     TQ4_LOG(kProgress, call.handle(), "%s: get ZEVO trigger mode: 0x%x", call.origin(), static_cast<unsigned>(mode));
-    Response response(call.code(), kValueLength);
-    response.putU16(kValue, mode);
-    return call.send(response);
+    return answerValue(call, mode);
 }
 
 // 0 free run, 1 software, 2 external (Line0), 3 exposure by trigger width.
@@ -344,9 +333,7 @@ TQ4_TELEGRAM_HANDLER(SET_TRIGGER_MODE) {
         }
     }
     TQ4_LOG(kProgress, call.handle(), "%s: set ZEVO trigger mode: 0x%x", call.origin(), static_cast<unsigned>(mode));
-    Response response(call.code(), kValueLength);
-    response.putU16(kValue, mode);
-    return call.send(response);
+    return answerValue(call, mode);
 }
 
 // ---- delay, exposure, frame rate -------------------------------------------------------------
