@@ -9,6 +9,8 @@
 // hot: 256 KiB, the same source and target every time (they stay in the caches).
 // cold: 64 MiB copies, and full 1296 x 1032 x 2 frames, cycling over 512 MiB of sources and
 // 512 MiB of targets, far beyond the last-level cache: every copy reads and writes memory.
+// warm: full frames cycling over two sources and two targets (10.7 MB), which stay in a
+// last-level cache of 16 MiB or more.
 //
 // TQ4_COPY_KERNEL=sse2 (or portable) runs the copies with that kernel set instead of the one
 // chosen for this processor.
@@ -50,9 +52,11 @@ private:
     std::vector<std::uint8_t> sources_, targets_;
 };
 
-// bytesPerPixel 0: the variant is memcpy itself (the row shows what pairing alone does).
-void copyBench(benchmark::State& state, std::size_t bytes, bool hot, unsigned bytesPerPixel, unsigned shift) {
-    Buffers buffers(bytes, hot ? 1 : kColdPool / bytes);
+// `count` buffers of each kind (0: as many as fill the cold pool). bytesPerPixel 0: the variant
+// is memcpy itself (the row shows what the pairing alone does).
+void copyBench(benchmark::State& state, std::size_t bytes, std::size_t count, unsigned bytesPerPixel,
+               unsigned shift) {
+    Buffers buffers(bytes, count != 0 ? count : kColdPool / bytes);
     const std::size_t block = bytes >= kBlockBytes ? 1 : kBlockBytes / bytes;
     std::size_t next = 0;
     auto run = [&](bool reference) {
@@ -88,20 +92,19 @@ const bool registered = [] {
     if (const char* kernel = std::getenv("TQ4_COPY_KERNEL")) tq4::stream::useCopyKernel(kernel);
     struct Size {
         const char* name;
-        std::size_t bytes;
-        bool hot;
+        std::size_t bytes, count;
     };
     struct Variant {
         const char* name;
         unsigned bytesPerPixel, shift;
     };
-    for (const Size& size : {Size{"hot_256KiB", std::size_t{256} << 10, true},
-                             Size{"cold_64MiB", std::size_t{64} << 20, false},
-                             Size{"cold_frame", std::size_t{1296} * 1032 * 2, false}}) {
+    constexpr std::size_t frame = std::size_t{1296} * 1032 * 2;
+    for (const Size& size : {Size{"hot_256KiB", std::size_t{256} << 10, 1}, Size{"cold_64MiB", std::size_t{64} << 20, 0},
+                             Size{"cold_frame", frame, 0}, Size{"warm_frame", frame, 2}}) {
         for (const Variant& v : {Variant{"memcpy", 0, 0}, Variant{"8bit_plain", 1, 0}, Variant{"8bit_shift2", 1, 2},
                                  Variant{"16bit_plain", 2, 0}, Variant{"16bit_shift4", 2, 4}}) {
             benchmark::RegisterBenchmark((std::string("copy_") + size.name + "/" + v.name).c_str(), copyBench,
-                                         size.bytes, size.hot, v.bytesPerPixel, v.shift)
+                                         size.bytes, size.count, v.bytesPerPixel, v.shift)
                 ->UseManualTime()
                 ->Unit(benchmark::kMicrosecond);
         }

@@ -5,13 +5,21 @@
 //
 // BM_MemcpyCold       one core copying full 1296 x 1032 Mono16 frames with memcpy, cycling
 //                     over 1 GiB of sources and targets so that nothing comes from the caches.
-//                     Runs first: its frames per second is the yardstick of the next rows.
+//                     Its frames per second is the yardstick of the streaming rows.
 // BM_StreamFullFrame  full Mono16 frames as fast as the camera fills them (no pacing), into a
 //                     ring of 4, 8 or 16 caller buffers; each buffer is queued again as soon as
-//                     its event is set. Counters: frames and bytes per second, x_memcpy (frames
-//                     per second over BM_MemcpyCold's, same run), frames_lost (gaps in the
-//                     camera's frame id stamped into the first four pixels), bad_status (status
-//                     words other than 0), cpu_cores (process CPU time over wall time).
+//                     its event is set. Counters: fps and bytes_per_second; memcpy_fps, the
+//                     BM_MemcpyCold rate measured right before and right after the row, and
+//                     x_memcpy = fps / memcpy_fps; memcpy2_fps, the rate each of two threads
+//                     gets when both copy cold frames at once, and x_memcpy2 = fps / memcpy2_fps
+//                     (every frame is written twice here, by the camera's fill and by the
+//                     driver's copy, on two cores that share one memory system); frames_lost
+//                     (gaps in the camera's frame id stamped into the first four pixels);
+//                     bad_status (status words other than 0); cpu_cores (process CPU time over
+//                     wall time); queue_call_us (mean time of one Set_Image_Buffer call).
+// BM_StreamSmallFrame the same with a 64-byte payload (8 buffers): no copy worth the name, so
+//                     us_per_frame is what one frame costs the camera, the driver and the
+//                     caller together besides the copies: events, calls, thread switches.
 // BM_DriverOverhead   the time from the producer's hand-over of a filled buffer to the caller
 //                     seeing its status word turn 0, with a 64-byte payload so that the copy
 //                     costs nothing, at the camera's own frame rate. The producer takes the
@@ -22,12 +30,16 @@
 //                     difference of the sub-second parts is the overhead (resolution 1 us, the
 //                     stamp being cut to whole microseconds; it includes writing the stamp).
 //                     Counters: median_us, p99_us, max_us over the frames, stamp_mismatch (stamps
-//                     that do not fit the caller's clock), frames_lost (gaps in the driver's
-//                     image counter in the stamp).
+//                     that do not fit the caller's clock), counter_gaps (gaps in the driver's
+//                     image counter in the stamp), fps (the camera's own rate), cpu_cores.
+// BM_WakeBaseline     the same three threads without driver or producer: a paced thread takes
+//                     the clock and notifies a condition variable, a waiting thread wakes and
+//                     writes a status word, the caller spins on it. The floor that waking a
+//                     sleeping thread costs on this machine; driver_x_floor and
+//                     driver_minus_floor_us compare BM_DriverOverhead's median with it.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -59,12 +71,12 @@ constexpr std::size_t kHeight = 1032;
 constexpr std::size_t kFrameBytes = kWidth * kHeight * 2;  // Mono16
 constexpr std::size_t kColdPoolBytes = std::size_t{512} << 20;  // per side: sources, targets
 constexpr int kMemcpyFrames = 3000;
-constexpr int kStreamFrames = 4000;
+constexpr int kMemcpyCheckFrames = 600;
+constexpr int kStreamFrames = 8000;
 constexpr int kOverheadFrames = 2000;
 constexpr uint32_t kSmallPayload = 64;
 constexpr uint32_t kWaitMs = 5000;
 
-double gMemcpyFramesPerSecond = 0;
 // The camera's frame rate and the median overhead measured by the driver overhead row; the
 // baseline row after it runs at the same rate and compares.
 double gOverheadFramesPerSecond = 0;
@@ -205,8 +217,12 @@ private:
         uint8_t response[512] = {};
         const uint32_t rc = d_.controlCommand(h_, request.data(), static_cast<int32_t>(request.size()), response,
                                               sizeof response);
-        if (rc != ZEVO_NOERROR && error_.empty()) error_ = "telegram " + hex(code) + " failed: " + hex(rc);
-        return rc == ZEVO_NOERROR;
+        // A refused command answers with the failure flags in its code.
+        const bool refused = (response[0] & TQ4_FAILURE_FLAG) == TQ4_FAILURE_FLAG;
+        if ((rc != ZEVO_NOERROR || refused) && error_.empty())
+            error_ = "telegram " + hex(code) + " failed: " + hex(rc) + ", response code " +
+                     hex(uint32_t(response[0] | response[1] << 8));
+        return rc == ZEVO_NOERROR && !refused;
     }
     static std::string hex(uint32_t value) {
         char text[16];
@@ -225,35 +241,81 @@ double cpuSeconds() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
 
 // ---- 1. memcpy of cold full frames -----------------------------------------------------------
 
-void BM_MemcpyCold(benchmark::State& state) {
-    const std::size_t stride = (kFrameBytes + 4095) / 4096 * 4096;
-    const std::size_t count = kColdPoolBytes / stride;
-    std::vector<uint8_t> sources(stride * count);
-    std::vector<uint8_t> targets(stride * count, 1);
-    for (std::size_t i = 0; i < sources.size(); i += 64) sources[i] = static_cast<uint8_t>(i >> 6);
-
-    std::size_t k = 0;
-    const auto start = SteadyClock::now();
-    for (auto _ : state) {
-        std::memcpy(targets.data() + k % count * stride, sources.data() + k % count * stride, kFrameBytes);
-        benchmark::ClobberMemory();
-        ++k;
+// Full frames at page-aligned strides, sources and targets of kColdPoolBytes each, touched
+// once before any timing; kept for the whole run.
+class ColdFrames {
+public:
+    ColdFrames() : stride_((kFrameBytes + 4095) / 4096 * 4096), count_(kColdPoolBytes / stride_),
+                   sources_(stride_ * count_), targets_(stride_ * count_, 1) {
+        for (std::size_t i = 0; i < sources_.size(); i += 64) sources_[i] = static_cast<uint8_t>(i >> 6);
     }
+    // Copies the next frame, cycling through all of them.
+    void copyNext() { copy(next_++ % count_); }
+    // Frames per second over `frames` copies in a row.
+    double framesPerSecond(int frames) {
+        const auto start = SteadyClock::now();
+        for (int i = 0; i < frames; ++i) copyNext();
+        return frames / seconds(SteadyClock::now() - start);
+    }
+    // Frames per second that each of two threads gets when both copy `frames` frames at the
+    // same time, each cycling through its own half: two cold copies at once, as a pipeline of
+    // two copying stages on two cores makes them.
+    double framesPerSecondTwoThreads(int frames) {
+        const std::size_t half = count_ / 2;
+        auto run = [this, frames, half](std::size_t first) {
+            for (int i = 0; i < frames; ++i) copy(first + static_cast<std::size_t>(i) % half);
+        };
+        const auto start = SteadyClock::now();
+        std::thread other(run, half);
+        run(0);
+        other.join();
+        return frames / seconds(SteadyClock::now() - start);
+    }
+    std::size_t count() const { return count_; }
+    std::size_t totalBytes() const { return 2 * count_ * stride_; }
+
+private:
+    void copy(std::size_t frame) {
+        const std::size_t offset = frame * stride_;
+        std::memcpy(targets_.data() + offset, sources_.data() + offset, kFrameBytes);
+        benchmark::ClobberMemory();
+    }
+
+    std::size_t stride_, count_;
+    std::vector<uint8_t> sources_, targets_;
+    std::size_t next_ = 0;
+};
+
+ColdFrames& coldFrames() {
+    static ColdFrames frames;
+    return frames;
+}
+
+void BM_MemcpyCold(benchmark::State& state) {
+    ColdFrames& frames = coldFrames();
+    const auto start = SteadyClock::now();
+    for (auto _ : state) frames.copyNext();
     const double elapsed = seconds(SteadyClock::now() - start);
-    gMemcpyFramesPerSecond = static_cast<double>(state.iterations()) / elapsed;
-    state.counters["fps"] = gMemcpyFramesPerSecond;
+    state.counters["fps"] = static_cast<double>(state.iterations()) / elapsed;
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * kFrameBytes));
-    state.SetLabel(std::to_string(count) + " frames per side, " + std::to_string(2 * count * stride >> 20) + " MiB");
+    state.SetLabel(std::to_string(frames.count()) + " frames per side, " +
+                   std::to_string(frames.totalBytes() >> 20) + " MiB");
 }
 
 // ---- 1. end-to-end full frames ---------------------------------------------------------------
 
-void BM_StreamFullFrame(benchmark::State& state) {
-    const auto ringSize = static_cast<std::size_t>(state.range(0));
+// Frames of `frameBytes` (kFrameBytes: the full frame, with the memcpy yardsticks; fewer: the
+// camera reports that payload and fills what fits) into a ring of `ringSize` buffers.
+void streamFrames(benchmark::State& state, std::size_t ringSize, std::size_t frameBytes) {
+    const bool fullFrame = frameBytes == kFrameBytes;
+    // The yardstick right before the camera opens and right after its images are cancelled.
+    const double memcpyBefore = fullFrame ? coldFrames().framesPerSecond(kMemcpyCheckFrames) : 0;
+    const double memcpy2Before = fullFrame ? coldFrames().framesPerSecondTwoThreads(kMemcpyCheckFrames) : 0;
     // The buffers outlive the camera: its close ends the ones still queued.
     std::vector<std::unique_ptr<CallerBuffer>> ring;
-    for (std::size_t i = 0; i < ringSize; ++i) ring.push_back(std::make_unique<CallerBuffer>(kFrameBytes));
-    Camera camera("unlimited_frame_rate = 1\npixel_formats = Mono16\n");
+    for (std::size_t i = 0; i < ringSize; ++i) ring.push_back(std::make_unique<CallerBuffer>(frameBytes));
+    Camera camera("unlimited_frame_rate = 1\npixel_formats = Mono16\n" +
+                  (fullFrame ? std::string() : "payload_size = " + std::to_string(frameBytes) + "\n"));
     if (!camera.ok()) {
         state.SkipWithError(camera.error().c_str());
         return;
@@ -267,6 +329,7 @@ void BM_StreamFullFrame(benchmark::State& state) {
     uint64_t lastId = 0;
     uint64_t lost = 0;
     uint64_t badStatus = 0;
+    double queueSeconds = 0;
     std::size_t next = 0;
     // One frame: wait for the oldest buffer's event, check it, queue it again.
     auto take = [&]() -> bool {
@@ -278,7 +341,10 @@ void BM_StreamFullFrame(benchmark::State& state) {
         if (id != lastId + 1) lost += id > lastId ? id - lastId - 1 : 1;
         lastId = id;
         b.event->reset();
-        return camera.queue(b);
+        const auto queueStart = SteadyClock::now();
+        const bool queued = camera.queue(b);
+        queueSeconds += seconds(SteadyClock::now() - queueStart);
+        return queued;
     };
     // The stream starts and the buffers go round once before the clock runs.
     for (std::size_t i = 0; i < 4 * ringSize; ++i)
@@ -287,6 +353,7 @@ void BM_StreamFullFrame(benchmark::State& state) {
             return;
         }
 
+    queueSeconds = 0;
     const double cpuStart = cpuSeconds();
     const auto start = SteadyClock::now();
     for (auto _ : state) {
@@ -300,13 +367,33 @@ void BM_StreamFullFrame(benchmark::State& state) {
     camera.cancel();
 
     const double fps = static_cast<double>(state.iterations()) / elapsed;
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * kFrameBytes));
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * frameBytes));
     state.counters["fps"] = fps;
-    if (gMemcpyFramesPerSecond > 0) state.counters["x_memcpy"] = fps / gMemcpyFramesPerSecond;
+    if (fullFrame) {
+        const double memcpyAfter = coldFrames().framesPerSecond(kMemcpyCheckFrames);
+        const double memcpy2After = coldFrames().framesPerSecondTwoThreads(kMemcpyCheckFrames);
+        const double memcpyFps = (memcpyBefore + memcpyAfter) / 2;
+        const double memcpy2Fps = (memcpy2Before + memcpy2After) / 2;
+        state.counters["memcpy_fps"] = memcpyFps;
+        state.counters["x_memcpy"] = fps / memcpyFps;
+        state.counters["memcpy2_fps"] = memcpy2Fps;
+        state.counters["x_memcpy2"] = fps / memcpy2Fps;
+    } else {
+        state.counters["us_per_frame"] = 1e6 / fps;
+    }
     state.counters["frames_lost"] = static_cast<double>(lost);
     state.counters["bad_status"] = static_cast<double>(badStatus);
     state.counters["cpu_cores"] = cpu / elapsed;
+    state.counters["queue_call_us"] = queueSeconds * 1e6 / static_cast<double>(state.iterations());
     state.counters["last_frame_id"] = static_cast<double>(lastId);
+}
+
+void BM_StreamFullFrame(benchmark::State& state) {
+    streamFrames(state, static_cast<std::size_t>(state.range(0)), kFrameBytes);
+}
+
+void BM_StreamSmallFrame(benchmark::State& state) {
+    streamFrames(state, static_cast<std::size_t>(state.range(0)), kSmallPayload);
 }
 
 // ---- 2. driver overhead per frame -------------------------------------------------------------
@@ -497,7 +584,7 @@ void BM_DriverOverhead(benchmark::State& state) {
     state.counters["max_us"] = overheadUs.empty() ? 0 : overheadUs.back();
     state.counters["samples"] = static_cast<double>(overheadUs.size());
     state.counters["stamp_mismatch"] = static_cast<double>(mismatch);
-    state.counters["frames_lost"] = static_cast<double>(lost);
+    state.counters["counter_gaps"] = static_cast<double>(lost);
     state.counters["bad_status"] = static_cast<double>(badStatus);
     gDriverOverheadMedianUs = percentile(overheadUs, 0.5);
     gOverheadFramesPerSecond = static_cast<double>(state.iterations()) / elapsed;
@@ -515,6 +602,12 @@ BENCHMARK(BM_StreamFullFrame)
     ->Arg(4)
     ->Arg(8)
     ->Arg(16)
+    ->Iterations(kStreamFrames)
+    ->UseRealTime()
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_StreamSmallFrame)
+    ->ArgName("buffers")
+    ->Arg(8)
     ->Iterations(kStreamFrames)
     ->UseRealTime()
     ->Unit(benchmark::kMicrosecond);

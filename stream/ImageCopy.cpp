@@ -13,8 +13,10 @@ namespace tq4::stream {
 namespace {
 
 // From this many bytes on, the vector kernels write the target with non-temporal stores: a
-// copy this large goes to memory anyway, and bypassing the caches saves reading every target
-// line before it is overwritten. Below it the target stays in the caches for the consumer.
+// copy this large leaves the caches anyway, and writing around them saves reading each target
+// line from memory before it is overwritten. Whole frames stay below it: while source and
+// target fit the last-level cache, ordinary stores are faster and leave the image there for the
+// consumer.
 constexpr std::size_t kStreamingBytes = std::size_t{16} << 20;
 
 // A kernel shifts `n` bytes of pixels left by `shift` bits, 0 < shift < bits per pixel; for
@@ -28,15 +30,36 @@ struct KernelSet {
     Kernel shift16;
 };
 
+// Eight bytes at a time in a 64-bit word; `keep` holds, in every pixel, the bits that stay in
+// it (the same in either byte order), then byte by byte.
 void shift8Portable(std::uint8_t* __restrict dst, const std::uint8_t* __restrict src, std::size_t n,
                     unsigned shift) {
-    for (std::size_t i = 0; i < n; ++i) dst[i] = static_cast<std::uint8_t>(src[i] << shift);
+    const std::uint64_t keep = 0x0101010101010101u * (0xffu << shift & 0xffu);
+    std::size_t i = 0;
+    for (; i + 8 <= n; i += 8) {
+        std::uint64_t word;
+        std::memcpy(&word, src + i, 8);
+        word = word << shift & keep;
+        std::memcpy(dst + i, &word, 8);
+    }
+    for (; i < n; ++i) dst[i] = static_cast<std::uint8_t>(src[i] << shift);
 }
 
-// Byte by byte, so that the pixels are little-endian on any host.
+// On a little-endian host four pixels at a time in a 64-bit word, then (and on any other host
+// throughout) pixel by pixel from its two bytes.
 void shift16Portable(std::uint8_t* __restrict dst, const std::uint8_t* __restrict src, std::size_t n,
                      unsigned shift) {
-    for (std::size_t i = 0; i + 1 < n; i += 2) {
+    std::size_t i = 0;
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    const std::uint64_t keep = 0x0001000100010001u * (0xffffu << shift & 0xffffu);
+    for (; i + 8 <= n; i += 8) {
+        std::uint64_t word;
+        std::memcpy(&word, src + i, 8);
+        word = word << shift & keep;
+        std::memcpy(dst + i, &word, 8);
+    }
+#endif
+    for (; i + 1 < n; i += 2) {
         const unsigned v = (static_cast<unsigned>(src[i]) | static_cast<unsigned>(src[i + 1]) << 8) << shift;
         dst[i] = static_cast<std::uint8_t>(v);
         dst[i + 1] = static_cast<std::uint8_t>(v >> 8);
@@ -47,8 +70,9 @@ constexpr KernelSet kPortable{"portable", shift8Portable, shift16Portable};
 
 #ifdef TQ4_COPY_X86
 
-// How the vector loops write the target: aligned, aligned non-temporal, or unaligned (2-byte
-// pixels at an odd target address, where an aligned vector would split a pixel).
+// How the vector loops write the target: aligned, aligned non-temporal, or unaligned. 2-byte
+// pixels at an odd target address take unaligned stores throughout (an aligned vector would
+// start in the middle of a pixel).
 enum class Store { Aligned, Streaming, Unaligned };
 
 // Both vector widths shift 16-bit lanes; 1-byte pixels then drop the bits that crossed into
