@@ -595,7 +595,7 @@ void BM_DriverOverhead(benchmark::State& state) {
 
 }  // namespace
 
-// The memcpy row runs first: the streaming rows divide by its frames per second.
+// The cold copy rate on its own; the full-frame rows measure it again around themselves.
 BENCHMARK(BM_MemcpyCold)->Iterations(kMemcpyFrames)->UseRealTime()->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_StreamFullFrame)
     ->ArgName("buffers")
