@@ -128,15 +128,9 @@ uint64_t DataStream::payloadSizeLocked() {
     if (isStreaming()) return payloadSize_;
     uint64_t payload = 0;
     if (streamDefinesPayloadSize()) {
-        GenTL::INFO_DATATYPE type = GenTL::INFO_DATATYPE_UNKNOWN;
-        std::size_t value = 0;
-        std::size_t size = sizeof(value);
-        const GenTL::GC_ERROR status =
-            callGenTL(module_->fn().DSGetInfo, hDS_, GenTL::STREAM_INFO_PAYLOAD_SIZE, &type, &value, &size);
+        const GenTL::GC_ERROR status = streamInfo(GenTL::STREAM_INFO_PAYLOAD_SIZE, payload);
         if (status != GenTL::GC_ERR_SUCCESS)
             TQ4_LOG(log::kError, nullptr, "DataStream::getPayloadSize: DSGetInfo(STREAM_INFO_PAYLOAD_SIZE) failed: %d", status);
-        else
-            payload = value;
     } else if (nodeMap_) {
         const int64_t feature = features::getInteger(*nodeMap_, "PayloadSize");
         payload = feature > 0 ? static_cast<uint64_t>(feature) : 0;
@@ -144,13 +138,20 @@ uint64_t DataStream::payloadSizeLocked() {
     return payload;
 }
 
+GenTL::GC_ERROR DataStream::streamInfo(GenTL::STREAM_INFO_CMD command, uint64_t& value, GenTL::INFO_DATATYPE* type) {
+    GenTL::INFO_DATATYPE answered = GenTL::INFO_DATATYPE_UNKNOWN;
+    uint64_t answer = 0;
+    std::size_t size = sizeof(answer);
+    const GenTL::GC_ERROR status = callGenTL(module_->fn().DSGetInfo, hDS_, command, &answered, &answer, &size);
+    value = status == GenTL::GC_ERR_SUCCESS ? answer : 0;
+    if (type) *type = answered;
+    return status;
+}
+
 uint64_t DataStream::producerMinimumBuffers() {
     uint64_t minimum = kMinimumBuffers;
-    GenTL::INFO_DATATYPE type = GenTL::INFO_DATATYPE_UNKNOWN;
-    std::size_t value = 0;
-    std::size_t size = sizeof(value);
-    const GenTL::GC_ERROR status =
-        callGenTL(module_->fn().DSGetInfo, hDS_, GenTL::STREAM_INFO_BUF_ANNOUNCE_MIN, &type, &value, &size);
+    uint64_t value = 0;
+    const GenTL::GC_ERROR status = streamInfo(GenTL::STREAM_INFO_BUF_ANNOUNCE_MIN, value);
     if (status != GenTL::GC_ERR_SUCCESS) {
         TQ4_LOG(log::kError, nullptr, "DataStream::calcNumBuffers: DSGetInfo(STREAM_INFO_BUF_ANNOUNCE_MIN) failed: %d",
                 status);
@@ -238,8 +239,7 @@ void DataStream::announceBuffers(uint64_t count) {
 uint64_t DataStream::bufferCount(GenTL::STREAM_INFO_CMD command, GenTL::INFO_DATATYPE expected, const char* origin) {
     GenTL::INFO_DATATYPE type = GenTL::INFO_DATATYPE_UNKNOWN;
     uint64_t value = 0;
-    std::size_t size = sizeof(value);
-    const GenTL::GC_ERROR status = callGenTL(module_->fn().DSGetInfo, hDS_, command, &type, &value, &size);
+    const GenTL::GC_ERROR status = streamInfo(command, value, &type);
     if (status != GenTL::GC_ERR_SUCCESS || type != expected) {
         TQ4_LOG(log::kError, nullptr, "DataStream::%s: GC failed: %d", origin, status);
         return 0;

@@ -125,6 +125,8 @@ private:
     void lockTransportParameters(int64_t value, const char* failure);
     bool streamDefinesPayloadSize();
     uint64_t payloadSizeLocked();
+    // DSGetInfo of an 8-byte value (sizes, counts); 0 on failure. The answered type when asked.
+    GenTL::GC_ERROR streamInfo(GenTL::STREAM_INFO_CMD command, uint64_t& value, GenTL::INFO_DATATYPE* type = nullptr);
     uint64_t producerMinimumBuffers();
     uint64_t bufferCount(GenTL::STREAM_INFO_CMD command, GenTL::INFO_DATATYPE expected, const char* origin);
     void announceBuffers(uint64_t count);

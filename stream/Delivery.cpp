@@ -135,16 +135,12 @@ bool DataStream::deliverImage(const std::shared_ptr<ZevoBuffer>& target, GenTL::
 }
 
 void DataStream::logStreamCounters() {
-    const gentl::GenTLFunctions& fn = module_->fn();
     uint64_t underrun = 0;
     uint64_t delivered = 0;
-    GenTL::INFO_DATATYPE type = GenTL::INFO_DATATYPE_UNKNOWN;
-    std::size_t size = sizeof(underrun);
-    GenTL::GC_ERROR status = callGenTL(fn.DSGetInfo, hDS_, GenTL::STREAM_INFO_NUM_UNDERRUN, &type, &underrun, &size);
+    GenTL::GC_ERROR status = streamInfo(GenTL::STREAM_INFO_NUM_UNDERRUN, underrun);
     if (status != GenTL::GC_ERR_SUCCESS)
         TQ4_LOG(log::kError, nullptr, "getDatastreamInfo: STREAM_INFO_NUM_UNDERRUN failed: %d", status);
-    size = sizeof(delivered);
-    status = callGenTL(fn.DSGetInfo, hDS_, GenTL::STREAM_INFO_NUM_DELIVERED, &type, &delivered, &size);
+    status = streamInfo(GenTL::STREAM_INFO_NUM_DELIVERED, delivered);
     if (status != GenTL::GC_ERR_SUCCESS)
         TQ4_LOG(log::kError, nullptr, "getDatastreamInfo: STREAM_INFO_NUM_DELIVERED failed: %d", status);
     TQ4_LOG(log::kImageTrace, nullptr, "new buffer event @%d, delivered: %d, underrun: %d", asInt(imageCounter_),

@@ -94,20 +94,6 @@ TEST_F(ImageArgumentsTest, BlockingCallerEventIsResetWithoutWaiting) {
     EXPECT_TRUE(b.event->isSet());
 }
 
-TEST_F(ImageArgumentsTest, ImagesOnAClosedHandleAreRefused) {
-    TQ4_HANDLE& h = open();
-    const TQ4_HANDLE stale = h;
-    ASSERT_EQ(Close_Cam(&h), ZEVO_NOERROR);
-    CallerBuffer& b = buffer(64);
-    b.statusWord = 7;
-    EXPECT_EQ(queue(stale, b), ZEVO_ERROR_DRIVER_NODRIVER);
-    EXPECT_TRUE(logged("Set_Image_Buffer: failed, because HANDLE is not available in driver.", log::kError));
-    EXPECT_EQ(Get_Image_Queued(stale, 10, 0, 0, 0, 0, b.image.data(), 64), ZEVO_ERROR_DRIVER_NODRIVER);
-    EXPECT_EQ(Cancel_Images(stale), ZEVO_ERROR_DRIVER_NODRIVER);
-    EXPECT_EQ(b.statusWord, 7u);
-    EXPECT_FALSE(b.event->isSet());
-}
-
 TEST_F(ImageArgumentsTest, ImageParametersOfEveryWrongLengthAreRefusedStreamingFirst) {
     configure("frame_limit = 0\n");
     TQ4_HANDLE& h = openRecording();

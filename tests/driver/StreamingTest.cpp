@@ -82,18 +82,6 @@ TEST_F(StreamingTest, GetImageQueuedThatTimesOutAnswers0AndStopsTheStream) {
     EXPECT_EQ(std::count(image.begin(), image.end(), 0xAB), 64);
 }
 
-TEST_F(StreamingTest, GetPendingBufferCountsBuffersWaitingForAnImage) {
-    configure("frame_limit = 0\n");
-    TQ4_HANDLE& h = openRecording();
-    std::vector<CallerBuffer*> buffers;
-    for (int i = 0; i < 3; ++i) buffers.push_back(&buffer(64));
-    for (CallerBuffer* b : buffers) {
-        ASSERT_EQ(queue(h, *b), ZEVO_NOERROR);
-        EXPECT_EQ(b->status(), ZEVO_BUFFER_QUEUED);
-    }
-    EXPECT_EQ(pending(h), 3u);
-}
-
 TEST_F(StreamingTest, StartAndEndMayOnlyNameLiveStreaming) {
     configure("frame_limit = 0\n");
     TQ4_HANDLE& h = openRecording();
