@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "camera/CameraDefaults.h"
 #include "driver/Lifetime.h"
 #include "gentl/Device.h"
 #include "gentl/SystemTLI.h"
@@ -56,7 +57,11 @@ void Driver::destroyInstance() {
     // alive (it was emptied by clearInstance) until its own call ends.
 }
 
-Driver::Driver() : systems_(kInitialBuckets) { systems_.max_load_factor(1.0f); }
+// Every camera the driver opens is brought into the state its callers expect.
+Driver::Driver() : systems_(kInitialBuckets) {
+    systems_.max_load_factor(1.0f);
+    gentl::Device::setPreparation(&camera::prepareCamera);
+}
 
 Driver::~Driver() = default;
 

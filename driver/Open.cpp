@@ -126,6 +126,13 @@ Attempt openNew(const SystemPtr& system, uint32_t num, TQ4_HANDLE* ph, const std
                tq4::formatText("Open_Cam_Ext: Open device num %d failed: ZEVO_ERROR_DRIVER_NODRIVER.", num));
         return {Step::NextToken, ZEVO_ERROR_DRIVER_NODRIVER};
     }
+    if (!device->isOpen()) {
+        // The camera preparation handed the camera to its correction data download tool.
+        *ph = nullptr;
+        return {Step::Done, finish(ZEVO_ERROR_OPEN_FAILED, log::kError,
+                                   "Open_Cam_Ext: camera closed for the correction data download tool. Open it again "
+                                   "when the tool is done.")};
+    }
     const int32_t status = device->getAccessStatus();
     if (!isUsableAccessStatus(status)) {
         // The camera stays opened under the written handle; the caller's close is refused by

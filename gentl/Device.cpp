@@ -1,6 +1,7 @@
 #include "gentl/Device.h"
 
 #include <algorithm>
+#include <atomic>
 #include <iterator>
 #include <stdexcept>
 
@@ -15,6 +16,12 @@
 #include "tq4_genicam.h"
 
 namespace tq4::gentl {
+
+namespace {
+std::atomic<Device::Preparation> installedPreparation{nullptr};
+}
+
+void Device::setPreparation(Preparation prepare) { installedPreparation.store(prepare); }
 
 Device::Device(std::shared_ptr<GenTLModule> module, GenTL::IF_HANDLE hIF, std::string id, std::string displayName,
                std::string version)
@@ -128,7 +135,9 @@ bool Device::buildNodeMap() {
     return true;
 }
 
-void Device::applyCameraDefaults() {}
+void Device::applyCameraDefaults() {
+    if (Preparation prepare = installedPreparation.load()) prepare(*this);
+}
 
 void* Device::failOpen() { return close(); }
 

@@ -29,6 +29,12 @@ public:
     // Image time-out used when the caller's image call passes 0 and no time-out was set.
     static constexpr uint32_t kDefaultImageTimeoutMs = 10000;
 
+    // What open does once the device, its node map and its streams are up: bring the camera
+    // into the state callers expect. The driver installs the camera preparation; without one
+    // (the transport on its own) the camera is left as it is.
+    using Preparation = void (*)(Device&);
+    static void setPreparation(Preparation prepare);
+
     Device(std::shared_ptr<GenTLModule> module, GenTL::IF_HANDLE hIF, std::string id,
            std::string displayName, std::string version);
     // Closes the streams and, if still open, the GenTL device.
@@ -102,8 +108,8 @@ private:
     bool openGenTLDevice(int32_t num);
     bool openPort();
     bool buildNodeMap();
-    // The camera defaults applied once the device and its streams are open. Filled in by the
-    // camera preparation; nothing to do until then.
+    // Runs the installed preparation. It may close the device to hand the camera to another
+    // program; open still returns the handle, and the caller sees the device closed.
     void applyCameraDefaults();
     void openDataStream(const std::string& streamId);
     void setNodeMap(std::shared_ptr<features::NodeMap> map);

@@ -11,6 +11,18 @@
  *
  * Images (Set_Image_Buffer, Get_Image_Queued, Cancel_Images, Get_Pending_Buffer): see the
  * section "images" below.
+ *
+ * At open the camera is prepared: pixel format from the ini file's [FEATURE] PixelFormat (an
+ * entry name; "None" keeps the camera's; missing or unknown: the widest the camera offers, an
+ * entry ending in "msb" never chosen as widest), fan in automatic target mode, automatic
+ * exposure and white balance off, Line2/Line3 on FrameTriggerOut/ExposureActive, automatic
+ * cooling (its set point is the one GET_CAMERA_DESCRIPTION reports), correction references
+ * loaded from <data folder>/genicam/correction_data/<serial>_b<bits> and _w<bits>. When
+ * references are missing the user is asked whether to run the download tool
+ * zevo.quillonSWIR.exe (unless [CONFIG] SuppressWarnOnMissingCorrection is nonzero); on Yes the
+ * camera is closed for the tool and Open_Cam returns ZEVO_ERROR_OPEN_FAILED: open it again when
+ * the tool is done. Linux asks through a desktop dialog (zenity) when there is a desktop, else
+ * takes No and logs the question; TQ4_QUESTION_ANSWER=yes|no answers without asking.
  */
 #ifndef TQ4_GENICAM_H
 #define TQ4_GENICAM_H
@@ -303,10 +315,15 @@ typedef struct TQ4_OpenStruct {
  *                                                the alignment kept; PixelFormat is not changed
  * 0x0E15  GET_METADATA_MODE             -   15  all zero
  * 0x0F15  SET_METADATA_MODE             -   15  all zero
+ * 0x301F  SWIR_GENERATE_CORRECTION_DATA 7    8  request 4 u16 reference: 1 white, others black.
+ *                                                The reference file (see open, above) is
+ *                                                deleted, taken anew by the camera from what it
+ *                                                sees and saved. Answer: header only; when the
+ *                                                file was not saved, the failure flag and
+ *                                                ZEVO_ERROR_DRIVER_CREATEEVENT
  * Answered as unsupported (9-byte failure answer, ZEVO_ERROR_TELEGRAM_NOTSUPPORTED): 0x2511,
  * GET_HW_IO_SIGNAL_DESCRIPTION 0x2611 (in 7; signal numbers above 3: OUTOFRANGE),
- * GET_HW_IO_SIGNAL 0x1912 (in 7), SET_HW_IO_SIGNAL 0x1A12 (in 17), SWIR_GENERATE_CORRECTION_DATA
- * 0x301F, and every code not listed.
+ * GET_HW_IO_SIGNAL 0x1912 (in 7), SET_HW_IO_SIGNAL 0x1A12 (in 17), and every code not listed.
  *
  * Lengths of the exports' arguments: size_in, size_out, Get/Set_Transfer_Parameters,
  * Set_Image_Parameters, Get_Image_Transfer_Mode and Set_Timeouts lengths are bytes; the `size`

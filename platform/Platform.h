@@ -148,10 +148,12 @@ bool requestTimerPeriod(unsigned milliseconds);
 void releaseTimerPeriod(unsigned milliseconds);
 
 // ---- yes/no question to the user ----------------------------------------------------------------
-// Windows shows a message box. Here the answer comes from an installable handler (tests decide
-// it); without one, the environment variable TQ4_QUESTION_ANSWER ("yes"/"no") answers, and
-// otherwise the text is printed on stderr and the answer is "no" (no desktop to ask).
-enum class Answer { Yes, No };
+// Windows shows a message box. Here the answer comes, in this order, from an installable
+// handler (tests decide it), from the environment variable TQ4_QUESTION_ANSWER ("yes"/"no",
+// for unattended runs), or from a desktop dialog (zenity --question, when DISPLAY or
+// WAYLAND_DISPLAY is set and zenity is on the PATH) that waits for the user. Without any of
+// them nobody is asked: NobodyAsked, which callers take as No and log with the question.
+enum class Answer { Yes, No, NobodyAsked };
 using QuestionHandler = Answer (*)(const std::string& title, const std::string& text);
 void setQuestionHandler(QuestionHandler handler);
 Answer askYesNo(const std::string& title, const std::string& text);

@@ -141,6 +141,7 @@ void Camera::setPixelFormat(int64_t v)
     requireValue(f && std::find(config_.pixelFormats.begin(), config_.pixelFormats.end(), f->name) !=
                           config_.pixelFormats.end(),
                  "pixel format not offered");
+    requireValue(config_.refusedPixelFormats.count(f->name) == 0, "pixel format refused");
     s_.pixelFormat = f->pfnc;
 }
 

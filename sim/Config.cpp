@@ -92,6 +92,9 @@ const std::map<std::string, Setter>& plainKeys()
         {"info_names", [](Config& c, const std::string& v) { c.infoNames = toBool(v); }},
         {"trigger_selector_read_only", [](Config& c, const std::string& v) { c.triggerSelectorReadOnly = toBool(v); }},
         {"pixel_formats", [](Config& c, const std::string& v) { c.pixelFormats = splitList(v); }},
+        {"refused_pixel_formats", [](Config& c, const std::string& v) {
+             for (const auto& f : splitList(v)) c.refusedPixelFormats.insert(f);
+         }},
         {"vendor_name", [](Config& c, const std::string& v) { c.identity.vendorName = v; }},
         {"model_name", [](Config& c, const std::string& v) { c.identity.modelName = v; }},
         {"family_name", [](Config& c, const std::string& v) { c.identity.familyName = v; }},

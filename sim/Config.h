@@ -53,6 +53,7 @@ struct Config {
     bool infoNames = false;                    // InfoName / InfoHardwareRev / InfoSerial
     bool triggerSelectorReadOnly = false;
     std::vector<std::string> pixelFormats = {"Mono8", "Mono10", "Mono12", "Mono14", "Mono16"};
+    std::set<std::string> refusedPixelFormats; // offered, but a write of them is refused
 
     // camera values
     Identity identity;

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <new>
-#include <regex>
 #include <system_error>
 #include <thread>
 
@@ -15,6 +14,7 @@
 #include "gentl/GenTLModule.h"
 #include "log/Log.h"
 #include "platform/Platform.h"
+#include "stream/PixelFormatName.h"
 #include "tq4_genicam.h"
 
 namespace tq4::stream {
@@ -88,12 +88,8 @@ uint32_t DataStream::setBitsPerPixel() {
     } else {
         source = "text extract bpp from \"PixelFormat\"";
         const std::string symbol = nodeMap_ ? features::getEnum(*nodeMap_, "PixelFormat") : std::string();
-        // The last run of digits of the symbol: "Mono12" gives 12, "BayerRG10p" gives 10.
-        static const std::regex lastDigits("[^0-9]*([0-9]+)(?!.*[0-9])");
-        std::smatch match;
         try {
-            std::regex_search(symbol, match, lastDigits);
-            bits = std::stoull(match.size() > 1 ? match[1].str() : std::string());
+            bits = bitsInFormatName(symbol);
         } catch (const std::exception& e) {
             TQ4_LOG(log::kError, nullptr, "DataStream::setBitsPerPixel: stoull exception: %s", e.what());
         }

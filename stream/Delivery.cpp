@@ -13,6 +13,7 @@
 #include "platform/Platform.h"
 #include "stream/DataStream.h"
 #include "stream/ImageCopy.h"
+#include "stream/PixelFormatName.h"
 #include "stream/Timestamp.h"
 #include "tq4_genicam.h"
 
@@ -25,11 +26,6 @@ namespace {
 constexpr uint64_t kNanosecondsPerSecond = 1000000000;
 
 int asInt(uint64_t value) { return static_cast<int>(value); }
-
-bool endsWith(const std::string& text, const char* suffix) {
-    const std::size_t length = std::strlen(suffix);
-    return text.size() >= length && text.compare(text.size() - length, length, suffix) == 0;
-}
 
 // How a pixel of the caller's image holds its data, given the copy's rules.
 struct PixelLayout {
@@ -55,7 +51,7 @@ PixelLayout layoutOf(uint32_t bits, uint16_t alignment, bool msb) {
 void DataStream::ImageAcquireThread() {
     threadId_ = platform::currentThreadId();
     const std::string pixelFormat = nodeMap_ ? features::getEnum(*nodeMap_, "PixelFormat") : std::string();
-    const bool msb = endsWith(pixelFormat, "msb");
+    const bool msb = isMsbFormatName(pixelFormat);
     TQ4_LOG(log::kImageTrace, nullptr, "DataStream::ImageAcquireThread: thread initialized.");
     const gentl::GenTLFunctions& fn = module_->fn();
     const GenTL::EVENT_HANDLE event = newBufferEvent_.load();

@@ -78,7 +78,7 @@ CommandTable buildCommandTable() {
         TQ4_HANDLER_ROW(SET_BIT_ALIGNMENT),
         TQ4_HANDLER_ROW(GET_METADATA_MODE),
         TQ4_HANDLER_ROW(SET_METADATA_MODE),
-        TQ4_UNSUPPORTED_ROW(SWIR_GENERATE_CORRECTION_DATA),
+        TQ4_HANDLER_ROW(SWIR_GENERATE_CORRECTION_DATA),
     };
     for (const auto& [code, row] : rows) {
         table.emplace(code, row);

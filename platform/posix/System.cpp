@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <cerrno>
-#include <cstdio>
 #include <ctime>
 #include <sched.h>
 #include <spawn.h>
@@ -141,12 +140,42 @@ std::atomic<QuestionHandler> questionHandler{nullptr};
 
 void setQuestionHandler(QuestionHandler handler) { questionHandler.store(handler); }
 
+namespace {
+
+bool desktopPresent() { return !getEnvironment("DISPLAY").empty() || !getEnvironment("WAYLAND_DISPLAY").empty(); }
+
+// Runs the program (found on the PATH) with its arguments and waits for it. Its exit status;
+// -1 when it could not be started or did not exit by itself.
+int runAndWait(std::vector<std::string> words) {
+    std::vector<char*> argv;
+    for (std::string& word : words) argv.push_back(word.data());
+    argv.push_back(nullptr);
+    pid_t child = 0;
+    if (posix_spawnp(&child, argv[0], nullptr, nullptr, argv.data(), environ) != 0) return -1;
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0)
+        if (errno != EINTR) return -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// A modal Yes/No dialog without icon. The text is shown as it stands (no markup), so that
+// angle brackets and quotes in it stay visible.
+Answer askOnDesktop(const std::string& title, const std::string& text) {
+    const int status = runAndWait({"zenity", "--question", "--no-markup", "--no-wrap", "--icon-name=",
+                                   "--title=" + title, "--text=" + text, "--ok-label=Yes", "--cancel-label=No"});
+    if (status == 0) return Answer::Yes;
+    return status == 1 ? Answer::No : Answer::NobodyAsked;
+}
+
+}  // namespace
+
 Answer askYesNo(const std::string& title, const std::string& text) {
     if (QuestionHandler handler = questionHandler.load()) return handler(title, text);
-    std::string preset = getEnvironment("TQ4_QUESTION_ANSWER");
+    const std::string preset = getEnvironment("TQ4_QUESTION_ANSWER");
     if (preset == "yes" || preset == "YES" || preset == "Yes") return Answer::Yes;
-    if (preset.empty()) std::fprintf(stderr, "%s: %s [answered: no]\n", title.c_str(), text.c_str());
-    return Answer::No;
+    if (preset == "no" || preset == "NO" || preset == "No") return Answer::No;
+    if (desktopPresent() && programCanStart("zenity")) return askOnDesktop(title, text);
+    return Answer::NobodyAsked;
 }
 
 }  // namespace tq4::platform

@@ -61,6 +61,27 @@ protected:
         return t;
     }
 
+    // A request telegram of 7 bytes with `value` at offset 4.
+    static std::vector<uint8_t> valueTelegram(uint16_t code, uint16_t value) {
+        std::vector<uint8_t> t = telegram(code, 7);
+        t[4] = uint8_t(value);
+        t[5] = uint8_t(value >> 8);
+        t[6] = uint8_t(t[6] + t[4] + t[5]);
+        return t;
+    }
+
+    struct Answer {
+        uint32_t result = 0;
+        std::vector<uint8_t> bytes;  // the response buffer, `sizeOut` bytes prefilled with 0xEE
+    };
+    // Sends a telegram with an optional u16 value at offset 4 through Control_Command.
+    static Answer ask(TQ4_HANDLE h, uint16_t code, int value = -1, uint32_t sizeOut = 512) {
+        const std::vector<uint8_t> request = value < 0 ? telegram(code) : valueTelegram(code, uint16_t(value));
+        Answer answer{0, std::vector<uint8_t>(sizeOut, 0xEE)};
+        answer.result = Control_Command(h, request.data(), int32_t(request[2]), answer.bytes.data(), sizeOut);
+        return answer;
+    }
+
     static uint16_t u16(const uint8_t* p) { return uint16_t(p[0] | (p[1] << 8)); }
     static uint32_t u32(const uint8_t* p) { return uint32_t(u16(p)) | (uint32_t(u16(p + 2)) << 16); }
 

@@ -42,11 +42,7 @@ protected:
     CallerBuffer& buffer(std::size_t bytes, uint8_t fill = 0xAB) { return buffers_.emplace_back(bytes, fill); }
 
     // Sends a telegram with an optional u16 value at offset 4; returns the export's code.
-    uint32_t command(TQ4_HANDLE h, uint16_t code, int value = -1) {
-        std::vector<uint8_t> request = value < 0 ? telegram(code) : valueTelegram(code, uint16_t(value));
-        uint8_t response[512] = {};
-        return Control_Command(h, request.data(), int32_t(request[2]), response, sizeof response);
-    }
+    uint32_t command(TQ4_HANDLE h, uint16_t code, int value = -1) { return ask(h, code, value).result; }
 
     // Opens the camera, arms it (buffers for its current image) and switches recording on.
     TQ4_HANDLE& openRecording(uint32_t num = 0) {
@@ -101,16 +97,6 @@ protected:
 
 private:
     std::deque<CallerBuffer> buffers_;
-
-    static std::vector<uint8_t> valueTelegram(uint16_t code, uint16_t value) {
-        std::vector<uint8_t> t = telegram(code, 7);
-        t[4] = uint8_t(value);
-        t[5] = uint8_t(value >> 8);
-        uint8_t sum = 0;
-        for (int i = 0; i < 6; ++i) sum = uint8_t(sum + t[i]);
-        t[6] = sum;
-        return t;
-    }
 };
 
 }  // namespace tq4::driver::test

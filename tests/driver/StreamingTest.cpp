@@ -133,7 +133,7 @@ TEST_F(StreamingTest, ImageHasExactlyTheRegionSet) {
     EXPECT_EQ(b.status(), ZEVO_BUFFER_DONE);
     EXPECT_TRUE(logged("DataStream::copyImage: target buffer @1 too big: " + std::to_string(592 * 396 + 16) + " Bytes",
                        log::kImageTrace));
-    EXPECT_TRUE(logged("DataStream::setImageSizes: payload size: 234432 Bytes, bpp: 0, Bpp: 0", log::kProgress))
+    EXPECT_TRUE(logged("DataStream::setImageSizes: payload size: 234432 Bytes, bpp: 8, Bpp: 1", log::kProgress))
         << dump();
 }
 

@@ -89,7 +89,7 @@ TEST(PlatformTest, FoldersFilesModulesAndProcesses) {
     EXPECT_FALSE(platform::requestTimerPeriod(2));
 }
 
-TEST(PlatformTest, QuestionIsAnsweredByHandlerThenEnvironmentThenNo) {
+TEST(PlatformTest, QuestionIsAnsweredByHandlerThenEnvironmentThenNobody) {
     platform::setEnvironment("TQ4_QUESTION_ANSWER", "yes");
     EXPECT_EQ(platform::askYesNo("t", "q"), platform::Answer::Yes);
     platform::setQuestionHandler([](const std::string&, const std::string&) { return platform::Answer::No; });
@@ -97,6 +97,13 @@ TEST(PlatformTest, QuestionIsAnsweredByHandlerThenEnvironmentThenNo) {
     platform::setQuestionHandler(nullptr);
     platform::setEnvironment("TQ4_QUESTION_ANSWER", "no");
     EXPECT_EQ(platform::askYesNo("t", "q"), platform::Answer::No);
+    // No answer set and no desktop: nobody is asked.
+    const std::string display = platform::getEnvironment("DISPLAY");
+    const std::string wayland = platform::getEnvironment("WAYLAND_DISPLAY");
+    for (const char* name : {"TQ4_QUESTION_ANSWER", "DISPLAY", "WAYLAND_DISPLAY"}) platform::setEnvironment(name, "");
+    EXPECT_EQ(platform::askYesNo("t", "q"), platform::Answer::NobodyAsked);
+    platform::setEnvironment("DISPLAY", display);
+    platform::setEnvironment("WAYLAND_DISPLAY", wayland);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // Timebases, delay and exposure, frame rate, trigger and acquire modes through Control_Command
-// on the simulated camera (Mono12 by default: 125 fps at full frame, an 8 ms shortest period;
+// on the simulated camera (in Mono12: 125 fps at full frame, an 8 ms shortest period;
 // AcquisitionFrameRate from 1 Hz; ExposureTime 10 us to 1 s).
 #include <gtest/gtest.h>
 
@@ -76,7 +76,7 @@ TEST(TelegramTiming, ExposureOutsideItsLimitsIsRefusedWithWhatTheCameraHolds) {
 }
 
 TEST(TelegramTiming, FrameRateAndCycleTimeFromTheSameModel) {
-    SimCamera camera;
+    SimCamera camera("pixel_formats = Mono8, Mono10, Mono12\n");
     ASSERT_TRUE(camera.isOpen());
     ASSERT_EQ(camera.send(delayExposure(2000, 1000)).result, 0u);  // a 10 ms period
     const Answer rate = camera.send(telegram(GET_FRAMERATE));
