@@ -30,6 +30,7 @@ void prepareEnvironment() {
         setenv("TQ4_COMMON_APPDATA", folder.c_str(), 1);
         setenv("GENICAM_GENTL64_PATH", TQ4_SIM_DIR, 1);
         unsetenv("ZEVO_SIM_CONFIG");
+        setenv("TQ4_QUESTION_ANSWER", "no", 1);  // no correction references, nobody to ask
         return true;
     }();
     (void)done;

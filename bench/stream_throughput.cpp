@@ -181,6 +181,8 @@ public:
         const fs::path config = dataRoot() / "sim.cfg";
         std::ofstream(config, std::ios::trunc) << simConfig;
         tq4::platform::setEnvironment("ZEVO_SIM_CONFIG", config.string());
+        // The camera has no correction references; nobody is there to be asked about them.
+        tq4::platform::setEnvironment("TQ4_QUESTION_ANSWER", "no");
         // The buffer budget that a previous stream wrote back to the ini file starts afresh.
         std::error_code ignored;
         fs::remove(dataRoot() / "appdata" / "zevo" / "tq4_genicam_param.ini", ignored);

@@ -161,7 +161,7 @@ int runAndWait(std::vector<std::string> words) {
 // A modal Yes/No dialog without icon. The text is shown as it stands (no markup), so that
 // angle brackets and quotes in it stay visible.
 Answer askOnDesktop(const std::string& title, const std::string& text) {
-    const int status = runAndWait({"zenity", "--question", "--no-markup", "--no-wrap", "--icon-name=",
+    const int status = runAndWait({"zenity", "--question", "--no-markup", "--icon-name=",
                                    "--title=" + title, "--text=" + text, "--ok-label=Yes", "--cancel-label=No"});
     if (status == 0) return Answer::Yes;
     return status == 1 ? Answer::No : Answer::NobodyAsked;
