@@ -230,21 +230,43 @@ void reportRegister(Device& device, const char* feature) {
     TQ4_LOG(log::kProgress, device.handle(), "Register <%s>: %s", feature, text.c_str());
 }
 
+namespace {
+
+// One step of the preparation. A step that throws (a file-system error, a number the camera
+// cannot take) costs only itself: the open goes on with the next.
+template <typename Step>
+void prepareStep(Device& device, const char* name, Step step) {
+    try {
+        step();
+    } catch (const std::exception& e) {
+        TQ4_LOG(log::kError, device.handle(), "Device::open: %s failed: %s", name, e.what());
+    }
+}
+
+}  // namespace
+
 void prepareCamera(Device& device) {
     if (!device.nodeMap()) return;
-    setPixelFormat(device, "");
-    setFanCtrlAutoTarget(device);
-    turnExposureAutoOff(device);
-    setOutputLines(device);
-    turnBalanceWhiteOff(device);
-    applyCooling(device);
-    if (features::isFeaturePresent(*device.nodeMap(), "NUCMode")) loadCorrectionData(device);
+    prepareStep(device, "setPixelFormat", [&] { setPixelFormat(device, ""); });
+    prepareStep(device, "setFanCtrlAutoTarget", [&] { setFanCtrlAutoTarget(device); });
+    prepareStep(device, "turnExposureAutoOff", [&] { turnExposureAutoOff(device); });
+    prepareStep(device, "setOutputLines", [&] { setOutputLines(device); });
+    prepareStep(device, "turnBalanceWhiteOff", [&] { turnBalanceWhiteOff(device); });
+    prepareStep(device, "cooling", [&] { applyCooling(device); });
+    prepareStep(device, "loadCorrectionData", [&] {
+        if (features::isFeaturePresent(*device.nodeMap(), "NUCMode")) loadCorrectionData(device);
+    });
     // The correction data's download tool needs the camera: nothing more to report then.
     if (!device.isOpen()) return;
-    for (const char* prefix : {"Temp", "Pressure", "HumidityRel", "HumidityAbs"}) reportSensors(device, prefix);
-    for (const char* feature : {"DeviceType", "DeviceScanType", "DeviceVendorName", "DeviceModelName",
-                                "DeviceFamilyName", "DeviceFirmwareVersion", "DeviceSerialNumber", "MaterialNumber"})
-        reportRegister(device, feature);
+    prepareStep(device, "sensor report", [&] {
+        for (const char* prefix : {"Temp", "Pressure", "HumidityRel", "HumidityAbs"}) reportSensors(device, prefix);
+    });
+    prepareStep(device, "register report", [&] {
+        for (const char* feature : {"DeviceType", "DeviceScanType", "DeviceVendorName", "DeviceModelName",
+                                    "DeviceFamilyName", "DeviceFirmwareVersion", "DeviceSerialNumber",
+                                    "MaterialNumber"})
+            reportRegister(device, feature);
+    });
 }
 
 }  // namespace tq4::camera
