@@ -42,7 +42,10 @@ LoadResult loadIni(const std::string& path, CSimpleIniA& ini) {
     return ini.LoadFile(path.c_str()) == SI_OK ? LoadResult::Loaded : LoadResult::Unreadable;
 }
 
-bool saveIniAtomically(const std::string& path, const CSimpleIniA& ini) {
+// Written as "key=value", without blanks around "=": the log facility reads its keys from the
+// same file as "LOGGING=" and friends.
+bool saveIniAtomically(const std::string& path, CSimpleIniA& ini) {
+    ini.SetSpaces(false);
     std::string text;
     if (ini.Save(text) != SI_OK) return false;
     const std::string temporary = path + ".tmp" + std::to_string(platform::currentProcessId());

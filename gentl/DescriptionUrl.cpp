@@ -26,19 +26,17 @@ bool startsWithDriveLetter(const std::string& path) {
     return path.size() >= 2 && std::isalpha(static_cast<unsigned char>(path[0])) && (path[1] == '|' || path[1] == ':');
 }
 
-std::string filePathOf(std::string rest) {
-    rest = rest.substr(0, rest.find('?'));
+// The path as it stands: only "local:" URLs end at a query.
+std::string filePathOf(const std::string& rest) {
     if (!startsWith(rest, kEmptyAuthority)) return rest;
     const std::string path = rest.substr(kEmptyAuthority.size());
     if (startsWith(path, "/") && startsWithDriveLetter(path.substr(1))) return path.substr(1);
     return path;
 }
 
+// The leading hexadecimal digits ("2A3Fxyz" is 0x2A3F); 0 when there are none.
 uint64_t hexValue(const std::string& text) {
-    if (text.empty()) return 0;
-    char* end = nullptr;
-    const unsigned long long value = std::strtoull(text.c_str(), &end, 16);
-    return (end && *end == '\0') ? value : 0;
+    return std::strtoull(text.c_str(), nullptr, 16);
 }
 
 // Cuts `text` at the first `separator` at or after `start`; moves `start` behind it.

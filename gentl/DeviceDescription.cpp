@@ -77,8 +77,7 @@ bool describeUrlIndex(const UrlInfoQuery& query, DescriptionUrl& found) {
     description.extension = extensionOf(name);
     description.address = address;
     description.length = length;
-    // A register file at address 0 or of length 0 is never the description.
-    if (description.scheme == UrlScheme::Local && (address == 0 || length == 0)) return false;
+    // Address and size are taken as the producer reports them: a description may start at 0.
     TQ4_LOG(log::kVerbose, nullptr, "Device::allocNodeMap: retrieve URL info succeed.");
     TQ4_LOG(log::kVerbose, nullptr, "Device::allocNodeMap: addr: 0x%x, xml_size: 0x%x, name: %s, ext: %s",
             static_cast<unsigned>(address), static_cast<unsigned>(length), name.c_str(), description.extension.c_str());

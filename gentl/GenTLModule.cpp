@@ -61,8 +61,11 @@ std::string GenTLModule::findProducer(const std::string& name) {
         if (end == std::string::npos) end = list.size();
         const std::string folder = list.substr(start, end - start);
         start = end + 1;
-        if (folder.empty()) continue;  // would only name the current directory out of turn
-        const std::string candidate = (std::filesystem::path(folder) / name).string();
+        // Piece, separator, name: an empty piece names the root folder, as on Windows the root
+        // of the current drive, never the current directory out of turn.
+        const char separator = platform::pathSeparator();
+        const std::string candidate =
+            !folder.empty() && folder.back() == separator ? folder + name : folder + separator + name;
         TQ4_LOG(log::kVerbose, nullptr, "GenTLModule::findProducer: %s", candidate.c_str());
         if (platform::fileExists(candidate)) {
             TQ4_LOG(log::kProgress, nullptr, "GenTLModule::findProducer: GenTL Producer found: %s",

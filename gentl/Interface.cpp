@@ -34,8 +34,9 @@ const DeviceInfoLine kNewDeviceLines[] = {
 Interface::Interface(std::shared_ptr<GenTLModule> module, GenTL::IF_HANDLE hIF, std::string id)
     : module_(std::move(module)), hIF_(hIF), id_(std::move(id)) {}
 
+// The interface is closed first; its device records go after it (an open device among them
+// still gets its DevClose, logged when the producer refuses it).
 Interface::~Interface() {
-    devices_.clear();
     if (callGenTL(module_->fn().IFClose, hIF_) != GenTL::GC_ERR_SUCCESS)
         TQ4_LOG(log::kError, nullptr, "Interface::~Interface: IFClose with Interface ID <%s> failed.", id_.c_str());
     else

@@ -22,11 +22,9 @@ SystemTLI::SystemTLI(const std::string& producerName)
 
 SystemTLI::~SystemTLI() {
     interfaces_.clear();
-    if (module_->isInitialised()) {
-        if (callGenTL(module_->fn().TLClose, hTL_) != GenTL::GC_ERR_SUCCESS)
-            TQ4_LOG(log::kError, nullptr, "SystemTLI::~SystemTLI: TLClose failed.");
-        TQ4_LOG(log::kProgress, nullptr, "SystemTLI::~SystemTLI: Closed system with hTL 0x%x", low32(hTL_));
-    }
+    if (module_->isInitialised() && callGenTL(module_->fn().TLClose, hTL_) != GenTL::GC_ERR_SUCCESS)
+        TQ4_LOG(log::kError, nullptr, "SystemTLI::~SystemTLI: TLClose failed.");
+    TQ4_LOG(log::kProgress, nullptr, "SystemTLI::~SystemTLI: Closed system with hTL 0x%x", low32(hTL_));
 }
 
 bool SystemTLI::isUsable() const { return module_->isInitialised() && opened_; }

@@ -121,8 +121,8 @@ bool winFlushCrossing(SharedLogBlock& block, uint32_t flushLines) {
     return flushLines != 0 && lines >= flushLines && block.linesSinceFlush.compare_exchange_strong(lines, 0);
 }
 
-bool winCopyCrossing(SharedLogBlock& block, uint64_t written, uint32_t fileLength) {
-    uint64_t length = block.copylen.fetch_add(written) + written;
+// `length` is the count after this line's bytes were added.
+bool winCopyCrossing(SharedLogBlock& block, uint64_t length, uint32_t fileLength) {
     return length > fileLength && block.copylen.compare_exchange_strong(length, 0);
 }
 
@@ -138,13 +138,15 @@ void writeRawLocked(State& s, const std::string& text) {
 void writeLineLocked(State& s, uint32_t classBits, const void* handle, const std::string& message,
                      bool counted = true);
 
+// Every counted line adds its bytes, also the one that triggers a flush.
 void countLineLocked(State& s, std::size_t written) {
+    const uint64_t length = s.block->copylen.fetch_add(written) + written;
     if (winFlushCrossing(*s.block, s.params.flushLines)) {
         if (s.bits & kOwnDiagnostics)
             writeLineLocked(s, kOwnDiagnostics, nullptr, printfText("mc>log_flushlines %u", s.params.flushLines),
                             false);
         signalLogThread(kFlushEvent);
-    } else if (winCopyCrossing(*s.block, written, s.params.fileLength)) {
+    } else if (winCopyCrossing(*s.block, length, s.params.fileLength)) {
         if (s.bits & kOwnDiagnostics)
             writeLineLocked(s, kOwnDiagnostics, nullptr,
                             printfText("gl_LogGlobalPar->copylen >log_filelen %u", s.params.fileLength), false);

@@ -85,6 +85,7 @@ const std::map<std::string, Setter>& plainKeys()
         {"xml_file_name", [](Config& c, const std::string& v) { c.xmlFileName = v; }},
         {"xml_file_dir", [](Config& c, const std::string& v) { c.xmlFileDir = v; }},
         {"url", [](Config& c, const std::string& v) { c.urlOverride = v; }},
+        {"description_address", [](Config& c, const std::string& v) { c.descriptionAddress = uint64_t(toInt(v)); }},
         {"url_info", [](Config& c, const std::string& v) { c.urlInfoSupported = toBool(v); }},
         {"remove_features", [](Config& c, const std::string& v) {
              for (const auto& f : splitList(v)) c.removedFeatures.insert(f);

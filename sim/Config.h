@@ -48,6 +48,7 @@ struct Config {
     std::string xmlFileName;                   // empty: ZEVO_quillon13SWIR.zip / .xml
     std::string xmlFileDir;                    // where file: descriptions are written
     std::string urlOverride;                   // served verbatim
+    std::optional<uint64_t> descriptionAddress; // register address of the description
     bool urlInfoSupported = true;
     std::set<std::string> removedFeatures;
     bool infoNames = false;                    // InfoName / InfoHardwareRev / InfoSerial

@@ -189,7 +189,7 @@ Description buildDescription(const Config& config)
     auto blob = std::make_shared<std::vector<uint8_t>>(
         zipped ? zipSingleFile("zevo_quillon13SWIR.xml", d.xml) : std::vector<uint8_t>(d.xml.begin(), d.xml.end()));
     d.blob = blob;
-    d.address = reg::Description;
+    d.address = config.descriptionAddress.value_or(reg::Description);
     d.size = blob->size();
     const std::string schema = "?SchemaVersion=1.1.0";
     if (!config.urlOverride.empty()) {
@@ -197,7 +197,8 @@ Description buildDescription(const Config& config)
     } else if (config.urlScheme == "file") {
         d.scheme = URL_SCHEME_FILE;
         d.inRegisters = false;
-        d.url = "file:///" + writeDescriptionFile(config, d.fileName, *blob) + schema;
+        // No query on a file path: consumers take the path after "file:" as it stands.
+        d.url = "file:///" + writeDescriptionFile(config, d.fileName, *blob);
         // generic_string of an absolute POSIX path starts with '/': avoid four slashes
         if (d.url.compare(0, 9, "file:////") == 0) d.url.erase(7, 1);
     } else {

@@ -1,6 +1,7 @@
 #include "sim/Tree.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace zevo {
 
@@ -34,7 +35,17 @@ size_t RemotePort::deliverable(uint64_t address, size_t size) const
     return size > missing ? size - missing : 0;
 }
 
-void RemotePort::readPort(uint64_t address, void* buffer, size_t size) { camera_->read(address, buffer, size); }
+// A description placed where registers are (such as address 0) wins over them for reads that
+// start at its address and stay within it, the way consumers read a description.
+void RemotePort::readPort(uint64_t address, void* buffer, size_t size)
+{
+    const Description& d = camera_->description();
+    if (d.inRegisters && address == d.address && size <= d.blob->size()) {
+        std::memcpy(buffer, d.blob->data(), size);
+        return;
+    }
+    camera_->read(address, buffer, size);
+}
 
 void RemotePort::writePort(uint64_t address, const void* buffer, size_t size)
 {

@@ -144,10 +144,8 @@ TQ4_TELEGRAM_HANDLER(SET_COOLING_SETPOINT_TEMPERATURE) {
     }
     const auto map = nodeMapOf(device);
     const int16_t requested = call.request().s16(kValue);
-    if (isSettable(*map, "CoolingAutomaticValue") &&
-        setFloat(*map, "CoolingAutomaticValue", static_cast<double>(requested))) {
-        device.setCoolingSetpoint(requested);
-    }
+    // Only the camera's value moves; the set point the device read at open stays as it was.
+    if (isSettable(*map, "CoolingAutomaticValue")) setFloat(*map, "CoolingAutomaticValue", static_cast<double>(requested));
     return answerValue(call, static_cast<uint16_t>(coolingSetpointOf(device, *map)));
 }
 

@@ -49,7 +49,7 @@ TEST_F(CorrectionData, NoReferencesAskWithTheGeneralTextAndNoKeepsTheCameraOpen)
                        "correction data!",
                        log::kError));
     EXPECT_TRUE(logged("Device::loadCorrectionData: Mode <Off>", log::kProgress)) << dump();
-    EXPECT_TRUE(iniHas("SuppressWarnOnMissingCorrection = 0")) << readFile(iniFile());
+    EXPECT_TRUE(iniHas("SuppressWarnOnMissingCorrection=0")) << readFile(iniFile());
 }
 
 TEST_F(CorrectionData, BothReferencesGiveBothWithoutAQuestion) {
@@ -75,7 +75,7 @@ TEST_F(CorrectionData, SuppressedQuestionStillWritesTheKeyBack) {
     writeIni("[CONFIG]\nSuppressWarnOnMissingCorrection = 01\n");
     open();
     EXPECT_TRUE(questions().empty());
-    EXPECT_TRUE(iniHas("SuppressWarnOnMissingCorrection = 1\n")) << readFile(iniFile());
+    EXPECT_TRUE(iniHas("SuppressWarnOnMissingCorrection=1\n")) << readFile(iniFile());
 }
 
 TEST_F(CorrectionData, WithoutADesktopNobodyIsAskedAndTheQuestionIsLogged) {

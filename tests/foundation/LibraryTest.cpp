@@ -7,6 +7,7 @@
 #include <map>
 #include <thread>
 
+#include "config/Config.h"
 #include "foundation/TestFolder.h"
 
 namespace tq4::test {
@@ -93,8 +94,8 @@ TEST_F(LibraryTest, IniWithoutLoggingSectionGainsItAndKeepsItsOtherEntries) {
     load(folder.path(), folder.suffix());
     std::string ini = readFile(zevo("tq4_genicam_param.ini"));
     EXPECT_NE(ini.find("[Logging]"), std::string::npos) << ini;
-    EXPECT_NE(ini.find("LOGGING = 0x1"), std::string::npos) << ini;
-    EXPECT_NE(ini.find("ProducerName = A.cti:B.cti"), std::string::npos) << ini;
+    EXPECT_NE(ini.find("LOGGING=0x1"), std::string::npos) << ini;
+    EXPECT_NE(ini.find("ProducerName=A.cti:B.cti"), std::string::npos) << ini;
 
     // An existing entry is kept, and logging with it shows the attach line.
     writeFile(zevo("tq4_genicam_param.ini"), "[Logging]\nLOGGING=0x3\n");
@@ -105,6 +106,24 @@ TEST_F(LibraryTest, IniWithoutLoggingSectionGainsItAndKeepsItsOtherEntries) {
     EXPECT_NE(log.find("DllMain<DLL_PROCESS_ATTACH, # opened: 1>\r\n"), std::string::npos) << log;
     EXPECT_NE(log.find("DllMain<DLL_PROCESS_DETACH, # opened: 0>: done.\r\n"), std::string::npos) << log;
     EXPECT_NE(log.find("Logging ended at "), std::string::npos);
+}
+
+// The log level a user set survives the driver's own saves of the ini file, and a hand-edited
+// file with blanks around "=" counts too: each start of the library reads the file afresh.
+TEST_F(LibraryTest, LoggingLevelSurvivesTheDriversSavesAndHandEditedBlanks) {
+    const std::string ini = zevo("tq4_genicam_param.ini");
+    const auto progressLinesAfterLoad = [&] {
+        writeFile(zevo("tq4_genicam.log"), "");
+        load(folder.path(), folder.suffix());
+        return readFile(zevo("tq4_genicam.log")).find("DllMain<DLL_PROCESS_ATTACH, # opened: 1>") != std::string::npos;
+    };
+    std::filesystem::create_directories(zevo());
+    writeFile(ini, "[Logging]\nLOGGING=0x3\n");
+    config::writeIniValue(ini, "CONFIG", "ProducerName", "ZEVO.cti");  // as every open does
+    EXPECT_TRUE(progressLinesAfterLoad()) << readFile(ini);
+
+    writeFile(ini, "[Logging]\nLOGGING = 0x3\n[CONFIG]\nProducerName = ZEVO.cti\n");
+    EXPECT_TRUE(progressLinesAfterLoad()) << readFile(ini);
 }
 
 TEST_F(LibraryTest, LoadsInAHostileEnvironmentWithoutCrashing) {

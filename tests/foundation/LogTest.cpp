@@ -104,6 +104,20 @@ TEST_F(LogTest, GarbageParameterFileKeepsDefaultsAndNoLogFileMeansNoOutput) {
     EXPECT_FALSE(std::filesystem::exists(logFile()));
 }
 
+// Every line counts toward the length limit, also the lines that trigger a flush: with a flush
+// every second line, a limit of ten lines' bytes is crossed about every ten lines.
+TEST_F(LogTest, EveryLineCountsTowardTheLengthLimit) {
+    const std::string message = "a line of forty bytes with its ends";  // "ERROR: " + 35 + "\r\n"
+    start("LOGGING=0x100001\nLOGTHREAD=0\nFLUSHLINES=2\nLOGFILELEN=" + std::to_string(10 * 44) + "\n");
+    for (int i = 0; i < 200; ++i) TQ4_LOG(log::kError, nullptr, "%s", message.c_str());
+    const std::vector<std::string> lines = splitLines(readFile(logFile()));
+    const auto crossings = std::count_if(lines.begin(), lines.end(), [](const std::string& l) {
+        return l.find("gl_LogGlobalPar->copylen >log_filelen") != std::string::npos;
+    });
+    EXPECT_GE(crossings, 14);  // counting only every second line gives 9
+    EXPECT_LE(crossings, 20);
+}
+
 // Two processes log into one file whose length limit is a few lines: the file is copied
 // aside again and again, and every line ends up whole in exactly one of the files.
 TEST_F(LogTest, TwoProcessesShareTheFileAndCopiesLoseNoLine) {

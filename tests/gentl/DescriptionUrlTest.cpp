@@ -15,6 +15,11 @@ TEST(DescriptionUrl, LocalRegisterFileWithAndWithoutAuthorityAndQuery) {
     EXPECT_EQ(u.length, 0x2A3Fu);
     EXPECT_TRUE(u.usable());
 
+    // Numbers end at the first character that is not a hexadecimal digit.
+    u = parseDescriptionUrl("local:///Cam.zip;10000xyz;2A3F junk");
+    EXPECT_EQ(u.address, 0x10000u);
+    EXPECT_EQ(u.length, 0x2A3Fu);
+
     u = parseDescriptionUrl("local:tlguru_system_rev1.xml;F0F00000;3BF");
     EXPECT_EQ(u.fileName, "tlguru_system_rev1.xml");
     EXPECT_EQ(u.address, 0xF0F00000u);
@@ -28,7 +33,7 @@ TEST(DescriptionUrl, RegisterFilesThatAreNeverUsed) {
     EXPECT_FALSE(parseDescriptionUrl("local:///Cam.xml;0;2A3F").usable());
     EXPECT_FALSE(parseDescriptionUrl("local:///Cam.xml;10000;0").usable());
     EXPECT_FALSE(parseDescriptionUrl("local:///Cam.xml;10000").usable());      // no length
-    EXPECT_FALSE(parseDescriptionUrl("local:///Cam.xml;1OOOO;2A3F").usable());    // not hexadecimal
+    EXPECT_FALSE(parseDescriptionUrl("local:///Cam.xml;OOOO;2A3F").usable());     // not hexadecimal
     EXPECT_FALSE(parseDescriptionUrl("local:///Cam.xml").usable());
 }
 
@@ -50,9 +55,10 @@ TEST(DescriptionUrl, FileUrlsAndOtherSchemes) {
     EXPECT_EQ(localNameOfFileUrlPath("a%2520b%41"), "a%2520b%41");  // no other decoding
 
     EXPECT_EQ(parseDescriptionUrl("file:cam.xml").fileName, "cam.xml");
-    EXPECT_EQ(parseDescriptionUrl("file:///opt/cam/desc.zip?SchemaVersion=1.1.0").fileName, "/opt/cam/desc.zip");
+    // Only "local:" URLs end at a query; a file path is taken whole.
+    EXPECT_EQ(parseDescriptionUrl("file:///opt/cam/desc.zip?SchemaVersion=1.1.0").fileName,
+              "/opt/cam/desc.zip?SchemaVersion=1.1.0");
     EXPECT_EQ(parseDescriptionUrl("file:///c:/desc/cam.xml").fileName, "c:/desc/cam.xml");
-    EXPECT_EQ(parseDescriptionUrl("file:///C|/desc/cam%20a.xml?SchemaVersion=1.0.0").fileName, "C|/desc/cam%20a.xml");
     EXPECT_FALSE(hasDirectoryPart("cam.xml"));
     EXPECT_FALSE(parseDescriptionUrl("file:").usable());
 

@@ -165,6 +165,15 @@ TEST_F(DeviceOpen, TheExampleUrlReadsItsLengthAtItsAddressAndLoadsZipped) {
     EXPECT_TRUE(device.nodeMap()->isLoaded());
 }
 
+// The URL info's address and size are taken as the producer gives them; only the older URL
+// list below refuses a zero address.
+TEST_F(DeviceOpen, DescriptionAtAddressZeroReportedByUrlInfoIsLoaded) {
+    Device& device = registerDevice("description_address=0\n");
+    ASSERT_NE(device.open(0, "ZEVO.cti"), nullptr) << dump();
+    EXPECT_TRUE(device.nodeMap()->isLoaded());
+    EXPECT_EQ(count("Device::allocNodeMap: addr: 0x0, xml_size: 0x"), 1) << dump();
+}
+
 TEST_F(DeviceOpen, RegisterFilesWithShortNamesOrZeroAddressOrLengthAreRejected) {
     for (const std::string url : {"local:///C.xm;100000;100", "local:///Cam.xml;0;100", "local:///Cam.xml;100000;0"}) {
         Device& device = registerDevice("url_info=0\nurl=" + url + "\n");

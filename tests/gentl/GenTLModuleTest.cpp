@@ -49,7 +49,7 @@ TEST_F(ProducerSearch, FoldersOfThePathThenCurrentDirectoryThenDataFolder) {
     EXPECT_EQ(candidates(), expected);
 }
 
-TEST_F(ProducerSearch, TrailingSeparatorAndUnsetVariableAddNoEmptyFolder) {
+TEST_F(ProducerSearch, TrailingSeparatorAddsNoFolderAndAnEmptyPieceNamesTheRoot) {
     ::setenv("GENICAM_GENTL64_PATH", ((root_ / "first").string() + ":").c_str(), 1);
     GenTLModule::findProducer("ZEVO.cti");
     std::vector<std::string> expected = {(root_ / "first" / "ZEVO.cti").string(), cwd() + "/ZEVO.cti",
@@ -61,6 +61,12 @@ TEST_F(ProducerSearch, TrailingSeparatorAndUnsetVariableAddNoEmptyFolder) {
     place(root_ / "cwd");
     EXPECT_EQ(GenTLModule::findProducer("ZEVO.cti"), cwd() + "/ZEVO.cti");
     EXPECT_EQ(candidates(), std::vector<std::string>{cwd() + "/ZEVO.cti"});
+
+    // An empty piece inside the list names the root folder, not the current directory.
+    clearLines();
+    ::setenv("GENICAM_GENTL64_PATH", ((root_ / "first").string() + "::" + (root_ / "second").string()).c_str(), 1);
+    GenTLModule::findProducer("ZEVO.cti");
+    EXPECT_EQ(candidates().at(1), "/ZEVO.cti");
 }
 
 TEST_F(SimWorld, ModuleThatCannotBeLoadedIsNotValid) {

@@ -114,6 +114,8 @@ TEST(TelegramStatus, HealthAndCooling) {
     EXPECT_EQ(set.result, 0u);
     EXPECT_EQ(s16At(set.bytes, 4), -20);
     EXPECT_EQ(s16At(camera.send(telegram(GET_COOLING_SETPOINT_TEMPERATURE)).bytes, 4), -20);
+    // The description keeps reporting the set point read at open.
+    EXPECT_EQ(s16At(camera.send(telegram(GET_CAMERA_DESCRIPTION)).bytes, 106), 15);
 }
 
 TEST(TelegramMisc, TimestampModeOnTheCameraAndInTheDriver) {
