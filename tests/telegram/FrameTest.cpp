@@ -4,6 +4,7 @@
 
 #include "include/tq4_genicam.h"
 #include "telegram/Dispatcher.h"
+#include "telegram/Telegram.h"
 #include "telegram/TelegramTestSupport.h"
 
 using namespace telegram_test;
@@ -32,6 +33,16 @@ const uint16_t kAllCodes[] = {
     SWIR_GENERATE_CORRECTION_DATA};
 
 }  // namespace
+
+// A field is read when it ends exactly at size_in, and not when one byte of it lies beyond.
+TEST(TelegramRequest, FieldEndingAtSizeInIsReadOneByteBeyondIsNot) {
+    const uint8_t bytes[8] = {0x11, 0x01, 8, 0, 0x34, 0x12, 0x78, 0x56};
+    const ZEVO_TELEGRAM::Request six(bytes, 6);
+    EXPECT_EQ(six.u16(4), 0x1234);
+    EXPECT_EQ(six.u16(5), 0);
+    EXPECT_EQ(six.u32(4), 0u);
+    EXPECT_EQ(ZEVO_TELEGRAM::Request(bytes, 8).u32(4), 0x56781234u);
+}
 
 TEST_F(TelegramFrame, EveryProtocolCodeHasATableRowAndAnAnswer) {
     EXPECT_EQ(ZEVO_TELEGRAM::commandTableSize(), std::size(kAllCodes));

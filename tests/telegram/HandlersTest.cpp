@@ -2,6 +2,9 @@
 // through the producer's configuration file.
 #include <gtest/gtest.h>
 
+#include "driver/Driver.h"
+#include "features/Features.h"
+#include "gentl/Device.h"
 #include "include/tq4_genicam.h"
 #include "telegram/TelegramTestSupport.h"
 
@@ -100,6 +103,16 @@ TEST(TelegramStatus, TemperaturesAreRoundedAndTheSelectorWins) {
     EXPECT_EQ(s16At(selector.bytes, 4), 214);
     EXPECT_EQ(s16At(selector.bytes, 6), -3);
     EXPECT_EQ(s16At(selector.bytes, 8), 7);
+}
+
+// The sensor block is walked by its id; the id the camera had is put back afterwards.
+TEST(TelegramStatus, TemperatureSensorIdIsPutBack) {
+    SimCamera camera;
+    ASSERT_TRUE(camera.isOpen());
+    auto map = tq4::driver::Driver::instance()->getDevice(camera.handle())->nodeMap();
+    ASSERT_TRUE(tq4::features::setInteger(*map, "TempSensorId", 1));
+    EXPECT_EQ(camera.send(telegram(GET_TEMPERATURE)).result, 0u);
+    EXPECT_EQ(tq4::features::getInteger(*map, "TempSensorId"), 1);
 }
 
 TEST(TelegramStatus, HealthAndCooling) {
