@@ -65,11 +65,7 @@ void Response::seal(uint16_t flag) {
     if (length_ < kEmptyTelegramSize) {
         return;
     }
-    uint8_t sum = 0;
-    for (std::size_t i = 0; i + 1 < length_; ++i) {
-        sum = static_cast<uint8_t>(sum + bytes_[i]);
-    }
-    bytes_[length_ - 1] = sum;
+    bytes_[length_ - 1] = checksumOf(bytes_.data(), length_ - 1u);
     storeU16(bytes_.data() + kCodeOffset, static_cast<uint16_t>(loadU16(bytes_.data()) | flag));
 }
 

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 namespace tq4::gentl {
 class Device;
@@ -46,6 +47,23 @@ inline void storeU16(uint8_t* p, uint16_t v) {
 inline void storeU32(uint8_t* p, uint32_t v) {
     storeU16(p, static_cast<uint16_t>(v));
     storeU16(p + 2, static_cast<uint16_t>(v >> 16));
+}
+
+// The checksum of a telegram whose first `count` bytes precede it: their sum modulo 256.
+inline uint8_t checksumOf(const uint8_t* bytes, std::size_t count) {
+    uint8_t sum = 0;
+    for (std::size_t i = 0; i < count; ++i) sum = static_cast<uint8_t>(sum + bytes[i]);
+    return sum;
+}
+
+// A request telegram as a caller builds it: code, size, payload, checksum.
+inline std::vector<uint8_t> buildRequest(uint16_t code, const std::vector<uint8_t>& payload = {}) {
+    std::vector<uint8_t> t(payload.size() + kEmptyTelegramSize, 0);
+    storeU16(t.data() + kCodeOffset, code);
+    storeU16(t.data() + kSizeOffset, static_cast<uint16_t>(t.size()));
+    for (std::size_t i = 0; i < payload.size(); ++i) t[kPayloadOffset + i] = payload[i];
+    t.back() = checksumOf(t.data(), t.size() - 1);
+    return t;
 }
 
 // Read-only view of a request telegram. Fields are read only from the `size_in` valid bytes:

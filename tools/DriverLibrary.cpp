@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "telegram/Telegram.h"
+
 namespace tq4::tools {
 
 namespace {
@@ -56,17 +58,7 @@ CameraSession::~CameraSession() {
 }
 
 std::vector<uint8_t> buildTelegram(uint16_t code, const std::vector<uint8_t>& payload) {
-    const auto size = static_cast<uint16_t>(payload.size() + 5);
-    std::vector<uint8_t> t(size, 0);
-    t[0] = uint8_t(code);
-    t[1] = uint8_t(code >> 8);
-    t[2] = uint8_t(size);
-    t[3] = uint8_t(size >> 8);
-    std::copy(payload.begin(), payload.end(), t.begin() + 4);
-    uint8_t sum = 0;
-    for (std::size_t i = 0; i + 1 < t.size(); ++i) sum = uint8_t(sum + t[i]);
-    t.back() = sum;
-    return t;
+    return ZEVO_TELEGRAM::buildRequest(code, payload);
 }
 
 CameraSession::Exchange CameraSession::send(uint16_t code, const std::vector<uint8_t>& payload) {

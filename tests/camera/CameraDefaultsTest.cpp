@@ -10,8 +10,10 @@
 #include "features/Features.h"
 #include "gentl/Device.h"
 
-namespace tq4::camera::test {
+namespace tq4::test {
 namespace {
+
+using namespace tq4::camera;
 
 TEST(WidestPixelFormat, LastDigitsDecideLaterEntriesWinTiesMsbIsPassedOver) {
     const struct {
@@ -179,4 +181,4 @@ INSTANTIATE_TEST_SUITE_P(Texts, SerialNumberText,
                          ::testing::Values(SerialCase{"00012345", "12345", false}, SerialCase{"ABC", "0", true}));
 
 }  // namespace
-}  // namespace tq4::camera::test
+}  // namespace tq4::test

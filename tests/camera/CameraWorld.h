@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "driver/DriverWorld.h"
+#include "support/DriverWorld.h"
 #include "platform/Platform.h"
 
-namespace tq4::camera::test {
+namespace tq4::test {
 
 namespace fs = std::filesystem;
 
@@ -23,7 +23,7 @@ struct AskedQuestion {
     std::string text;
 };
 
-class CameraWorld : public driver::test::DriverWorld {
+class CameraWorld : public DriverWorld {
 protected:
     void SetUp() override {
         DriverWorld::SetUp();
@@ -62,4 +62,4 @@ private:
     }
 };
 
-}  // namespace tq4::camera::test
+}  // namespace tq4::test

@@ -10,8 +10,9 @@
 #include "driver/Driver.h"
 #include "telegram/Dispatcher.h"
 
-namespace tq4::camera::test {
+namespace tq4::test {
 namespace {
+
 
 constexpr const char* kCaption = "tq4_genicam.dll: ZEVO quillon SWIR (3101) (Serial No.: 3101)";
 constexpr const char* kNoWhiteText =
@@ -186,4 +187,4 @@ TEST_F(CorrectionData, FolderInTheWayOrUnwritableIniStillOpen) {
 }
 
 }  // namespace
-}  // namespace tq4::camera::test
+}  // namespace tq4::test

@@ -3,10 +3,11 @@
 #include <string>
 
 #include "config/Config.h"
-#include "driver/StreamWorld.h"
+#include "support/StreamWorld.h"
 
-namespace tq4::driver::test {
+namespace tq4::test {
 namespace {
+
 
 class BufferBudgetTest : public StreamWorld {
 protected:
@@ -66,4 +67,4 @@ TEST_F(BufferBudgetTest, UnreadableBudgetFallsBackAndZeroPayloadAnnouncesNothing
 }
 
 }  // namespace
-}  // namespace tq4::driver::test
+}  // namespace tq4::test

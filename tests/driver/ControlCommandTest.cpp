@@ -5,10 +5,11 @@
 #include <cstring>
 #include <memory>
 
-#include "driver/DriverWorld.h"
+#include "support/DriverWorld.h"
 
-namespace tq4::driver::test {
+namespace tq4::test {
 namespace {
+
 
 class ControlCommandTest : public DriverWorld {
 protected:
@@ -113,4 +114,4 @@ TEST_F(ControlCommandTest, NoCommandReadsOrWritesOutsideTheCallersSizes) {
 }
 
 }  // namespace
-}  // namespace tq4::driver::test
+}  // namespace tq4::test

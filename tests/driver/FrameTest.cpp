@@ -4,11 +4,12 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "driver/DriverWorld.h"
+#include "support/DriverWorld.h"
 #include "driver/HandleExports.h"
 
-namespace tq4::driver::test {
+namespace tq4::test {
 namespace {
+
 
 class FrameTest : public DriverWorld {};
 
@@ -163,4 +164,4 @@ TEST_F(FrameTest, NullPointersAndNegativeSizesAreRefused) {
     EXPECT_EQ(ZEVO_GetVersionTQ4_Genicam(nullptr, nullptr, nullptr, nullptr), ZEVO_NOERROR);
 }
 }  // namespace
-}  // namespace tq4::driver::test
+}  // namespace tq4::test

@@ -8,7 +8,7 @@
 
 #include "tq4_genicam.h"
 
-namespace tq4::driver::test {
+namespace tq4::test {
 
 struct HandleExport {
     const char* name;
@@ -75,4 +75,4 @@ inline std::vector<HandleExport> handleExports() {
     };
 }
 
-}  // namespace tq4::driver::test
+}  // namespace tq4::test

@@ -5,10 +5,11 @@
 #include <memory>
 #include <string>
 
-#include "driver/StreamWorld.h"
+#include "support/StreamWorld.h"
 
-namespace tq4::driver::test {
+namespace tq4::test {
 namespace {
+
 
 class ImageArgumentsTest : public StreamWorld {};
 
@@ -113,4 +114,4 @@ TEST_F(ImageArgumentsTest, ImageParametersOfEveryWrongLengthAreRefusedStreamingF
 }
 
 }  // namespace
-}  // namespace tq4::driver::test
+}  // namespace tq4::test

@@ -1,10 +1,12 @@
 // Opening and closing through the exports: open counts, the registry's life, numbers in use,
 // reopening, and the producer list from the caller or the configuration file.
-#include "driver/DriverWorld.h"
 #include "driver/Lifetime.h"
+#include "support/DriverWorld.h"
 
-namespace tq4::driver::test {
+namespace tq4::test {
 namespace {
+
+using namespace tq4::driver;
 
 class OpenCloseTest : public DriverWorld {};
 
@@ -126,4 +128,4 @@ TEST_F(OpenCloseTest, NullOpenStructAndNullListBothUseTheConfigurationFile) {
 }
 
 }  // namespace
-}  // namespace tq4::driver::test
+}  // namespace tq4::test

@@ -8,10 +8,11 @@
 #include <thread>
 #include <vector>
 
-#include "driver/StreamWorld.h"
+#include "support/StreamWorld.h"
 
-namespace tq4::driver::test {
+namespace tq4::test {
 namespace {
+
 
 class StreamConcurrencyTest : public StreamWorld {};
 
@@ -80,4 +81,4 @@ TEST_F(StreamConcurrencyTest, CancelAndCloseFromASecondThreadWhileFramesFlow) {
 }
 
 }  // namespace
-}  // namespace tq4::driver::test
+}  // namespace tq4::test

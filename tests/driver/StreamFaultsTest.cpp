@@ -4,10 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "driver/StreamWorld.h"
+#include "support/StreamWorld.h"
 
-namespace tq4::driver::test {
+namespace tq4::test {
 namespace {
+
 
 constexpr uint32_t kFrameBytes = 1296 * 1032;  // Mono8
 constexpr const char* kFastMono8 = "unlimited_frame_rate = 1\npixel_formats = Mono8\n";
@@ -140,4 +141,4 @@ TEST_F(StreamFaultsTest, BufferRefusedAlwaysStaysAnnouncedAndStreamingGoesOnWith
 }
 
 }  // namespace
-}  // namespace tq4::driver::test
+}  // namespace tq4::test

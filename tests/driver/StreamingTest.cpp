@@ -4,11 +4,12 @@
 #include <ostream>
 #include <string>
 
-#include "driver/StreamWorld.h"
+#include "support/StreamWorld.h"
 #include "stream/Timestamp.h"
 
-namespace tq4::driver::test {
+namespace tq4::test {
 namespace {
+
 
 class StreamingTest : public StreamWorld {};
 
@@ -228,4 +229,4 @@ INSTANTIATE_TEST_SUITE_P(Modes, TimestampTest,
                                            StampCase{"Mono16", 1}, StampCase{"Mono16", 2}, StampCase{"Mono16", 3}));
 
 }  // namespace
-}  // namespace tq4::driver::test
+}  // namespace tq4::test

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "config/Config.h"
-#include "foundation/TestFolder.h"
+#include "support/TestFolder.h"
 
 namespace tq4::test {
 namespace {

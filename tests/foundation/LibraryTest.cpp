@@ -8,7 +8,8 @@
 #include <thread>
 
 #include "config/Config.h"
-#include "foundation/TestFolder.h"
+#include "foundation/RunHelper.h"
+#include "support/TestFolder.h"
 
 namespace tq4::test {
 namespace {

@@ -8,7 +8,8 @@
 #include <regex>
 #include <thread>
 
-#include "foundation/TestFolder.h"
+#include "foundation/RunHelper.h"
+#include "support/TestFolder.h"
 #include "log/Log.h"
 
 namespace tq4::test {

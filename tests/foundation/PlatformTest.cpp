@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "foundation/TestFolder.h"
+#include "support/TestFolder.h"
 #include "platform/Platform.h"
 
 namespace tq4::test {

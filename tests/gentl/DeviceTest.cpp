@@ -5,10 +5,12 @@
 #include "features/NodeMap.h"
 #include "gentl/SystemTLI.h"
 #include "stream/DataStream.h"
-#include "SimWorld.h"
+#include "support/SimWorld.h"
 
-namespace tq4::gentl::test {
+namespace tq4::test {
 namespace {
+
+using namespace tq4::gentl;
 
 const char* const kMalformedXml = "<?xml version=\"1.0\"?><RegisterDescription><Integer Name=\"Width\"></Regis";
 
@@ -298,4 +300,4 @@ TEST_F(BadDescription, UnknownSchemeIsNotInterpreted) {
 }
 
 }  // namespace
-}  // namespace tq4::gentl::test
+}  // namespace tq4::test

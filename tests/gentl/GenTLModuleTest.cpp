@@ -1,10 +1,12 @@
 // Finding, loading and initialising a producer.
 #include "gentl/GenTLModule.h"
 
-#include "SimWorld.h"
+#include "support/SimWorld.h"
 
-namespace tq4::gentl::test {
+namespace tq4::test {
 namespace {
+
+using namespace tq4::gentl;
 
 class ProducerSearch : public SimWorld {
 protected:
@@ -106,4 +108,4 @@ TEST_F(SimWorld, FailingGCInitLibLeavesTheModuleUninitialised) {
 }
 
 }  // namespace
-}  // namespace tq4::gentl::test
+}  // namespace tq4::test

@@ -3,10 +3,12 @@
 
 #include "gentl/Device.h"
 #include "gentl/Interface.h"
-#include "SimWorld.h"
+#include "support/SimWorld.h"
 
-namespace tq4::gentl::test {
+namespace tq4::test {
 namespace {
+
+using namespace tq4::gentl;
 
 class Enumeration : public SimWorld {
 protected:
@@ -154,4 +156,4 @@ TEST_F(Enumeration, FailingListUpdatesEndTheRefreshWithTheirCode) {
 }
 
 }  // namespace
-}  // namespace tq4::gentl::test
+}  // namespace tq4::test

@@ -5,9 +5,9 @@
 #include "include/tq4_genicam.h"
 #include "telegram/Dispatcher.h"
 #include "telegram/Telegram.h"
-#include "telegram/TelegramTestSupport.h"
+#include "support/SimCamera.h"
 
-using namespace telegram_test;
+using namespace tq4::test;
 
 namespace {
 
@@ -52,7 +52,7 @@ TEST_F(TelegramFrame, EveryProtocolCodeHasATableRowAndAnAnswer) {
         const uint16_t sent = u16At(answer.bytes, 0);
         EXPECT_TRUE(sent == (code | 0x80) || sent == (code | 0xC0)) << std::hex << code;
     }
-    EXPECT_FALSE(log.contains("Unknown command code")) << log.all();
+    EXPECT_FALSE(log.contains("Unknown command code")) << log.dump();
 }
 
 TEST_F(TelegramFrame, UnknownCodeGetsTheFailureAnswerWithZerosBeyond) {

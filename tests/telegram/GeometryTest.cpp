@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 
 #include "include/tq4_genicam.h"
-#include "telegram/TelegramTestSupport.h"
+#include "support/SimCamera.h"
 
-using namespace telegram_test;
+using namespace tq4::test;
 
 namespace {
 

@@ -6,16 +6,16 @@
 #include "features/Features.h"
 #include "gentl/Device.h"
 #include "include/tq4_genicam.h"
-#include "telegram/TelegramTestSupport.h"
+#include "support/SimCamera.h"
 
-using namespace telegram_test;
+using namespace tq4::test;
 
 namespace {
 
 // A camera with `config`, one request, its answer.
 Answer ask(const std::string& config, const Bytes& request, LogCapture* log = nullptr) {
     SimCamera camera(config);
-    EXPECT_TRUE(camera.isOpen()) << (log ? log->all() : "");
+    EXPECT_TRUE(camera.isOpen()) << (log ? log->dump() : "");
     return camera.isOpen() ? camera.send(request) : Answer{};
 }
 

@@ -1,4 +1,4 @@
-#include "foundation/TestFolder.h"
+#include "support/TestFolder.h"
 
 #include <atomic>
 #include <cstdlib>
@@ -50,12 +50,6 @@ std::vector<std::string> splitLines(const std::string& text) {
         lines.push_back(line);
     }
     return lines;
-}
-
-int runHelper(const std::string& environment, const std::string& arguments, bool background) {
-    std::string command = environment + " " TQ4_HELPER " " + arguments;
-    if (background) command = "(" + command + ") &";
-    return std::system(command.c_str());
 }
 
 }  // namespace tq4::test

@@ -9,14 +9,14 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <mutex>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "log/Log.h"
+#include "support/LogCapture.h"
 
-namespace tq4::gentl::test {
+namespace tq4::test {
 
 namespace fs = std::filesystem;
 
@@ -25,7 +25,7 @@ protected:
     void SetUp() override {
         static std::atomic<int> counter{0};
         const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        root_ = fs::temp_directory_path() / ("tq4_gentl_" + std::string(info->name()) + "_" +
+        root_ = fs::temp_directory_path() / ("tq4_test_" + std::string(info->name()) + "_" +
                                              std::to_string(counter++) + "_" + std::to_string(std::random_device{}()));
         fs::remove_all(root_);
         fs::create_directories(root_ / "appdata");
@@ -35,14 +35,11 @@ protected:
         ::setenv("TQ4_COMMON_APPDATA", (root_ / "appdata").c_str(), 1);
         ::setenv("GENICAM_GENTL64_PATH", TQ4_SIM_DIR, 1);
         configure("");
-        log::setLineObserver([this](uint32_t cls, const std::string& message) {
-            std::lock_guard<std::mutex> lock(linesMutex_);
-            lines_.push_back({cls, message});
-        });
+        log_ = std::make_unique<LogCapture>();
     }
 
     void TearDown() override {
-        log::setLineObserver(nullptr);
+        log_.reset();
         fs::current_path(previousDirectory_);
         ::unsetenv("ZEVO_SIM_CONFIG");
         std::error_code ignored;
@@ -67,44 +64,19 @@ protected:
 
     fs::path dataDirectory() const { return root_ / "appdata" / "zevo" / "genicam"; }
 
-    struct Line {
-        uint32_t cls;
-        std::string text;
-    };
-    std::vector<Line> lines() {
-        std::lock_guard<std::mutex> lock(linesMutex_);
-        return lines_;
+    using Line = LogCapture::Line;
+    std::vector<Line> lines() const { return log_->lines(); }
+    void clearLines() { log_->clear(); }
+    int count(const std::string& part) const { return log_->count(part); }
+    bool logged(const std::string& exact, uint32_t cls) const { return log_->logged(exact, cls); }
+    std::vector<std::string> messagesStartingWith(const std::string& prefix) const {
+        return log_->messagesStartingWith(prefix);
     }
-    void clearLines() {
-        std::lock_guard<std::mutex> lock(linesMutex_);
-        lines_.clear();
-    }
-    // Messages that contain `part`.
-    int count(const std::string& part) {
-        auto all = lines();
-        return int(std::count_if(all.begin(), all.end(), [&](const Line& l) { return l.text.find(part) != std::string::npos; }));
-    }
-    bool logged(const std::string& exact, uint32_t cls) {
-        auto all = lines();
-        return std::any_of(all.begin(), all.end(), [&](const Line& l) { return l.text == exact && l.cls == cls; });
-    }
-    // The messages that start with `prefix`, in order.
-    std::vector<std::string> messagesStartingWith(const std::string& prefix) {
-        std::vector<std::string> out;
-        for (const Line& l : lines())
-            if (l.text.compare(0, prefix.size(), prefix) == 0) out.push_back(l.text);
-        return out;
-    }
-    std::string dump() {
-        std::string out;
-        for (const Line& l : lines()) out += std::to_string(l.cls) + " " + l.text + "\n";
-        return out;
-    }
+    std::string dump() const { return log_->dump(); }
 
     fs::path root_;
     fs::path previousDirectory_;
-    std::mutex linesMutex_;
-    std::vector<Line> lines_;
+    std::unique_ptr<LogCapture> log_;
 };
 
-}  // namespace tq4::gentl::test
+}  // namespace tq4::test

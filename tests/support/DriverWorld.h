@@ -12,14 +12,15 @@
 #include <string>
 #include <vector>
 
-#include "gentl/SimWorld.h"
+#include "support/SimWorld.h"
+#include "support/Telegrams.h"
 #include "tq4_genicam.h"
 
-namespace tq4::driver::test {
+namespace tq4::test {
 
 namespace fs = std::filesystem;
 
-class DriverWorld : public gentl::test::SimWorld {
+class DriverWorld : public SimWorld {
 protected:
     // The library's load creates the data folder; these tests link the driver without it.
     void SetUp() override {
@@ -47,38 +48,20 @@ protected:
 
     fs::path iniFile() const { return root_ / "appdata" / "zevo" / "tq4_genicam_param.ini"; }
 
-    // A request telegram of `size` bytes (at least 5) with the checksum in its last byte,
-    // inside a 512-byte buffer so that a size_in larger than the telegram stays readable.
-    static std::vector<uint8_t> telegram(uint16_t code, uint16_t size = 5) {
-        std::vector<uint8_t> t(512, 0);
-        t[0] = uint8_t(code);
-        t[1] = uint8_t(code >> 8);
-        t[2] = uint8_t(size);
-        t[3] = uint8_t(size >> 8);
-        uint8_t sum = 0;
-        for (uint16_t i = 0; i + 1 < size; ++i) sum = uint8_t(sum + t[i]);
-        t[size - 1] = sum;
+    // A request telegram of `size` bytes (at least 5, payload zero) with its checksum, inside a
+    // 512-byte buffer so that a size_in larger than the telegram stays readable.
+    static Bytes telegram(uint16_t code, uint16_t size = 5) {
+        Bytes t = test::telegram(code, Bytes(size - 5u, 0));
+        t.resize(512, 0);
         return t;
     }
 
-    // A request telegram of 7 bytes with `value` at offset 4.
-    static std::vector<uint8_t> valueTelegram(uint16_t code, uint16_t value) {
-        std::vector<uint8_t> t = telegram(code, 7);
-        t[4] = uint8_t(value);
-        t[5] = uint8_t(value >> 8);
-        t[6] = uint8_t(t[6] + t[4] + t[5]);
-        return t;
-    }
-
-    struct Answer {
-        uint32_t result = 0;
-        std::vector<uint8_t> bytes;  // the response buffer, `sizeOut` bytes prefilled with 0xEE
-    };
-    // Sends a telegram with an optional u16 value at offset 4 through Control_Command.
+    // Sends a telegram with an optional u16 value at offset 4 through Control_Command; the
+    // response buffer of `sizeOut` bytes is prefilled with 0xEE.
     static Answer ask(TQ4_HANDLE h, uint16_t code, int value = -1, uint32_t sizeOut = 512) {
-        const std::vector<uint8_t> request = value < 0 ? telegram(code) : valueTelegram(code, uint16_t(value));
-        Answer answer{0, std::vector<uint8_t>(sizeOut, 0xEE)};
-        answer.result = Control_Command(h, request.data(), int32_t(request[2]), answer.bytes.data(), sizeOut);
+        const Bytes request = value < 0 ? test::telegram(code) : valueTelegram(code, uint16_t(value));
+        Answer answer{0, Bytes(sizeOut, 0xEE)};
+        answer.result = Control_Command(h, request.data(), int32_t(request.size()), answer.bytes.data(), sizeOut);
         return answer;
     }
 
@@ -88,4 +71,4 @@ protected:
     std::deque<TQ4_HANDLE> opened_;
 };
 
-}  // namespace tq4::driver::test
+}  // namespace tq4::test

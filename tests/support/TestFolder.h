@@ -1,4 +1,5 @@
-// Every foundation test works in a folder of its own and under its own shared-memory names.
+// A test that works in a folder of its own and under its own shared-memory names, and the file
+// helpers that go with it.
 #pragma once
 
 #include <string>
@@ -22,9 +23,5 @@ private:
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& text);
 std::vector<std::string> splitLines(const std::string& text);  // at "\n", "\r" dropped
-
-// Runs the helper program with the given environment overrides; returns its exit status
-// (0 on a clean exit). With background=true it returns at once.
-int runHelper(const std::string& environment, const std::string& arguments, bool background = false);
 
 }  // namespace tq4::test

@@ -13,10 +13,10 @@
 #include <string>
 #include <vector>
 
-#include "driver/DriverWorld.h"
+#include "support/DriverWorld.h"
 #include "platform/Platform.h"
 
-namespace tq4::driver::test {
+namespace tq4::test {
 
 // One caller buffer: image memory, status word and event, as a caller keeps them.
 struct CallerBuffer {
@@ -99,4 +99,4 @@ private:
     std::deque<CallerBuffer> buffers_;
 };
 
-}  // namespace tq4::driver::test
+}  // namespace tq4::test
