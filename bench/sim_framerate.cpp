@@ -87,7 +87,7 @@ struct Consumer {
         check(openStream(dev, "Stream0", &ds), "DevOpenDataStream");
         int64_t value = Mono16;
         size = sizeof(value);
-        check(writePort(port, zevo::reg::PixelFormat, &value, &size), "PixelFormat");
+        check(writePort(port, zevo::reg::kPixelFormat, &value, &size), "PixelFormat");
         for (size_t i = 0; i < BufferCount; ++i) {
             BUFFER_HANDLE b = nullptr;
             check(allocBuffer(ds, payload, nullptr, &b), "DSAllocAndAnnounceBuffer");
@@ -97,7 +97,7 @@ struct Consumer {
         check(startAcquisition(ds, ACQ_START_FLAGS_DEFAULT, GENTL_INFINITE), "DSStartAcquisition");
         value = 1;
         size = sizeof(value);
-        check(writePort(port, zevo::reg::AcquisitionStart, &value, &size), "AcquisitionStart");
+        check(writePort(port, zevo::reg::kAcquisitionStart, &value, &size), "AcquisitionStart");
     }
     ~Consumer()
     {

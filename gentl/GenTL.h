@@ -15,6 +15,8 @@
  */
 #ifndef GC_TLI_CLIENT_H_
 #define GC_TLI_CLIENT_H_
+// The standard's own names, as every producer and consumer knows them.
+// NOLINTBEGIN(readability-identifier-naming)
 
 #ifndef GC_USER_DEFINED_TYPES
 #include <stddef.h>
@@ -638,4 +640,5 @@ GENTL_FUNCTION(DSGetBufferSegmentInfo, (DS_HANDLE hDataStream, BUFFER_HANDLE hBu
 
 GENTL_END_DECLS
 
+// NOLINTEND(readability-identifier-naming)
 #endif /* GC_TLI_CLIENT_H_ */

@@ -9,11 +9,11 @@
 namespace zevo {
 namespace {
 
-constexpr int64_t WidthInc = 8, HeightInc = 4, WidthMin = 16, HeightMin = 8;
-constexpr double VerticalBlankRows = 16.0;
-constexpr double MinExposureUs = 10.0, MaxExposureUs = 1000000.0;
-constexpr double MinFrameRate = 1.0;
-constexpr double NominalExposureUs = 5000.0;
+constexpr int64_t kWidthInc = 8, kHeightInc = 4, kWidthMin = 16, kHeightMin = 8;
+constexpr double kVerticalBlankRows = 16.0;
+constexpr double kMinExposureUs = 10.0, kMaxExposureUs = 1000000.0;
+constexpr double kMinFrameRate = 1.0;
+constexpr double kNominalExposureUs = 5000.0;
 
 // Full-frame rate per pixel format: what the sensor read-out and the link allow. One table,
 // easy to correct; configuration keys max_fps.<format> override it.
@@ -81,8 +81,8 @@ void Camera::onDeviceClosed()
 
 // ---- image format ------------------------------------------------------------------------
 
-int64_t Camera::widthMax() const { return roundDown(SensorWidthPx / s_.binH, WidthInc); }
-int64_t Camera::heightMax() const { return roundDown(SensorHeightPx / s_.binV, HeightInc); }
+int64_t Camera::widthMax() const { return roundDown(kSensorWidthPx / s_.binH, kWidthInc); }
+int64_t Camera::heightMax() const { return roundDown(kSensorHeightPx / s_.binV, kHeightInc); }
 
 void Camera::requireUnlocked() const
 {
@@ -92,28 +92,28 @@ void Camera::requireUnlocked() const
 void Camera::setWidth(int64_t v)
 {
     requireUnlocked();
-    requireValue(v >= WidthMin && v + s_.offsetX <= widthMax() && v % WidthInc == 0, "Width out of range");
+    requireValue(v >= kWidthMin && v + s_.offsetX <= widthMax() && v % kWidthInc == 0, "Width out of range");
     s_.width = v;
 }
 
 void Camera::setHeight(int64_t v)
 {
     requireUnlocked();
-    requireValue(v >= HeightMin && v + s_.offsetY <= heightMax() && v % HeightInc == 0, "Height out of range");
+    requireValue(v >= kHeightMin && v + s_.offsetY <= heightMax() && v % kHeightInc == 0, "Height out of range");
     s_.height = v;
 }
 
 void Camera::setOffsetX(int64_t v)
 {
     requireUnlocked();
-    requireValue(v >= 0 && v + s_.width <= widthMax() && v % WidthInc == 0, "OffsetX out of range");
+    requireValue(v >= 0 && v + s_.width <= widthMax() && v % kWidthInc == 0, "OffsetX out of range");
     s_.offsetX = v;
 }
 
 void Camera::setOffsetY(int64_t v)
 {
     requireUnlocked();
-    requireValue(v >= 0 && v + s_.height <= heightMax() && v % HeightInc == 0, "OffsetY out of range");
+    requireValue(v >= 0 && v + s_.height <= heightMax() && v % kHeightInc == 0, "OffsetY out of range");
     s_.offsetY = v;
 }
 
@@ -125,8 +125,8 @@ void Camera::setBinning(int64_t& binning, int64_t v)
     const bool horizontal = &binning == &s_.binH;
     int64_t& size = horizontal ? s_.width : s_.height;
     int64_t& offset = horizontal ? s_.offsetX : s_.offsetY;
-    const int64_t inc = horizontal ? WidthInc : HeightInc;
-    const int64_t minimum = horizontal ? WidthMin : HeightMin;
+    const int64_t inc = horizontal ? kWidthInc : kHeightInc;
+    const int64_t minimum = horizontal ? kWidthMin : kHeightMin;
     const int64_t old = binning;
     binning = v;
     const int64_t max = horizontal ? widthMax() : heightMax();
@@ -184,9 +184,9 @@ double Camera::fullFrameFps() const
 // exposure, which overlaps the read-out of the previous frame.
 double Camera::minFramePeriodS() const
 {
-    const double rowTime = 1.0 / (fullFrameFps() * (SensorHeightPx + VerticalBlankRows));
-    const double readout = (double(s_.height * s_.binV) + VerticalBlankRows) * rowTime;
-    return std::min(1.0 / MinFrameRate, std::max(readout, s_.exposureUs * 1e-6));
+    const double rowTime = 1.0 / (fullFrameFps() * (kSensorHeightPx + kVerticalBlankRows));
+    const double readout = (double(s_.height * s_.binV) + kVerticalBlankRows) * rowTime;
+    return std::min(1.0 / kMinFrameRate, std::max(readout, s_.exposureUs * 1e-6));
 }
 
 double Camera::framePeriodS() const
@@ -197,7 +197,7 @@ double Camera::framePeriodS() const
 
 void Camera::setExposure(double us)
 {
-    requireValue(us >= MinExposureUs && us <= MaxExposureUs, "ExposureTime out of range");
+    requireValue(us >= kMinExposureUs && us <= kMaxExposureUs, "ExposureTime out of range");
     s_.exposureUs = us;
 }
 
@@ -256,7 +256,7 @@ AcquisitionSnapshot Camera::snapshot() const
     const Trigger& gate = s_.triggers[AcquisitionActive];
     a.gateOpen = gate.mode != 1 || triggerCount(AcquisitionActive) > (gate.source == Software ? gate.countAtStart : 0);
     a.scene.geometry = geometry();
-    a.scene.exposureScale = float(std::round(s_.exposureUs / NominalExposureUs * 1000.0) / 1000.0);
+    a.scene.exposureScale = float(std::round(s_.exposureUs / kNominalExposureUs * 1000.0) / 1000.0);
     a.scene.nuc = NucMode(s_.nucMode);
     if (a.scene.nuc != NucMode::Off) a.scene.black = black_;
     if (a.scene.nuc == NucMode::Both) a.scene.white = white_;

@@ -47,44 +47,44 @@ void Camera::bindIdentity()
 {
     const Identity& id = config_.identity;
     const auto text = [this](uint64_t address, const std::string& value) {
-        registers_.addString(address, reg::StringLength, [value] { return value; });
+        registers_.addString(address, reg::kStringLength, [value] { return value; });
     };
-    text(reg::DeviceVendorName, id.vendorName);
-    text(reg::DeviceModelName, id.modelName);
-    text(reg::DeviceFamilyName, id.familyName);
-    text(reg::DeviceVersion, id.deviceVersion);
-    text(reg::DeviceFirmwareVersion, id.firmwareVersion);
-    text(reg::DeviceSerialNumber, serial_);
-    text(reg::MaterialNumber, id.materialNumber);
-    registers_.addString(reg::DeviceUserID, reg::StringLength, [this] { return s_.userId; },
+    text(reg::kDeviceVendorName, id.vendorName);
+    text(reg::kDeviceModelName, id.modelName);
+    text(reg::kDeviceFamilyName, id.familyName);
+    text(reg::kDeviceVersion, id.deviceVersion);
+    text(reg::kDeviceFirmwareVersion, id.firmwareVersion);
+    text(reg::kDeviceSerialNumber, serial_);
+    text(reg::kMaterialNumber, id.materialNumber);
+    registers_.addString(reg::kDeviceUserID, reg::kStringLength, [this] { return s_.userId; },
                          [this](const std::string& v) { s_.userId = v; });
-    registers_.addInteger(reg::DeviceType, constant(0));       // Transmitter
-    registers_.addInteger(reg::DeviceScanType, constant(0));   // Areascan
+    registers_.addInteger(reg::kDeviceType, constant(0));       // Transmitter
+    registers_.addInteger(reg::kDeviceScanType, constant(0));   // Areascan
 }
 
 void Camera::bindImageFormat()
 {
-    registers_.addInteger(reg::SensorWidth, constant(SensorWidthPx));
-    registers_.addInteger(reg::SensorHeight, constant(SensorHeightPx));
-    registers_.addInteger(reg::WidthMax, [this] { return widthMax(); });
-    registers_.addInteger(reg::HeightMax, [this] { return heightMax(); });
-    registers_.addInteger(reg::Width, [this] { return s_.width; }, [this](int64_t v) { setWidth(v); });
-    registers_.addInteger(reg::Height, [this] { return s_.height; }, [this](int64_t v) { setHeight(v); });
-    registers_.addInteger(reg::OffsetX, [this] { return s_.offsetX; }, [this](int64_t v) { setOffsetX(v); });
-    registers_.addInteger(reg::OffsetY, [this] { return s_.offsetY; }, [this](int64_t v) { setOffsetY(v); });
-    registers_.addInteger(reg::WidthLimit, [this] { return widthMax() - s_.offsetX; });
-    registers_.addInteger(reg::HeightLimit, [this] { return heightMax() - s_.offsetY; });
-    registers_.addInteger(reg::OffsetXLimit, [this] { return widthMax() - s_.width; });
-    registers_.addInteger(reg::OffsetYLimit, [this] { return heightMax() - s_.height; });
-    registers_.addInteger(reg::BinningHorizontal, [this] { return s_.binH; },
+    registers_.addInteger(reg::kSensorWidth, constant(kSensorWidthPx));
+    registers_.addInteger(reg::kSensorHeight, constant(kSensorHeightPx));
+    registers_.addInteger(reg::kWidthMax, [this] { return widthMax(); });
+    registers_.addInteger(reg::kHeightMax, [this] { return heightMax(); });
+    registers_.addInteger(reg::kWidth, [this] { return s_.width; }, [this](int64_t v) { setWidth(v); });
+    registers_.addInteger(reg::kHeight, [this] { return s_.height; }, [this](int64_t v) { setHeight(v); });
+    registers_.addInteger(reg::kOffsetX, [this] { return s_.offsetX; }, [this](int64_t v) { setOffsetX(v); });
+    registers_.addInteger(reg::kOffsetY, [this] { return s_.offsetY; }, [this](int64_t v) { setOffsetY(v); });
+    registers_.addInteger(reg::kWidthLimit, [this] { return widthMax() - s_.offsetX; });
+    registers_.addInteger(reg::kHeightLimit, [this] { return heightMax() - s_.offsetY; });
+    registers_.addInteger(reg::kOffsetXLimit, [this] { return widthMax() - s_.width; });
+    registers_.addInteger(reg::kOffsetYLimit, [this] { return heightMax() - s_.height; });
+    registers_.addInteger(reg::kBinningHorizontal, [this] { return s_.binH; },
                           [this](int64_t v) { setBinning(s_.binH, v); });
-    registers_.addInteger(reg::BinningVertical, [this] { return s_.binV; },
+    registers_.addInteger(reg::kBinningVertical, [this] { return s_.binV; },
                           [this](int64_t v) { setBinning(s_.binV, v); });
-    registers_.addInteger(reg::PixelFormat, [this] { return int64_t(s_.pixelFormat); },
+    registers_.addInteger(reg::kPixelFormat, [this] { return int64_t(s_.pixelFormat); },
                           [this](int64_t v) { setPixelFormat(v); });
-    registers_.addInteger(reg::PixelSize, [this] { return int64_t(format().bits); });
-    registers_.addInteger(reg::PayloadSize, [this] { return int64_t(reportedPayload()); });
-    registers_.addInteger(reg::TLParamsLocked, [this] { return int64_t(s_.locked); },
+    registers_.addInteger(reg::kPixelSize, [this] { return int64_t(format().bits); });
+    registers_.addInteger(reg::kPayloadSize, [this] { return int64_t(reportedPayload()); });
+    registers_.addInteger(reg::kTLParamsLocked, [this] { return int64_t(s_.locked); },
                           [this](int64_t v) {
                               require(v == 0 || v == 1, GC_ERR_INVALID_VALUE, "TLParamsLocked is 0 or 1");
                               s_.locked = v == 1;
@@ -93,52 +93,52 @@ void Camera::bindImageFormat()
 
 void Camera::bindAcquisition()
 {
-    registers_.addInteger(reg::AcquisitionMode, constant(2),
+    registers_.addInteger(reg::kAcquisitionMode, constant(2),
                           [](int64_t v) { require(v == 2, GC_ERR_INVALID_VALUE, "only Continuous"); });
-    registers_.addInteger(reg::AcquisitionStart, constant(0), commandSetter([this] { startAcquisition(); }));
-    registers_.addInteger(reg::AcquisitionStop, constant(0), commandSetter([this] { s_.acquiring = false; }));
-    registers_.addFloat(reg::AcquisitionFrameRate, [this] { return std::min(s_.frameRate, maxFrameRate()); },
+    registers_.addInteger(reg::kAcquisitionStart, constant(0), commandSetter([this] { startAcquisition(); }));
+    registers_.addInteger(reg::kAcquisitionStop, constant(0), commandSetter([this] { s_.acquiring = false; }));
+    registers_.addFloat(reg::kAcquisitionFrameRate, [this] { return std::min(s_.frameRate, maxFrameRate()); },
                         [this](double v) {
                             require(v >= 1.0 && v <= maxFrameRate() * (1 + 1e-9), GC_ERR_INVALID_VALUE,
                                     "AcquisitionFrameRate out of range");
                             s_.frameRate = std::min(v, maxFrameRate());
                         });
-    registers_.addFloat(reg::AcquisitionFrameRateMax, [this] { return maxFrameRate(); });
-    registers_.addInteger(reg::AcquisitionFrameRateEnable, [this] { return int64_t(s_.frameRateEnable); },
+    registers_.addFloat(reg::kAcquisitionFrameRateMax, [this] { return maxFrameRate(); });
+    registers_.addInteger(reg::kAcquisitionFrameRateEnable, [this] { return int64_t(s_.frameRateEnable); },
                           [this](int64_t v) { s_.frameRateEnable = v != 0; });
-    registers_.addFloat(reg::ExposureTime, [this] { return s_.exposureUs; }, [this](double v) { setExposure(v); });
-    registers_.addInteger(reg::ExposureMode, [this] { return s_.exposureMode; },
+    registers_.addFloat(reg::kExposureTime, [this] { return s_.exposureUs; }, [this](double v) { setExposure(v); });
+    registers_.addInteger(reg::kExposureMode, [this] { return s_.exposureMode; },
                           rangeSetter(s_.exposureMode, 1, 2, "ExposureMode"));
-    registers_.addInteger(reg::ExposureAuto, [this] { return s_.exposureAuto; },
+    registers_.addInteger(reg::kExposureAuto, [this] { return s_.exposureAuto; },
                           rangeSetter(s_.exposureAuto, 0, 2, "ExposureAuto"));
-    registers_.addInteger(reg::TriggerSelector, [this] { return s_.triggerSelector; }, [this](int64_t v) {
+    registers_.addInteger(reg::kTriggerSelector, [this] { return s_.triggerSelector; }, [this](int64_t v) {
         require(!config_.triggerSelectorReadOnly, GC_ERR_ACCESS_DENIED, "TriggerSelector is read-only");
         rangeSetter(s_.triggerSelector, 0, 3, "TriggerSelector")(v);
     });
-    registers_.addInteger(reg::TriggerMode, [this] { return selectedTrigger().mode; },
+    registers_.addInteger(reg::kTriggerMode, [this] { return selectedTrigger().mode; },
                           [this](int64_t v) { rangeSetter(selectedTrigger().mode, 0, 1, "TriggerMode")(v); });
-    registers_.addInteger(reg::TriggerSource, [this] { return selectedTrigger().source; },
+    registers_.addInteger(reg::kTriggerSource, [this] { return selectedTrigger().source; },
                           [this](int64_t v) { rangeSetter(selectedTrigger().source, 0, 2, "TriggerSource")(v); });
-    registers_.addInteger(reg::TriggerActivation, [this] { return selectedTrigger().activation; },
+    registers_.addInteger(reg::kTriggerActivation, [this] { return selectedTrigger().activation; },
                           [this](int64_t v) { rangeSetter(selectedTrigger().activation, 0, 3, "TriggerActivation")(v); });
-    registers_.addInteger(reg::TriggerSoftware, constant(0), commandSetter([this] { executeSoftwareTrigger(); }));
-    registers_.addInteger(reg::AcquisitionBurstFrameCount, [this] { return s_.burstFrameCount; },
+    registers_.addInteger(reg::kTriggerSoftware, constant(0), commandSetter([this] { executeSoftwareTrigger(); }));
+    registers_.addInteger(reg::kAcquisitionBurstFrameCount, [this] { return s_.burstFrameCount; },
                           rangeSetter(s_.burstFrameCount, 1, 255, "AcquisitionBurstFrameCount"));
 }
 
 void Camera::bindIo()
 {
-    registers_.addInteger(reg::LineSelector, [this] { return s_.lineSelector; },
+    registers_.addInteger(reg::kLineSelector, [this] { return s_.lineSelector; },
                           rangeSetter(s_.lineSelector, 0, 3, "LineSelector"));
-    registers_.addInteger(reg::LineSource, [this] { return s_.lines[size_t(s_.lineSelector)].source; },
+    registers_.addInteger(reg::kLineSource, [this] { return s_.lines[size_t(s_.lineSelector)].source; },
                           [this](int64_t v) { rangeSetter(s_.lines[size_t(s_.lineSelector)].source, 0, 4, "LineSource")(v); });
-    registers_.addInteger(reg::LineMode, [this] { return int64_t(s_.lineSelector >= 2); });   // Line2, Line3 out
-    registers_.addInteger(reg::LineStatus, [this] {
+    registers_.addInteger(reg::kLineMode, [this] { return int64_t(s_.lineSelector >= 2); });   // Line2, Line3 out
+    registers_.addInteger(reg::kLineStatus, [this] {
         const Line& line = s_.lines[size_t(s_.lineSelector)];
         const bool driven = s_.lineSelector >= 2 && s_.acquiring && line.source != 0;
         return int64_t(driven != line.inverter);
     });
-    registers_.addInteger(reg::LineInverter, [this] { return int64_t(s_.lines[size_t(s_.lineSelector)].inverter); },
+    registers_.addInteger(reg::kLineInverter, [this] { return int64_t(s_.lines[size_t(s_.lineSelector)].inverter); },
                           [this](int64_t v) { s_.lines[size_t(s_.lineSelector)].inverter = v != 0; });
 }
 
@@ -150,28 +150,28 @@ void Camera::bindSensors()
         std::function<double(const std::string&, Clock::time_point)> value;
     };
     const std::vector<Block> blocks = {
-        {reg::TempSensorBlock, {"Img-Sen", "Hum-Sen", "Backend"},
+        {reg::kTempSensorBlock, {"Img-Sen", "Hum-Sen", "Backend"},
          [this](const std::string& n, Clock::time_point t) { return thermal_.temperature(n, t); }},
-        {reg::PressureSensorBlock, {"Housing"}, [this](const std::string&, Clock::time_point t) { return thermal_.pressureHpa(t); }},
-        {reg::HumidityRelSensorBlock, {"Housing"},
+        {reg::kPressureSensorBlock, {"Housing"}, [this](const std::string&, Clock::time_point t) { return thermal_.pressureHpa(t); }},
+        {reg::kHumidityRelSensorBlock, {"Housing"},
          [this](const std::string&, Clock::time_point t) { return thermal_.humidityRelPercent(t); }},
-        {reg::HumidityAbsSensorBlock, {"Housing"},
+        {reg::kHumidityAbsSensorBlock, {"Housing"},
          [this](const std::string&, Clock::time_point t) { return thermal_.humidityAbsGramPerM3(t); }},
     };
     for (size_t b = 0; b < blocks.size(); ++b) {
         const Block block = blocks[b];
         int64_t& id = s_.sensorIds[b];
-        registers_.addInteger(block.base + reg::SensorIdOffset, [&id] { return id; },
+        registers_.addInteger(block.base + reg::kSensorIdOffset, [&id] { return id; },
                               rangeSetter(id, 0, int64_t(block.names.size()) - 1, "sensor id"));
-        registers_.addFloat(block.base + reg::SensorValueOffset,
+        registers_.addFloat(block.base + reg::kSensorValueOffset,
                             [&id, block] { return block.value(block.names[size_t(id)], Clock::now()); });
-        registers_.addString(block.base + reg::SensorNameOffset, reg::SensorNameLength,
+        registers_.addString(block.base + reg::kSensorNameOffset, reg::kSensorNameLength,
                              [&id, block] { return block.names[size_t(id)]; });
     }
     static const char* const places[] = {"Img-Sen", "Backend", "Power"};   // Sensor, Main, Power
-    registers_.addInteger(reg::DeviceTemperatureSelector, [this] { return s_.deviceTemperatureSelector; },
+    registers_.addInteger(reg::kDeviceTemperatureSelector, [this] { return s_.deviceTemperatureSelector; },
                           rangeSetter(s_.deviceTemperatureSelector, 0, 2, "DeviceTemperatureSelector"));
-    registers_.addFloat(reg::DeviceTemperature, [this] {
+    registers_.addFloat(reg::kDeviceTemperature, [this] {
         return thermal_.temperature(places[s_.deviceTemperatureSelector], Clock::now());
     });
 }
@@ -179,43 +179,43 @@ void Camera::bindSensors()
 void Camera::bindCoolingAndMisc()
 {
     const auto applyCooling = [this] { thermal_.setCooling(s_.coolingMode == 1, s_.coolingSetPoint, Clock::now()); };
-    registers_.addInteger(reg::CoolingMode, [this] { return s_.coolingMode; }, [this, applyCooling](int64_t v) {
+    registers_.addInteger(reg::kCoolingMode, [this] { return s_.coolingMode; }, [this, applyCooling](int64_t v) {
         rangeSetter(s_.coolingMode, 0, 1, "CoolingMode")(v);
         applyCooling();
     });
-    registers_.addFloat(reg::CoolingAutomaticValue, [this] { return s_.coolingSetPoint; },
+    registers_.addFloat(reg::kCoolingAutomaticValue, [this] { return s_.coolingSetPoint; },
                         [this, applyCooling](double v) {
                             require(v >= -20.0 && v <= 30.0, GC_ERR_INVALID_VALUE, "cooling set point out of range");
                             s_.coolingSetPoint = v;
                             applyCooling();
                         });
-    registers_.addInteger(reg::CoolingWarning, [this] { return int64_t(thermal_.coolingWarning()); });
-    registers_.addInteger(reg::FanControlMode, [this] { return s_.fanMode; }, [this](int64_t v) {
+    registers_.addInteger(reg::kCoolingWarning, [this] { return int64_t(thermal_.coolingWarning()); });
+    registers_.addInteger(reg::kFanControlMode, [this] { return s_.fanMode; }, [this](int64_t v) {
         rangeSetter(s_.fanMode, 0, 2, "FanControlMode")(v);
         thermal_.setFanOn(v != 0);
     });
-    registers_.addInteger(reg::ZEVOTimestamp, [this] { return s_.timestampMode; },
+    registers_.addInteger(reg::kZEVOTimestamp, [this] { return s_.timestampMode; },
                           rangeSetter(s_.timestampMode, 0, 3, "ZEVOTimestamp"));
-    registers_.addInteger(reg::BalanceWhiteAuto, [this] { return s_.balanceWhiteAuto; },
+    registers_.addInteger(reg::kBalanceWhiteAuto, [this] { return s_.balanceWhiteAuto; },
                           rangeSetter(s_.balanceWhiteAuto, 0, 2, "BalanceWhiteAuto"));
 }
 
 void Camera::bindCorrection()
 {
-    registers_.addInteger(reg::NUCMode, [this] { return s_.nucMode; }, [this](int64_t v) { setNucMode(v); });
-    registers_.addInteger(reg::NUCBlackLoaded, [this] { return int64_t(black_ != nullptr); });
-    registers_.addInteger(reg::NUCBothLoaded, [this] { return int64_t(black_ && white_); });
-    registers_.addString(reg::NUCBlackReferencePath, reg::PathLength, [this] { return s_.blackPath; },
+    registers_.addInteger(reg::kNUCMode, [this] { return s_.nucMode; }, [this](int64_t v) { setNucMode(v); });
+    registers_.addInteger(reg::kNUCBlackLoaded, [this] { return int64_t(black_ != nullptr); });
+    registers_.addInteger(reg::kNUCBothLoaded, [this] { return int64_t(black_ && white_); });
+    registers_.addString(reg::kNUCBlackReferencePath, reg::kPathLength, [this] { return s_.blackPath; },
                          [this](const std::string& v) { s_.blackPath = v; });
-    registers_.addString(reg::NUCWhiteReferencePath, reg::PathLength, [this] { return s_.whitePath; },
+    registers_.addString(reg::kNUCWhiteReferencePath, reg::kPathLength, [this] { return s_.whitePath; },
                          [this](const std::string& v) { s_.whitePath = v; });
     using K = Reference::Kind;
-    registers_.addInteger(reg::NUCBlackReferenceLoad, constant(0), commandSetter([this] { loadReferenceFile(K::Black); }));
-    registers_.addInteger(reg::NUCWhiteReferenceLoad, constant(0), commandSetter([this] { loadReferenceFile(K::White); }));
-    registers_.addInteger(reg::CreateBlackReference, constant(0), commandSetter([this] { createReference(K::Black); }));
-    registers_.addInteger(reg::CreateWhiteReference, constant(0), commandSetter([this] { createReference(K::White); }));
-    registers_.addInteger(reg::NUCBlackReferenceSave, constant(0), commandSetter([this] { saveReferenceFile(K::Black); }));
-    registers_.addInteger(reg::NUCWhiteReferenceSave, constant(0), commandSetter([this] { saveReferenceFile(K::White); }));
+    registers_.addInteger(reg::kNUCBlackReferenceLoad, constant(0), commandSetter([this] { loadReferenceFile(K::Black); }));
+    registers_.addInteger(reg::kNUCWhiteReferenceLoad, constant(0), commandSetter([this] { loadReferenceFile(K::White); }));
+    registers_.addInteger(reg::kCreateBlackReference, constant(0), commandSetter([this] { createReference(K::Black); }));
+    registers_.addInteger(reg::kCreateWhiteReference, constant(0), commandSetter([this] { createReference(K::White); }));
+    registers_.addInteger(reg::kNUCBlackReferenceSave, constant(0), commandSetter([this] { saveReferenceFile(K::Black); }));
+    registers_.addInteger(reg::kNUCWhiteReferenceSave, constant(0), commandSetter([this] { saveReferenceFile(K::White); }));
 }
 
 }  // namespace zevo

@@ -10,18 +10,18 @@
 
 namespace zevo {
 
-extern const unsigned char cameraXml[];
-extern const std::size_t cameraXmlSize;
+extern const unsigned char kCameraXml[];
+extern const std::size_t kCameraXmlSize;
 
 namespace {
 
-const char* const NodeKinds[] = {"Integer", "Float", "Enumeration", "Boolean", "StringReg", "Command",
+const char* const kNodeKinds[] = {"Integer", "Float", "Enumeration", "Boolean", "StringReg", "Command",
                                  "IntReg", "FloatReg", "Category"};
 
 // Position and length of the top-level node `name` (with its line end), or npos.
 std::pair<size_t, size_t> findNode(const std::string& xml, const std::string& name)
 {
-    for (const char* kind : NodeKinds) {
+    for (const char* kind : kNodeKinds) {
         const std::string open = "\n  <" + std::string(kind) + " Name=\"" + name + "\"";
         const size_t start = xml.find(open);
         if (start == std::string::npos) continue;
@@ -96,7 +96,7 @@ void describeOverride(Description& d, const std::string& url)
         d.address = std::stoull(rest.substr(first + 1, second - first - 1), nullptr, 16);
         d.size = std::stoull(rest.substr(second + 1, rest.find('?', second) - second - 1), nullptr, 16);
     } catch (const std::exception&) {
-        d.address = reg::Description;   // unreadable numbers: keep the blob where it belongs
+        d.address = reg::kDescription;   // unreadable numbers: keep the blob where it belongs
     }
 }
 
@@ -168,7 +168,7 @@ std::string keepEnumEntries(std::string xml, const std::string& enumeration, con
 
 std::string editedCameraXml(const Config& config)
 {
-    std::string xml(reinterpret_cast<const char*>(cameraXml), cameraXmlSize);
+    std::string xml(reinterpret_cast<const char*>(kCameraXml), kCameraXmlSize);
     xml = keepEnumEntries(xml, "PixelFormat", config.pixelFormats);
     for (const auto& name : config.removedFeatures) xml = removeFeature(xml, name);
     if (config.triggerSelectorReadOnly) xml = makeReadOnly(xml, "TriggerSelector");
@@ -189,7 +189,7 @@ Description buildDescription(const Config& config)
     auto blob = std::make_shared<std::vector<uint8_t>>(
         zipped ? zipSingleFile("zevo_quillon13SWIR.xml", d.xml) : std::vector<uint8_t>(d.xml.begin(), d.xml.end()));
     d.blob = blob;
-    d.address = config.descriptionAddress.value_or(reg::Description);
+    d.address = config.descriptionAddress.value_or(reg::kDescription);
     d.size = blob->size();
     const std::string schema = "?SchemaVersion=1.1.0";
     if (!config.urlOverride.empty()) {

@@ -126,7 +126,7 @@ void Interface::close(std::vector<void*>& released)
 
 InfoValue deviceInfo(const Camera& camera, const std::string& id, DEVICE_ACCESS_STATUS status, DEVICE_INFO_CMD command)
 {
-    constexpr uint64_t TicksPerSecond = 1000000000;
+    constexpr uint64_t kTicksPerSecond = 1000000000;
     switch (command) {
     case DEVICE_INFO_ID: return infoString(id);
     case DEVICE_INFO_VENDOR: return infoString(camera.identity().vendorName);
@@ -139,7 +139,7 @@ InfoValue deviceInfo(const Camera& camera, const std::string& id, DEVICE_ACCESS_
     case DEVICE_INFO_USER_DEFINED_NAME: return infoString(camera.userDefinedName());
     case DEVICE_INFO_SERIAL_NUMBER: return infoString(camera.serial());
     case DEVICE_INFO_VERSION: return infoString(camera.identity().deviceVersion);
-    case DEVICE_INFO_TIMESTAMP_FREQUENCY: return infoUInt64(TicksPerSecond);
+    case DEVICE_INFO_TIMESTAMP_FREQUENCY: return infoUInt64(kTicksPerSecond);
     default: throw GenTLError(GC_ERR_NOT_IMPLEMENTED, "unknown device info command");
     }
 }

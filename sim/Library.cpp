@@ -6,10 +6,10 @@
 namespace zevo {
 namespace {
 
-constexpr const char* ProducerVendor = "Orvanta ZEVO GmbH";
-constexpr const char* ProducerModel = "ZEVO simulated SWIR camera producer";
-constexpr const char* ProducerVersion = "1.9.0";
-constexpr const char* ProducerFileName = "ZEVO.cti";
+constexpr const char* kProducerVendor = "Orvanta ZEVO GmbH";
+constexpr const char* kProducerModel = "ZEVO simulated SWIR camera producer";
+constexpr const char* kProducerVersion = "1.9.0";
+constexpr const char* kProducerFileName = "ZEVO.cti";
 
 std::string interfaceIdOf(uint32_t index) { return "ZEVO_SIM_IF" + std::to_string(index); }
 
@@ -30,7 +30,7 @@ std::string findOwnPath()
         const uintptr_t end = std::stoull(range.substr(dash + 1), nullptr, 16);
         if (self >= start && self < end) return path;
     }
-    return ProducerFileName;
+    return kProducerFileName;
 }
 
 }  // namespace
@@ -104,11 +104,11 @@ InfoValue systemInfo(TL_INFO_CMD command)
     const std::string path = Library::instance().producerPath();
     switch (command) {
     case TL_INFO_ID: return infoString(path);
-    case TL_INFO_VENDOR: return infoString(ProducerVendor);
-    case TL_INFO_MODEL: return infoString(ProducerModel);
-    case TL_INFO_VERSION: return infoString(ProducerVersion);
+    case TL_INFO_VENDOR: return infoString(kProducerVendor);
+    case TL_INFO_MODEL: return infoString(kProducerModel);
+    case TL_INFO_VERSION: return infoString(kProducerVersion);
     case TL_INFO_TLTYPE: return infoString(TLTypeCustomName);
-    case TL_INFO_NAME: return infoString(ProducerFileName);
+    case TL_INFO_NAME: return infoString(kProducerFileName);
     case TL_INFO_PATHNAME: return infoString(path);
     case TL_INFO_DISPLAYNAME: return infoString("ZEVO simulated camera producer");
     case TL_INFO_CHAR_ENCODING: return infoInt32(TL_CHAR_ENCODING_ASCII);
@@ -123,7 +123,7 @@ InfoValue systemInfo(TL_INFO_CMD command)
 PortIdentity System::portIdentity() const
 {
     PortIdentity p = Module::portIdentity();
-    p.id = ProducerFileName;
+    p.id = kProducerFileName;
     return p;
 }
 

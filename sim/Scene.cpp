@@ -7,13 +7,13 @@
 namespace zevo {
 namespace {
 
-constexpr int VariantCount = 4;
-constexpr float Pedestal = 0.03f;        // black level kept after offset correction
-constexpr float FlatField = 0.6f;        // level of the white reference's field
-constexpr int CounterDigits = 8;
+constexpr int kVariantCount = 4;
+constexpr float kPedestal = 0.03f;        // black level kept after offset correction
+constexpr float kFlatField = 0.6f;        // level of the white reference's field
+constexpr int kCounterDigits = 8;
 
 // 5 x 7 digits, one byte per row, bit 4 = leftmost column.
-const uint8_t Glyphs[10][7] = {
+const uint8_t kGlyphs[10][7] = {
     {0x0E, 0x11, 0x13, 0x15, 0x19, 0x11, 0x0E}, {0x04, 0x0C, 0x04, 0x04, 0x04, 0x04, 0x0E},
     {0x0E, 0x11, 0x01, 0x02, 0x04, 0x08, 0x1F}, {0x1F, 0x02, 0x04, 0x02, 0x01, 0x11, 0x0E},
     {0x02, 0x06, 0x0A, 0x12, 0x1F, 0x02, 0x02}, {0x1F, 0x10, 0x1E, 0x01, 0x01, 0x11, 0x0E},
@@ -51,14 +51,14 @@ void drawNumber(const PixelWriter& out, const ImageGeometry& g, uint32_t x0, uin
 {
     const uint32_t scale = std::max(1u, std::min(g.width, g.height) / 256);
     const uint32_t bright = maxCode(*g.format);
-    char text[CounterDigits + 1];
-    for (int i = CounterDigits - 1; i >= 0; --i, value /= 10) text[i] = char('0' + value % 10);
+    char text[kCounterDigits + 1];
+    for (int i = kCounterDigits - 1; i >= 0; --i, value /= 10) text[i] = char('0' + value % 10);
     for (uint32_t y = 0; y < 9 * scale; ++y)
-        for (uint32_t x = 0; x < (6 * CounterDigits + 1) * scale; ++x) {
+        for (uint32_t x = 0; x < (6 * kCounterDigits + 1) * scale; ++x) {
             const uint32_t cx = x / scale, cy = y / scale;
             const uint32_t digit = (cx - 1) / 6, col = (cx - 1) % 6, row = cy - 1;
             const bool lit = cx >= 1 && cy >= 1 && row < 7 && col < 5 &&
-                             (Glyphs[text[digit] - '0'][row] >> (4 - col) & 1) != 0;
+                             (kGlyphs[text[digit] - '0'][row] >> (4 - col) & 1) != 0;
             out.put(x0 + x, y0 + y, lit ? bright : 0);
         }
 }
@@ -78,9 +78,9 @@ float correctedSignal(const SceneSettings& s, const SensorModel& sensor, uint32_
     const float raw = sensor.raw(x, y, s.exposureScale);
     if (s.nuc == NucMode::Off || !s.black) return raw;
     const float offset = raw - s.black->level(x, y);
-    if (s.nuc == NucMode::BlackOnly || !s.white) return offset + Pedestal;
+    if (s.nuc == NucMode::BlackOnly || !s.white) return offset + kPedestal;
     const float range = std::max(0.01f, s.white->level(x, y) - s.black->level(x, y));
-    return offset * FlatField / range + Pedestal;
+    return offset * kFlatField / range + kPedestal;
 }
 
 std::vector<uint32_t> renderCodes(const SensorModel& sensor, const SceneSettings& s)
@@ -94,8 +94,8 @@ std::vector<uint32_t> renderCodes(const SensorModel& sensor, const SceneSettings
             float sum = 0.f;
             for (uint32_t dy = 0; dy < g.binV; ++dy)
                 for (uint32_t dx = 0; dx < g.binH; ++dx)
-                    sum += correctedSignal(s, sensor, std::min(x0 + dx, SensorWidthPx - 1),
-                                           std::min(y0 + dy, SensorHeightPx - 1));
+                    sum += correctedSignal(s, sensor, std::min(x0 + dx, kSensorWidthPx - 1),
+                                           std::min(y0 + dy, kSensorHeightPx - 1));
             const float v = std::clamp(sum / float(g.binH * g.binV), 0.f, 1.f);
             codes[size_t(row) * g.width + col] = uint32_t(v * scale + 0.5f);
         }
@@ -138,7 +138,7 @@ std::shared_ptr<const SceneFrames> SceneFrames::render(const SensorModel& sensor
     std::shared_ptr<SceneFrames> frames(new SceneFrames);
     frames->settings_ = settings;
     const std::vector<uint32_t> codes = renderCodes(sensor, settings);
-    for (int v = 0; v < VariantCount; ++v)
+    for (int v = 0; v < kVariantCount; ++v)
         frames->variants_.push_back(noisyVariant(codes, *settings.geometry.format, uint32_t(v + 1)));
     return frames;
 }

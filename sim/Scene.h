@@ -13,8 +13,8 @@
 namespace zevo {
 
 struct ImageGeometry {
-    uint32_t width = SensorWidthPx;
-    uint32_t height = SensorHeightPx;
+    uint32_t width = kSensorWidthPx;
+    uint32_t height = kSensorHeightPx;
     uint32_t offsetX = 0;
     uint32_t offsetY = 0;
     uint32_t binH = 1;

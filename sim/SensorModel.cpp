@@ -7,7 +7,7 @@
 namespace zevo {
 namespace {
 
-const PixelFormatInfo PixelFormats[] = {
+const PixelFormatInfo kPixelFormats[] = {
     {"Mono8", 0x01080001, 8, false},       {"Mono10", 0x01100003, 10, false},
     {"Mono12", 0x01100005, 12, false},     {"Mono14", 0x01100025, 14, false},
     {"Mono16", 0x01100007, 16, false},     {"Mono10msb", 0x81100003, 10, true},
@@ -31,9 +31,9 @@ float smoothStep(float edge0, float edge1, float x)
     return t * t * (3.f - 2.f * t);
 }
 
-constexpr char Magic[8] = {'Z', 'V', 'N', 'U', 'C', 'R', 'E', 'F'};
-constexpr uint32_t FormatVersion = 1;
-constexpr size_t HeaderSize = 32;
+constexpr char kMagic[8] = {'Z', 'V', 'N', 'U', 'C', 'R', 'E', 'F'};
+constexpr uint32_t kFormatVersion = 1;
+constexpr size_t kHeaderSize = 32;
 
 void put32(std::vector<char>& out, uint32_t v)
 {
@@ -51,14 +51,14 @@ uint32_t get32(const std::vector<char>& in, size_t at)
 
 const PixelFormatInfo* findPixelFormat(uint64_t pfnc)
 {
-    for (const auto& f : PixelFormats)
+    for (const auto& f : kPixelFormats)
         if (f.pfnc == pfnc) return &f;
     return nullptr;
 }
 
 const PixelFormatInfo* findPixelFormat(const std::string& name)
 {
-    for (const auto& f : PixelFormats)
+    for (const auto& f : kPixelFormats)
         if (name == f.name) return &f;
     return nullptr;
 }
@@ -103,17 +103,17 @@ Reference captureReference(const SensorModel& sensor, Reference::Kind kind, uint
 {
     Reference r;
     r.kind = kind;
-    r.width = SensorWidthPx;
-    r.height = SensorHeightPx;
+    r.width = kSensorWidthPx;
+    r.height = kSensorHeightPx;
     r.bits = bits;
     r.serial = serial;
     r.codes.resize(size_t(r.width) * r.height);
     const float maxCode = float((1u << bits) - 1);
-    constexpr float FlatField = 0.6f;
+    constexpr float kFlatField = 0.6f;
     for (uint32_t y = 0; y < r.height; ++y)
         for (uint32_t x = 0; x < r.width; ++x) {
             float level = sensor.darkLevel(x, y);
-            if (kind == Reference::White) level += sensor.gain(x, y) * FlatField;
+            if (kind == Reference::White) level += sensor.gain(x, y) * kFlatField;
             r.codes[size_t(y) * r.width + x] = uint16_t(std::fmin(level, 1.f) * maxCode + 0.5f);
         }
     return r;
@@ -121,13 +121,13 @@ Reference captureReference(const SensorModel& sensor, Reference::Kind kind, uint
 
 void saveReference(const Reference& reference, const std::string& path)
 {
-    std::vector<char> bytes(Magic, Magic + sizeof(Magic));
-    for (uint32_t v : {FormatVersion, uint32_t(reference.kind), reference.width, reference.height, reference.bits,
+    std::vector<char> bytes(kMagic, kMagic + sizeof(kMagic));
+    for (uint32_t v : {kFormatVersion, uint32_t(reference.kind), reference.width, reference.height, reference.bits,
                        reference.serial})
         put32(bytes, v);
     const size_t dataBytes = reference.codes.size() * sizeof(uint16_t);
-    bytes.resize(HeaderSize + dataBytes);
-    std::memcpy(bytes.data() + HeaderSize, reference.codes.data(), dataBytes);
+    bytes.resize(kHeaderSize + dataBytes);
+    std::memcpy(bytes.data() + kHeaderSize, reference.codes.data(), dataBytes);
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     out.write(bytes.data(), std::streamsize(bytes.size()));
     if (!out) throw GenTLError(GC_ERR_IO, "cannot write the reference file");
@@ -138,8 +138,8 @@ Reference loadReference(const std::string& path)
     std::ifstream in(path, std::ios::binary);
     if (!in) throw GenTLError(GC_ERR_IO, "cannot read the reference file");
     std::vector<char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    require(bytes.size() >= HeaderSize && std::memcmp(bytes.data(), Magic, sizeof(Magic)) == 0 &&
-                get32(bytes, 8) == FormatVersion,
+    require(bytes.size() >= kHeaderSize && std::memcmp(bytes.data(), kMagic, sizeof(kMagic)) == 0 &&
+                get32(bytes, 8) == kFormatVersion,
             GC_ERR_INVALID_VALUE, "not a reference file");
     Reference r;
     r.kind = Reference::Kind(get32(bytes, 12));
@@ -147,11 +147,11 @@ Reference loadReference(const std::string& path)
     r.height = get32(bytes, 20);
     r.bits = get32(bytes, 24);
     r.serial = get32(bytes, 28);
-    require(r.width == SensorWidthPx && r.height == SensorHeightPx && r.bits >= 8 && r.bits <= 16 &&
-                bytes.size() == HeaderSize + size_t(r.width) * r.height * 2,
+    require(r.width == kSensorWidthPx && r.height == kSensorHeightPx && r.bits >= 8 && r.bits <= 16 &&
+                bytes.size() == kHeaderSize + size_t(r.width) * r.height * 2,
             GC_ERR_INVALID_VALUE, "reference does not fit this sensor");
     r.codes.resize(size_t(r.width) * r.height);
-    std::memcpy(r.codes.data(), bytes.data() + HeaderSize, r.codes.size() * 2);
+    std::memcpy(r.codes.data(), bytes.data() + kHeaderSize, r.codes.size() * 2);
     return r;
 }
 

@@ -11,8 +11,8 @@
 
 namespace zevo {
 
-constexpr uint32_t SensorWidthPx = 1296;
-constexpr uint32_t SensorHeightPx = 1032;
+constexpr uint32_t kSensorWidthPx = 1296;
+constexpr uint32_t kSensorHeightPx = 1032;
 
 struct PixelFormatInfo {
     const char* name;
@@ -36,7 +36,7 @@ public:
     // The raw sensor signal for a relative exposure (1 = nominal), before clipping.
     float raw(uint32_t x, uint32_t y, float exposureScale) const
     {
-        return darkLevel(x, y) + gain(x, y) * sceneRadiance(float(x) / SensorWidthPx, float(y) / SensorHeightPx) * exposureScale;
+        return darkLevel(x, y) + gain(x, y) * sceneRadiance(float(x) / kSensorWidthPx, float(y) / kSensorHeightPx) * exposureScale;
     }
 
 private:

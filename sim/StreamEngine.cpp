@@ -14,7 +14,7 @@ namespace zevo {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-constexpr auto PollSlice = std::chrono::milliseconds(10);
+constexpr auto kPollSlice = std::chrono::milliseconds(10);
 
 Clock::duration period(const AcquisitionSnapshot& s)
 {
@@ -76,7 +76,7 @@ bool Stream::waitForFrame(FrameClock& clock, AcquisitionSnapshot& snapshot)
         const auto due = silent ? std::nullopt : clock.due(snapshot, now);
         if (due && *due <= now) return true;
         if (stopRequested_) return false;
-        changed_.wait_until(lock, due ? std::min(*due, now + PollSlice) : now + PollSlice);
+        changed_.wait_until(lock, due ? std::min(*due, now + kPollSlice) : now + kPollSlice);
         if (stopRequested_) return false;
     }
 }
@@ -98,7 +98,7 @@ BufferModule* Stream::takeInputBuffer(bool waitForOne)
             ++underrun_;
             return nullptr;
         }
-        changed_.wait_for(lock, PollSlice);
+        changed_.wait_for(lock, kPollSlice);
     }
 }
 

@@ -6,25 +6,25 @@
 namespace zevo {
 namespace {
 
-constexpr double SelfHeating = 9.0;      // sensor above ambient without cooling
-constexpr double HousingRise = 6.5;      // humidity sensor board above ambient
-constexpr double BackendRise = 14.0;     // processing board above ambient, fan running
-constexpr double FanOffRise = 9.0;       // extra rise of the boards without the fan
-constexpr double DefaultSetPoint = 15.0;
+constexpr double kSelfHeating = 9.0;      // sensor above ambient without cooling
+constexpr double kHousingRise = 6.5;      // humidity sensor board above ambient
+constexpr double kBackendRise = 14.0;     // processing board above ambient, fan running
+constexpr double kFanOffRise = 9.0;       // extra rise of the boards without the fan
+constexpr double kDefaultSetPoint = 15.0;
 
 double seconds(Thermal::Clock::duration d) { return std::chrono::duration<double>(d).count(); }
 
 }  // namespace
 
 Thermal::Thermal(const Config& config)
-    : config_(config), setPoint_(DefaultSetPoint), startTemperature_(config.ambientTemperature),
+    : config_(config), setPoint_(kDefaultSetPoint), startTemperature_(config.ambientTemperature),
       since_(Clock::now()), born_(since_)
 {
 }
 
 double Thermal::target() const
 {
-    if (!automatic_) return config_.ambientTemperature + SelfHeating;
+    if (!automatic_) return config_.ambientTemperature + kSelfHeating;
     return std::max(setPoint_, config_.ambientTemperature - config_.coolingMaxDelta);
 }
 
@@ -58,11 +58,11 @@ double Thermal::temperature(const std::string& name, Clock::time_point now) cons
 {
     const auto fixed = config_.fixedTemperatures.find(name);
     if (fixed != config_.fixedTemperatures.end()) return fixed->second;
-    const double boards = fanOn_ ? 0.0 : FanOffRise;
+    const double boards = fanOn_ ? 0.0 : kFanOffRise;
     if (name == "Img-Sen") return sensorTemperature(now);
-    if (name == "Hum-Sen") return config_.ambientTemperature + HousingRise + boards / 2 + wobble(now, 37, 0.1);
-    if (name == "Backend") return config_.ambientTemperature + BackendRise + boards + wobble(now, 23, 0.2);
-    if (name == "Power") return config_.ambientTemperature + BackendRise + 4.0 + boards;
+    if (name == "Hum-Sen") return config_.ambientTemperature + kHousingRise + boards / 2 + wobble(now, 37, 0.1);
+    if (name == "Backend") return config_.ambientTemperature + kBackendRise + boards + wobble(now, 23, 0.2);
+    if (name == "Power") return config_.ambientTemperature + kBackendRise + 4.0 + boards;
     return config_.ambientTemperature + wobble(now, 41, 0.1);
 }
 

@@ -6,13 +6,13 @@
 namespace zevo {
 namespace {
 
-constexpr uint32_t LocalHeaderSignature = 0x04034b50;
-constexpr uint32_t CentralHeaderSignature = 0x02014b50;
-constexpr uint32_t EndOfCentralSignature = 0x06054b50;
-constexpr uint16_t VersionNeeded = 20;    // 2.0: deflate
-constexpr uint16_t MethodDeflate = 8;
-constexpr uint16_t DosTime = 0;           // 00:00:00
-constexpr uint16_t DosDate = (44 << 9) | (1 << 5) | 1;   // 2024-01-01
+constexpr uint32_t kLocalHeaderSignature = 0x04034b50;
+constexpr uint32_t kCentralHeaderSignature = 0x02014b50;
+constexpr uint32_t kEndOfCentralSignature = 0x06054b50;
+constexpr uint16_t kVersionNeeded = 20;    // 2.0: deflate
+constexpr uint16_t kMethodDeflate = 8;
+constexpr uint16_t kDosTime = 0;           // 00:00:00
+constexpr uint16_t kDosDate = (44 << 9) | (1 << 5) | 1;   // 2024-01-01
 
 void put16(std::vector<uint8_t>& out, uint16_t v)
 {
@@ -54,11 +54,11 @@ struct Entry {
 // The part that the local and the central header share, from "version needed" on.
 void putCommonHeader(std::vector<uint8_t>& out, const Entry& e)
 {
-    put16(out, VersionNeeded);
+    put16(out, kVersionNeeded);
     put16(out, 0);              // flags
-    put16(out, MethodDeflate);
-    put16(out, DosTime);
-    put16(out, DosDate);
+    put16(out, kMethodDeflate);
+    put16(out, kDosTime);
+    put16(out, kDosDate);
     put32(out, e.crc);
     put32(out, e.compressedSize);
     put32(out, e.size);
@@ -75,14 +75,14 @@ std::vector<uint8_t> zipSingleFile(const std::string& fileName, const std::strin
                   uint32_t(crc32(0L, reinterpret_cast<const Bytef*>(content.data()), uInt(content.size()))),
                   uint32_t(data.size()), uint32_t(content.size())};
     std::vector<uint8_t> out;
-    put32(out, LocalHeaderSignature);
+    put32(out, kLocalHeaderSignature);
     putCommonHeader(out, e);
     out.insert(out.end(), e.name.begin(), e.name.end());
     out.insert(out.end(), data.begin(), data.end());
 
     const uint32_t centralOffset = uint32_t(out.size());
-    put32(out, CentralHeaderSignature);
-    put16(out, VersionNeeded);  // version made by
+    put32(out, kCentralHeaderSignature);
+    put16(out, kVersionNeeded);  // version made by
     putCommonHeader(out, e);
     put16(out, 0);              // comment length
     put16(out, 0);              // disk number
@@ -92,7 +92,7 @@ std::vector<uint8_t> zipSingleFile(const std::string& fileName, const std::strin
     out.insert(out.end(), e.name.begin(), e.name.end());
     const uint32_t centralSize = uint32_t(out.size()) - centralOffset;
 
-    put32(out, EndOfCentralSignature);
+    put32(out, kEndOfCentralSignature);
     put16(out, 0);              // this disk
     put16(out, 0);              // disk with the central directory
     put16(out, 1);              // entries on this disk

@@ -183,28 +183,28 @@ TEST_F(SimDescription, EveryNamedFeatureReadsBackWhatTheProducerHolds)
 {
     ASSERT_NE(gc, nullptr) << "Aravis refused the description";
     struct Int { const char* name; uint64_t address; };
-    for (const Int& f : {Int{"SensorWidth", reg::SensorWidth}, Int{"SensorHeight", reg::SensorHeight},
-                         Int{"WidthMax", reg::WidthMax}, Int{"HeightMax", reg::HeightMax}, Int{"Width", reg::Width},
-                         Int{"Height", reg::Height}, Int{"OffsetX", reg::OffsetX}, Int{"OffsetY", reg::OffsetY},
-                         Int{"BinningHorizontal", reg::BinningHorizontal}, Int{"BinningVertical", reg::BinningVertical},
-                         Int{"PayloadSize", reg::PayloadSize}, Int{"TLParamsLocked", reg::TLParamsLocked},
-                         Int{"AcquisitionBurstFrameCount", reg::AcquisitionBurstFrameCount},
-                         Int{"TempSensorId", reg::TempSensorBlock}, Int{"PressureSensorId", reg::PressureSensorBlock}})
+    for (const Int& f : {Int{"SensorWidth", reg::kSensorWidth}, Int{"SensorHeight", reg::kSensorHeight},
+                         Int{"WidthMax", reg::kWidthMax}, Int{"HeightMax", reg::kHeightMax}, Int{"Width", reg::kWidth},
+                         Int{"Height", reg::kHeight}, Int{"OffsetX", reg::kOffsetX}, Int{"OffsetY", reg::kOffsetY},
+                         Int{"BinningHorizontal", reg::kBinningHorizontal}, Int{"BinningVertical", reg::kBinningVertical},
+                         Int{"PayloadSize", reg::kPayloadSize}, Int{"TLParamsLocked", reg::kTLParamsLocked},
+                         Int{"AcquisitionBurstFrameCount", reg::kAcquisitionBurstFrameCount},
+                         Int{"TempSensorId", reg::kTempSensorBlock}, Int{"PressureSensorId", reg::kPressureSensorBlock}})
         EXPECT_EQ(integer(f.name), s.readInt(f.address)) << f.name;
     EXPECT_EQ(integer("SensorWidth"), 1296);
     EXPECT_EQ(integer("SensorHeight"), 1032);
 
     struct Text { const char* name; uint64_t address; std::string expected; };
-    for (const Text& f : {Text{"DeviceVendorName", reg::DeviceVendorName, "Orvanta ZEVO GmbH"},
-                          Text{"DeviceModelName", reg::DeviceModelName, "zevo.quillon 1.3 SWIR"},
-                          Text{"DeviceFamilyName", reg::DeviceFamilyName, "zevo.quillon"},
-                          Text{"DeviceVersion", reg::DeviceVersion, "3"},
-                          Text{"DeviceFirmwareVersion", reg::DeviceFirmwareVersion, "2.4.17"},
-                          Text{"DeviceSerialNumber", reg::DeviceSerialNumber, "3101"},
-                          Text{"MaterialNumber", reg::MaterialNumber, s.readString(reg::MaterialNumber)},
-                          Text{"TempSensorName", reg::TempSensorBlock + reg::SensorNameOffset, "Img-Sen"}}) {
+    for (const Text& f : {Text{"DeviceVendorName", reg::kDeviceVendorName, "Orvanta ZEVO GmbH"},
+                          Text{"DeviceModelName", reg::kDeviceModelName, "zevo.quillon 1.3 SWIR"},
+                          Text{"DeviceFamilyName", reg::kDeviceFamilyName, "zevo.quillon"},
+                          Text{"DeviceVersion", reg::kDeviceVersion, "3"},
+                          Text{"DeviceFirmwareVersion", reg::kDeviceFirmwareVersion, "2.4.17"},
+                          Text{"DeviceSerialNumber", reg::kDeviceSerialNumber, "3101"},
+                          Text{"MaterialNumber", reg::kMaterialNumber, s.readString(reg::kMaterialNumber)},
+                          Text{"TempSensorName", reg::kTempSensorBlock + reg::kSensorNameOffset, "Img-Sen"}}) {
         EXPECT_EQ(text(f.name), f.expected) << f.name;
-        EXPECT_EQ(s.readString(f.address, f.name == std::string("TempSensorName") ? reg::SensorNameLength : reg::StringLength),
+        EXPECT_EQ(s.readString(f.address, f.name == std::string("TempSensorName") ? reg::kSensorNameLength : reg::kStringLength),
                   f.expected);
     }
 
@@ -220,19 +220,19 @@ TEST_F(SimDescription, EveryNamedFeatureReadsBackWhatTheProducerHolds)
                           Enum{"ZEVOTimestamp", "Off"}, Enum{"BalanceWhiteAuto", "Off"}})
         EXPECT_EQ(symbol(f.name), f.expected) << f.name;
 
-    EXPECT_DOUBLE_EQ(number("ExposureTime"), s.readFloat(reg::ExposureTime));
-    EXPECT_DOUBLE_EQ(number("AcquisitionFrameRate"), s.readFloat(reg::AcquisitionFrameRate));
-    EXPECT_DOUBLE_EQ(number("CoolingAutomaticValue"), s.readFloat(reg::CoolingAutomaticValue));
+    EXPECT_DOUBLE_EQ(number("ExposureTime"), s.readFloat(reg::kExposureTime));
+    EXPECT_DOUBLE_EQ(number("AcquisitionFrameRate"), s.readFloat(reg::kAcquisitionFrameRate));
+    EXPECT_DOUBLE_EQ(number("CoolingAutomaticValue"), s.readFloat(reg::kCoolingAutomaticValue));
     EXPECT_DOUBLE_EQ(number("SensorPixelWidth"), 5.0);
-    EXPECT_NEAR(number("DeviceTemperature"), s.readFloat(reg::DeviceTemperature), 0.5);
-    EXPECT_EQ(flag("AcquisitionFrameRateEnable"), s.readInt(reg::AcquisitionFrameRateEnable) != 0);
+    EXPECT_NEAR(number("DeviceTemperature"), s.readFloat(reg::kDeviceTemperature), 0.5);
+    EXPECT_EQ(flag("AcquisitionFrameRateEnable"), s.readInt(reg::kAcquisitionFrameRateEnable) != 0);
     EXPECT_EQ(flag("CoolingWarning"), false);
 
     GError* error = nullptr;
     EXPECT_DOUBLE_EQ(arv_gc_float_get_min(ARV_GC_FLOAT(node("ExposureTime")), &error), 10.0);
     EXPECT_DOUBLE_EQ(arv_gc_float_get_max(ARV_GC_FLOAT(node("ExposureTime")), &error), 1000000.0);
     EXPECT_DOUBLE_EQ(arv_gc_float_get_max(ARV_GC_FLOAT(node("AcquisitionFrameRate")), &error),
-                     s.readFloat(reg::AcquisitionFrameRateMax));
+                     s.readFloat(reg::kAcquisitionFrameRateMax));
     EXPECT_DOUBLE_EQ(arv_gc_float_get_min(ARV_GC_FLOAT(node("CoolingAutomaticValue")), &error), -20.0);
     EXPECT_EQ(arv_gc_integer_get_inc(ARV_GC_INTEGER(node("Width")), &error), 8);
     EXPECT_EQ(error, nullptr);
@@ -242,14 +242,14 @@ TEST_F(SimDescription, WritesThroughTheEngineReachTheCameraAndItsDependentFeatur
 {
     ASSERT_NE(gc, nullptr);
     EXPECT_TRUE(ok([&](GError** e) { arv_gc_integer_set_value(ARV_GC_INTEGER(node("Width")), 640, e); }));
-    EXPECT_EQ(s.readInt(reg::Width), 640);
+    EXPECT_EQ(s.readInt(reg::kWidth), 640);
     EXPECT_EQ(arv_gc_integer_get_max(ARV_GC_INTEGER(node("OffsetX")), nullptr), 1296 - 640);
     EXPECT_TRUE(ok([&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("PixelFormat")), "Mono8", e); }));
     EXPECT_EQ(symbol("PixelSize"), "Bpp8");
     EXPECT_EQ(integer("PayloadSize"), 640 * 1032);
     EXPECT_TRUE(ok([&](GError** e) { arv_gc_integer_set_value(ARV_GC_INTEGER(node("TLParamsLocked")), 1, e); }));
     EXPECT_FALSE(ok([&](GError** e) { arv_gc_integer_set_value(ARV_GC_INTEGER(node("Width")), 320, e); }));
-    EXPECT_EQ(s.readInt(reg::Width), 640);
+    EXPECT_EQ(s.readInt(reg::kWidth), 640);
 
     // Selectors switch what their selected features show.
     EXPECT_TRUE(ok([&](GError** e) { arv_gc_integer_set_value(ARV_GC_INTEGER(node("TempSensorId")), 1, e); }));
@@ -319,7 +319,7 @@ TEST_F(SimDescription, CorrectionReferencesAreCreatedSavedLoadedAndUnlockTheirMo
         EXPECT_TRUE(run("NUCWhiteReferenceLoad"));
         EXPECT_EQ(availableEntries("NUCMode"), (std::set<std::string>{"Off", "BlackReferenceOnly", "Both"}));
         EXPECT_TRUE(ok([&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("NUCMode")), "Both", e); }));
-        EXPECT_EQ(fresh.readInt(reg::NUCMode), 2);
+        EXPECT_EQ(fresh.readInt(reg::kNUCMode), 2);
     }
     s.gc.GCInitLib();   // the fixture's session closes the library once more
 }

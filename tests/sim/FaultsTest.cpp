@@ -100,7 +100,7 @@ TEST(SimFaults, StreamFaultsHitTheConfiguredCalls)
     EVENT_HANDLE event = nullptr;
     ASSERT_EQ(s.gc.GCRegisterEvent(s.ds, EVENT_NEW_BUFFER, &event), GC_ERR_SUCCESS);
     ASSERT_EQ(s.gc.DSStartAcquisition(s.ds, ACQ_START_FLAGS_DEFAULT, GENTL_INFINITE), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.execute(reg::AcquisitionStart), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.execute(reg::kAcquisitionStart), GC_ERR_SUCCESS);
     std::vector<GC_ERROR> waits, queues;
     std::vector<bool> baseIsNull;
     for (int i = 0; i < 4; ++i) {
@@ -148,11 +148,11 @@ TEST(SimFaults, DescriptionUrlsAndShortReadsAreServedAsConfigured)
         ASSERT_EQ(s.gc.GCGetPortURLInfo(s.port, 0, URL_INFO_FILE_SIZE, &type, &size, &n), GC_ERR_SUCCESS);
         std::string xml(size, '\0');
         n = size;
-        ASSERT_EQ(s.gc.GCReadPort(s.port, reg::Description, xml.data(), &n), GC_ERR_SUCCESS);
+        ASSERT_EQ(s.gc.GCReadPort(s.port, reg::kDescription, xml.data(), &n), GC_ERR_SUCCESS);
         EXPECT_EQ(n, size - 10);
         EXPECT_EQ(xml.rfind("<?xml", 0), 0u);
         n = 8;
-        EXPECT_EQ(s.gc.GCReadPort(s.port, reg::Width, &size, &n), GC_ERR_SUCCESS);
+        EXPECT_EQ(s.gc.GCReadPort(s.port, reg::kWidth, &size, &n), GC_ERR_SUCCESS);
         EXPECT_EQ(n, 8u);   // registers outside the description read whole
     }
     Session s("url_info = 0\n", Session::ToDevice);
@@ -180,15 +180,15 @@ TEST(SimFaults, DescriptionVariantsAndIdentityOverrides)
     EXPECT_EQ(xml.find("EnumEntry Name=\"Mono12\""), std::string::npos);
     EXPECT_NE(xml.find("EnumEntry Name=\"Mono16msb\""), std::string::npos);
     EXPECT_NE(xml.find("<ImposedAccessMode>RO</ImposedAccessMode>\n    <pSelected>TriggerMode"), std::string::npos);
-    EXPECT_EQ(s.writeInt(reg::TriggerSelector, 1), GC_ERR_ACCESS_DENIED);
+    EXPECT_EQ(s.writeInt(reg::kTriggerSelector, 1), GC_ERR_ACCESS_DENIED);
 
-    EXPECT_EQ(s.readString(reg::DeviceVersion), "AB");
-    EXPECT_EQ(s.readString(reg::DeviceModelName), fiftyChars);
-    ASSERT_EQ(s.writeInt(reg::TempSensorBlock, 2), GC_ERR_SUCCESS);
-    EXPECT_EQ(s.readString(reg::TempSensorBlock + reg::SensorNameOffset, reg::SensorNameLength), "Backend");
-    EXPECT_DOUBLE_EQ(s.readFloat(reg::TempSensorBlock + reg::SensorValueOffset), 61.5);
-    EXPECT_EQ(s.readInt(reg::CoolingWarning), 1);
-    EXPECT_EQ(s.readInt(reg::PixelFormat), 0x01080001);   // the first offered format
+    EXPECT_EQ(s.readString(reg::kDeviceVersion), "AB");
+    EXPECT_EQ(s.readString(reg::kDeviceModelName), fiftyChars);
+    ASSERT_EQ(s.writeInt(reg::kTempSensorBlock, 2), GC_ERR_SUCCESS);
+    EXPECT_EQ(s.readString(reg::kTempSensorBlock + reg::kSensorNameOffset, reg::kSensorNameLength), "Backend");
+    EXPECT_DOUBLE_EQ(s.readFloat(reg::kTempSensorBlock + reg::kSensorValueOffset), 61.5);
+    EXPECT_EQ(s.readInt(reg::kCoolingWarning), 1);
+    EXPECT_EQ(s.readInt(reg::kPixelFormat), 0x01080001);   // the first offered format
 }
 
 }  // namespace

@@ -130,7 +130,7 @@ struct Session {
         EXPECT_EQ(gc.GCReadPort(port, address, &v, &n), GC_ERR_SUCCESS);
         return v;
     }
-    std::string readString(uint64_t address, size_t length = reg::StringLength) const
+    std::string readString(uint64_t address, size_t length = reg::kStringLength) const
     {
         std::vector<char> v(length + 1, 0);
         size_t n = length;

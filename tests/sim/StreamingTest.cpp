@@ -33,7 +33,7 @@ struct Acquisition {
     void start(uint64_t count = GENTL_INFINITE)
     {
         ASSERT_EQ(s.gc.DSStartAcquisition(s.ds, ACQ_START_FLAGS_DEFAULT, count), GC_ERR_SUCCESS);
-        ASSERT_EQ(s.execute(reg::AcquisitionStart), GC_ERR_SUCCESS);
+        ASSERT_EQ(s.execute(reg::kAcquisitionStart), GC_ERR_SUCCESS);
     }
 
     // The next delivered buffer, or null with the GenTL code in `rc`.
@@ -53,7 +53,7 @@ struct Acquisition {
 TEST(SimStreaming, ThousandFramesArriveOnceInOrderWithRightSizeAndRisingTimestamps)
 {
     Session s("unlimited_frame_rate = 1\n");
-    ASSERT_EQ(s.writeInt(reg::PixelFormat, Mono16), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.writeInt(reg::kPixelFormat, Mono16), GC_ERR_SUCCESS);
     const size_t payload = s.streamInfo<size_t>(STREAM_INFO_PAYLOAD_SIZE);
     EXPECT_EQ(payload, size_t(1296) * 1032 * 2);
     Acquisition a(s, 8);
@@ -158,27 +158,27 @@ TEST(SimStreaming, RevokeIsRefusedWhileQueuedAndEveryFlushMovesTheRightBuffers)
 TEST(SimStreaming, SoftwareTriggerGivesOneFrameAndBurstTriggerGivesTheBurst)
 {
     Session s;
-    ASSERT_EQ(s.writeInt(reg::Width, 64), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.writeInt(reg::Height, 32), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.writeFloat(reg::ExposureTime, 100.0), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.writeInt(reg::AcquisitionFrameRateEnable, 0), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.writeInt(reg::TriggerSelector, 0), GC_ERR_SUCCESS);   // FrameStart
-    ASSERT_EQ(s.writeInt(reg::TriggerMode, 1), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.writeInt(reg::TriggerSource, 0), GC_ERR_SUCCESS);     // Software
+    ASSERT_EQ(s.writeInt(reg::kWidth, 64), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.writeInt(reg::kHeight, 32), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.writeFloat(reg::kExposureTime, 100.0), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.writeInt(reg::kAcquisitionFrameRateEnable, 0), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.writeInt(reg::kTriggerSelector, 0), GC_ERR_SUCCESS);   // FrameStart
+    ASSERT_EQ(s.writeInt(reg::kTriggerMode, 1), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.writeInt(reg::kTriggerSource, 0), GC_ERR_SUCCESS);     // Software
     Acquisition a(s, 8);
     a.start();
     GC_ERROR rc = 0;
     EXPECT_EQ(a.next(100, &rc), nullptr);
     EXPECT_EQ(rc, GC_ERR_TIMEOUT);
-    ASSERT_EQ(s.execute(reg::TriggerSoftware), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.execute(reg::kTriggerSoftware), GC_ERR_SUCCESS);
     EXPECT_NE(a.next(2000, &rc), nullptr);
     EXPECT_EQ(a.next(100, &rc), nullptr);
 
-    ASSERT_EQ(s.writeInt(reg::TriggerMode, 0), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.writeInt(reg::TriggerSelector, 1), GC_ERR_SUCCESS);   // FrameBurstStart
-    ASSERT_EQ(s.writeInt(reg::TriggerMode, 1), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.writeInt(reg::AcquisitionBurstFrameCount, 3), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.execute(reg::TriggerSoftware), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.writeInt(reg::kTriggerMode, 0), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.writeInt(reg::kTriggerSelector, 1), GC_ERR_SUCCESS);   // FrameBurstStart
+    ASSERT_EQ(s.writeInt(reg::kTriggerMode, 1), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.writeInt(reg::kAcquisitionBurstFrameCount, 3), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.execute(reg::kTriggerSoftware), GC_ERR_SUCCESS);
     for (int i = 0; i < 3; ++i) EXPECT_NE(a.next(2000, &rc), nullptr) << "burst frame " << i;
     EXPECT_EQ(a.next(100, &rc), nullptr);
     EXPECT_EQ(rc, GC_ERR_TIMEOUT);
@@ -205,19 +205,19 @@ TEST(SimStreaming, StopsByItselfAfterTheRequestedNumberOfBuffers)
 TEST(SimStreaming, ImagesFitFormatGeometryAndBitDepth)
 {
     Session s("unlimited_frame_rate = 1\npixel_formats = Mono8, Mono12, Mono16, Mono12msb\n");
-    ASSERT_EQ(s.writeInt(reg::BinningHorizontal, 2), GC_ERR_SUCCESS);
-    EXPECT_EQ(s.readInt(reg::WidthMax), 648);
-    EXPECT_EQ(s.readInt(reg::Width), 648);
-    ASSERT_EQ(s.writeInt(reg::Height, 512), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.writeInt(reg::OffsetY, 100), GC_ERR_SUCCESS);
-    EXPECT_EQ(s.writeInt(reg::OffsetY, 101), GC_ERR_INVALID_VALUE);   // increment 4
-    EXPECT_EQ(s.writeInt(reg::PixelFormat, 0x01100003), GC_ERR_INVALID_VALUE);   // Mono10 not offered
+    ASSERT_EQ(s.writeInt(reg::kBinningHorizontal, 2), GC_ERR_SUCCESS);
+    EXPECT_EQ(s.readInt(reg::kWidthMax), 648);
+    EXPECT_EQ(s.readInt(reg::kWidth), 648);
+    ASSERT_EQ(s.writeInt(reg::kHeight, 512), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.writeInt(reg::kOffsetY, 100), GC_ERR_SUCCESS);
+    EXPECT_EQ(s.writeInt(reg::kOffsetY, 101), GC_ERR_INVALID_VALUE);   // increment 4
+    EXPECT_EQ(s.writeInt(reg::kPixelFormat, 0x01100003), GC_ERR_INVALID_VALUE);   // Mono10 not offered
     for (const auto& [format, bits, bpp, msb] : {std::tuple{Mono8, 8, 1, false}, std::tuple{Mono12, 12, 2, false},
                                                  std::tuple{Mono16, 16, 2, false}, std::tuple{Mono12msb, 12, 2, true}}) {
-        ASSERT_EQ(s.writeInt(reg::PixelFormat, format), GC_ERR_SUCCESS);
-        EXPECT_EQ(s.readInt(reg::PixelSize), bits);
+        ASSERT_EQ(s.writeInt(reg::kPixelFormat, format), GC_ERR_SUCCESS);
+        EXPECT_EQ(s.readInt(reg::kPixelSize), bits);
         const size_t payload = size_t(648) * 512 * bpp;
-        ASSERT_EQ(size_t(s.readInt(reg::PayloadSize)), payload);
+        ASSERT_EQ(size_t(s.readInt(reg::kPayloadSize)), payload);
         Acquisition a(s, 2);
         a.start();
         const BUFFER_HANDLE b = a.next(3000);
@@ -242,11 +242,11 @@ TEST(SimStreaming, ImagesFitFormatGeometryAndBitDepth)
         ASSERT_EQ(s.gc.GCUnregisterEvent(s.ds, EVENT_NEW_BUFFER), GC_ERR_SUCCESS);
     }
     // While the host holds the transport lock, geometry and format stay as they are.
-    ASSERT_EQ(s.writeInt(reg::TLParamsLocked, 1), GC_ERR_SUCCESS);
-    EXPECT_EQ(s.writeInt(reg::Width, 320), GC_ERR_ACCESS_DENIED);
-    EXPECT_EQ(s.writeInt(reg::PixelFormat, Mono8), GC_ERR_ACCESS_DENIED);
-    ASSERT_EQ(s.writeInt(reg::TLParamsLocked, 0), GC_ERR_SUCCESS);
-    EXPECT_EQ(s.writeInt(reg::Width, 320), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.writeInt(reg::kTLParamsLocked, 1), GC_ERR_SUCCESS);
+    EXPECT_EQ(s.writeInt(reg::kWidth, 320), GC_ERR_ACCESS_DENIED);
+    EXPECT_EQ(s.writeInt(reg::kPixelFormat, Mono8), GC_ERR_ACCESS_DENIED);
+    ASSERT_EQ(s.writeInt(reg::kTLParamsLocked, 0), GC_ERR_SUCCESS);
+    EXPECT_EQ(s.writeInt(reg::kWidth, 320), GC_ERR_SUCCESS);
 }
 
 TEST(SimStreaming, ATooSmallBufferIsDeliveredIncomplete)
@@ -266,10 +266,10 @@ TEST(SimStreaming, ATooSmallBufferIsDeliveredIncomplete)
 TEST(SimStreaming, FramesComeAtTheConfiguredRateAndFramesWithoutBuffersAreCountedLost)
 {
     Session s;
-    ASSERT_EQ(s.writeInt(reg::Height, 64), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.writeFloat(reg::ExposureTime, 1000.0), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.writeFloat(reg::AcquisitionFrameRate, 50.0), GC_ERR_SUCCESS);
-    EXPECT_GT(s.readFloat(reg::AcquisitionFrameRateMax), 125.0);   // a small region reads out faster
+    ASSERT_EQ(s.writeInt(reg::kHeight, 64), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.writeFloat(reg::kExposureTime, 1000.0), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.writeFloat(reg::kAcquisitionFrameRate, 50.0), GC_ERR_SUCCESS);
+    EXPECT_GT(s.readFloat(reg::kAcquisitionFrameRateMax), 125.0);   // a small region reads out faster
     Acquisition a(s, 1);
     a.start();
     const auto begin = std::chrono::steady_clock::now();

@@ -85,7 +85,7 @@ TEST(SimTree, WalksSystemInterfaceDeviceStreamWithConsistentInformation)
     // Closing the device frees it for the next open; its handles die with it.
     EXPECT_EQ(s.gc.DevClose(s.dev), GC_ERR_SUCCESS);
     EXPECT_EQ(accessStatus(s, false), DEVICE_ACCESS_STATUS_READWRITE);
-    EXPECT_EQ(s.gc.GCReadPort(s.port, reg::Width, &major, &size), GC_ERR_INVALID_HANDLE);
+    EXPECT_EQ(s.gc.GCReadPort(s.port, reg::kWidth, &major, &size), GC_ERR_INVALID_HANDLE);
     EXPECT_EQ(s.gc.IFOpenDevice(s.iface, s.deviceId.c_str(), DEVICE_ACCESS_EXCLUSIVE, &s.dev), GC_ERR_SUCCESS);
 }
 
@@ -115,7 +115,7 @@ TEST(SimTree, InformationQueriesFollowTheSizeConvention)
 
     const uint8_t definesPayload = s.streamInfo<uint8_t>(STREAM_INFO_DEFINES_PAYLOADSIZE);
     EXPECT_EQ(definesPayload, 1);
-    EXPECT_EQ(s.streamInfo<size_t>(STREAM_INFO_PAYLOAD_SIZE), size_t(s.readInt(reg::PayloadSize)));
+    EXPECT_EQ(s.streamInfo<size_t>(STREAM_INFO_PAYLOAD_SIZE), size_t(s.readInt(reg::kPayloadSize)));
 }
 
 TEST(SimTree, BadHandlesAndPointersGetErrorCodesNotCrashes)
@@ -145,7 +145,7 @@ TEST(SimTree, BadHandlesAndPointersGetErrorCodesNotCrashes)
     EXPECT_EQ(s.gc.GCReadPort(s.port, 0, nullptr, &size), GC_ERR_INVALID_PARAMETER);
     EXPECT_EQ(s.gc.GCReadPort(s.port, 0x7FFF0000, text, &size), GC_ERR_INVALID_ADDRESS);
     size = 8;
-    EXPECT_EQ(s.gc.GCWritePort(s.port, reg::SensorWidth, text, &size), GC_ERR_ACCESS_DENIED);
+    EXPECT_EQ(s.gc.GCWritePort(s.port, reg::kSensorWidth, text, &size), GC_ERR_ACCESS_DENIED);
     EXPECT_EQ(s.gc.DSAnnounceBuffer(s.ds, nullptr, 100, nullptr, &bogus), GC_ERR_INVALID_PARAMETER);
     EXPECT_EQ(s.gc.DSStartAcquisition(s.ds, ACQ_START_FLAGS_DEFAULT, GENTL_INFINITE), GC_ERR_INVALID_BUFFER);
     EXPECT_EQ(s.gc.DSStopAcquisition(s.ds, ACQ_STOP_FLAGS_DEFAULT), GC_ERR_RESOURCE_IN_USE);
@@ -201,7 +201,7 @@ TEST(SimTree, ConfiguredTopologyGivesEveryDeviceItsSerialNumber)
     const std::string serial = Session::text(
         [&](char* b, size_t* sz) { return s.gc.IFGetDeviceInfo(second, dev.c_str(), DEVICE_INFO_SERIAL_NUMBER, &type, b, sz); });
     EXPECT_EQ(serial, "4004");
-    EXPECT_EQ(s.readString(reg::DeviceSerialNumber), "4001");
+    EXPECT_EQ(s.readString(reg::kDeviceSerialNumber), "4001");
 }
 
 }  // namespace
