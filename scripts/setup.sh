@@ -3,7 +3,7 @@
 # and runs `apt-get update` once, before the first install.
 set -euo pipefail
 packages=(
-  cmake make g++ clang libclang-rt-14-dev pkg-config git
+  cmake make g++ clang libclang-rt-14-dev clang-format clang-tidy pkg-config git
   libaravis-dev libusb-1.0-0-dev libglib2.0-dev libxml2-dev zlib1g-dev
   libsimpleini-dev
   libgtest-dev libgmock-dev libbenchmark-dev
