@@ -36,7 +36,9 @@ constexpr std::size_t kBlockBytes = std::size_t{8} << 20;
 class Buffers {
 public:
     Buffers(std::size_t bytes, std::size_t count)
-        : stride_((bytes + 4095) / 4096 * 4096), count_(count), sources_(stride_ * count + 64),
+        : stride_((bytes + 4095) / 4096 * 4096),
+          count_(count),
+          sources_(stride_ * count + 64),
           targets_(stride_ * count + 64, 1) {
         for (std::size_t i = 0; i < sources_.size(); ++i)
             sources_[i] = static_cast<std::uint8_t>(i * 2654435761u >> 13);
@@ -54,16 +56,17 @@ private:
 
 // `count` buffers of each kind (0: as many as fill the cold pool). bytesPerPixel 0: the variant
 // is memcpy itself (the row shows what the pairing alone does).
-void copyBench(benchmark::State& state, std::size_t bytes, std::size_t count, unsigned bytesPerPixel,
-               unsigned shift) {
+void copyBench(benchmark::State& state, std::size_t bytes, std::size_t count, unsigned bytesPerPixel, unsigned shift) {
     Buffers buffers(bytes, count != 0 ? count : kColdPool / bytes);
     const std::size_t block = bytes >= kBlockBytes ? 1 : kBlockBytes / bytes;
     std::size_t next = 0;
     auto run = [&](bool reference) {
         const auto start = std::chrono::steady_clock::now();
         for (std::size_t i = 0; i < block; ++i, ++next) {
-            if (reference || bytesPerPixel == 0) std::memcpy(buffers.target(next), buffers.source(next), bytes);
-            else copyShifted(buffers.target(next), buffers.source(next), bytes, bytesPerPixel, shift);
+            if (reference || bytesPerPixel == 0)
+                std::memcpy(buffers.target(next), buffers.source(next), bytes);
+            else
+                copyShifted(buffers.target(next), buffers.source(next), bytes, bytesPerPixel, shift);
             benchmark::ClobberMemory();
         }
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -99,8 +102,9 @@ const bool registered = [] {
         unsigned bytesPerPixel, shift;
     };
     constexpr std::size_t frame = std::size_t{1296} * 1032 * 2;
-    for (const Size& size : {Size{"hot_256KiB", std::size_t{256} << 10, 1}, Size{"cold_64MiB", std::size_t{64} << 20, 0},
-                             Size{"cold_frame", frame, 0}, Size{"warm_frame", frame, 2}}) {
+    for (const Size& size :
+         {Size{"hot_256KiB", std::size_t{256} << 10, 1}, Size{"cold_64MiB", std::size_t{64} << 20, 0},
+          Size{"cold_frame", frame, 0}, Size{"warm_frame", frame, 2}}) {
         for (const Variant& v : {Variant{"memcpy", 0, 0}, Variant{"8bit_plain", 1, 0}, Variant{"8bit_shift2", 1, 2},
                                  Variant{"16bit_plain", 2, 0}, Variant{"16bit_shift4", 2, 4}}) {
             benchmark::RegisterBenchmark((std::string("copy_") + size.name + "/" + v.name).c_str(), copyBench,

@@ -145,9 +145,8 @@ void BM_ControlCommand(benchmark::State& state) {
     uint8_t response[512];
     Timings timings;
     timings.measure(state, [&] {
-        benchmark::DoNotOptimize(library.controlCommand(camera.handle(), request.data(),
-                                                        static_cast<int32_t>(request.size()), response,
-                                                        sizeof response));
+        benchmark::DoNotOptimize(library.controlCommand(
+            camera.handle(), request.data(), static_cast<int32_t>(request.size()), response, sizeof response));
     });
     timings.report(state);
 }

@@ -15,8 +15,8 @@
 namespace {
 
 using namespace tq4::features;
-using tq4::bench::kHelpers;
 using tq4::bench::Helper;
+using tq4::bench::kHelpers;
 using tq4::bench::medianNsPerCall;
 
 // A camera behind a port; the place to add other ports (the producer's) for comparison.
@@ -36,8 +36,7 @@ void BM_Helper(benchmark::State& state) {
     Rig rig(state.range(1) != 0);
     for (auto _ : state) helper.call(rig.map);
     state.SetLabel(std::string(helper.name) + (state.range(1) ? " cache on" : " cache off"));
-    state.counters["port_reads_per_call"] =
-        benchmark::Counter(double(rig.port.reads) / double(state.iterations()));
+    state.counters["port_reads_per_call"] = benchmark::Counter(double(rig.port.reads) / double(state.iterations()));
 }
 BENCHMARK(BM_Helper)
     ->ArgsProduct({{0, 1, 2, 3}, {0, 1}})

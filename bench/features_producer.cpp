@@ -81,6 +81,10 @@ void BM_ProducerPortCacheOffOverOn(benchmark::State& state) {
     state.counters["cache_on_ns"] = onNs;
     state.counters["off_over_on"] = offNs / onNs;
 }
-BENCHMARK(BM_ProducerPortCacheOffOverOn)->DenseRange(0, 3)->ArgName("helper")->Iterations(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ProducerPortCacheOffOverOn)
+    ->DenseRange(0, 3)
+    ->ArgName("helper")
+    ->Iterations(3)
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -23,15 +23,13 @@ constexpr int64_t Mono16 = 0x01100007;
 constexpr size_t BufferCount = 8;
 
 template <typename F>
-F resolve(tq4::platform::ModuleHandle module, const char* name)
-{
+F resolve(tq4::platform::ModuleHandle module, const char* name) {
     auto f = reinterpret_cast<F>(tq4::platform::moduleSymbol(module, name));
     if (f == nullptr) throw std::runtime_error(std::string("missing ") + name);
     return f;
 }
 
-void check(GC_ERROR rc, const char* what)
-{
+void check(GC_ERROR rc, const char* what) {
     if (rc != GC_ERR_SUCCESS) throw std::runtime_error(std::string(what) + " failed: " + std::to_string(rc));
 }
 
@@ -61,8 +59,7 @@ struct Consumer {
     EVENT_HANDLE event = nullptr;
     size_t payload = size_t(1296) * 1032 * 2;
 
-    Consumer()
-    {
+    Consumer() {
         const std::string config = tq4::platform::getEnvironment("TMPDIR").empty()
                                        ? "/tmp/zevo_bench.cfg"
                                        : tq4::platform::getEnvironment("TMPDIR") + "/zevo_bench.cfg";
@@ -99,14 +96,12 @@ struct Consumer {
         size = sizeof(value);
         check(writePort(port, zevo::reg::kAcquisitionStart, &value, &size), "AcquisitionStart");
     }
-    ~Consumer()
-    {
+    ~Consumer() {
         stopAcquisition(ds, ACQ_STOP_FLAGS_KILL);
         closeLib();
     }
 
-    void nextFrame()
-    {
+    void nextFrame() {
         EVENT_NEW_BUFFER_DATA data{};
         size_t size = sizeof(data);
         check(getData(event, &data, &size, 5000), "EventGetData");
@@ -116,8 +111,7 @@ struct Consumer {
 
 // Frames per second of memcpy over the same bytes, measured in this run: like the producer,
 // from a few prepared images into the consumer's ring of buffers.
-double memcpyFramesPerSecond(size_t bytes)
-{
+double memcpyFramesPerSecond(size_t bytes) {
     std::vector<std::vector<uint8_t>> from(4, std::vector<uint8_t>(bytes, 0x5A));
     std::vector<std::vector<uint8_t>> to(BufferCount, std::vector<uint8_t>(bytes));
     constexpr int Rounds = 400;
@@ -131,10 +125,9 @@ double memcpyFramesPerSecond(size_t bytes)
     return Rounds / seconds;
 }
 
-void BM_SimFullFrameMono16(benchmark::State& state)
-{
+void BM_SimFullFrameMono16(benchmark::State& state) {
     Consumer consumer;
-    for (int i = 0; i < 20; ++i) consumer.nextFrame();   // scene rendered, pipeline full
+    for (int i = 0; i < 20; ++i) consumer.nextFrame();  // scene rendered, pipeline full
     const auto begin = std::chrono::steady_clock::now();
     for (auto _ : state) consumer.nextFrame();
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();

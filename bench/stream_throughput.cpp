@@ -68,7 +68,7 @@ using SystemClock = std::chrono::system_clock;
 
 constexpr std::size_t kWidth = 1296;
 constexpr std::size_t kHeight = 1032;
-constexpr std::size_t kFrameBytes = kWidth * kHeight * 2;  // Mono16
+constexpr std::size_t kFrameBytes = kWidth * kHeight * 2;       // Mono16
 constexpr std::size_t kColdPoolBytes = std::size_t{512} << 20;  // per side: sources, targets
 constexpr int kMemcpyFrames = 3000;
 constexpr int kMemcpyCheckFrames = 600;
@@ -115,7 +115,8 @@ Driver& driver() {
         }
         // The library stays loaded until the process ends.
         auto resolve = [&](auto& target, const char* name) {
-            target = reinterpret_cast<std::remove_reference_t<decltype(target)>>(tq4::platform::moduleSymbol(module, name));
+            target =
+                reinterpret_cast<std::remove_reference_t<decltype(target)>>(tq4::platform::moduleSymbol(module, name));
             if (!target && result.error.empty()) result.error = std::string(name) + " not found";
         };
         resolve(result.openCam, "Open_Cam");
@@ -217,8 +218,8 @@ private:
     bool send(uint16_t code, int value = -1) {
         const std::vector<uint8_t> request = telegram(code, value);
         uint8_t response[512] = {};
-        const uint32_t rc = d_.controlCommand(h_, request.data(), static_cast<int32_t>(request.size()), response,
-                                              sizeof response);
+        const uint32_t rc =
+            d_.controlCommand(h_, request.data(), static_cast<int32_t>(request.size()), response, sizeof response);
         // A refused command answers with the failure flags in its code.
         const bool refused = (response[0] & TQ4_FAILURE_FLAG) == TQ4_FAILURE_FLAG;
         if ((rc != ZEVO_NOERROR || refused) && error_.empty())
@@ -247,8 +248,11 @@ double cpuSeconds() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
 // once before any timing; kept for the whole run.
 class ColdFrames {
 public:
-    ColdFrames() : stride_((kFrameBytes + 4095) / 4096 * 4096), count_(kColdPoolBytes / stride_),
-                   sources_(stride_ * count_), targets_(stride_ * count_, 1) {
+    ColdFrames()
+        : stride_((kFrameBytes + 4095) / 4096 * 4096),
+          count_(kColdPoolBytes / stride_),
+          sources_(stride_ * count_),
+          targets_(stride_ * count_, 1) {
         for (std::size_t i = 0; i < sources_.size(); i += 64) sources_[i] = static_cast<uint8_t>(i >> 6);
     }
     // Copies the next frame, cycling through all of them.
@@ -300,8 +304,8 @@ void BM_MemcpyCold(benchmark::State& state) {
     const double elapsed = seconds(SteadyClock::now() - start);
     state.counters["fps"] = static_cast<double>(state.iterations()) / elapsed;
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * kFrameBytes));
-    state.SetLabel(std::to_string(frames.count()) + " frames per side, " +
-                   std::to_string(frames.totalBytes() >> 20) + " MiB");
+    state.SetLabel(std::to_string(frames.count()) + " frames per side, " + std::to_string(frames.totalBytes() >> 20) +
+                   " MiB");
 }
 
 // ---- 1. end-to-end full frames ---------------------------------------------------------------
@@ -439,8 +443,8 @@ void BM_WakeBaseline(benchmark::State& state) {
                 if (stop) return;
             }
             due += period;
-            const int64_t stamp = std::chrono::duration_cast<std::chrono::nanoseconds>(
-                                      SystemClock::now().time_since_epoch()).count();
+            const int64_t stamp =
+                std::chrono::duration_cast<std::chrono::nanoseconds>(SystemClock::now().time_since_epoch()).count();
             std::lock_guard<std::mutex> lock(mutex);
             output.push_back(stamp);
             changed.notify_all();
@@ -467,10 +471,9 @@ void BM_WakeBaseline(benchmark::State& state) {
     std::size_t k = 0;
     auto take = [&](bool record) {
         Slot& slot = slots[k++ % kRing];
-        while (__atomic_load_n(&slot.status, __ATOMIC_ACQUIRE) == ZEVO_BUFFER_QUEUED) {
-        }
-        const int64_t seen = std::chrono::duration_cast<std::chrono::nanoseconds>(
-                                 SystemClock::now().time_since_epoch()).count();
+        while (__atomic_load_n(&slot.status, __ATOMIC_ACQUIRE) == ZEVO_BUFFER_QUEUED) {}
+        const int64_t seen =
+            std::chrono::duration_cast<std::chrono::nanoseconds>(SystemClock::now().time_since_epoch()).count();
         if (record) latencyUs.push_back(static_cast<double>(seen - slot.stampNs) / 1000.0);
         __atomic_store_n(&slot.status, ZEVO_BUFFER_QUEUED, __ATOMIC_RELAXED);
     };
@@ -554,8 +557,10 @@ void BM_DriverOverhead(benchmark::State& state) {
                 deltaNs += 1000000000;
                 fits = sameSecond(moment, tq4::platform::localTimeAt(secondsSinceEpoch - 1));
             }
-            if (!fits || deltaNs < 0) ++mismatch;
-            else if (record) overheadUs.push_back(static_cast<double>(deltaNs) / 1000.0);
+            if (!fits || deltaNs < 0)
+                ++mismatch;
+            else if (record)
+                overheadUs.push_back(static_cast<double>(deltaNs) / 1000.0);
             if (lastCounter != 0 && moment.imageCounter != lastCounter + 1) ++lost;
             lastCounter = moment.imageCounter;
         }

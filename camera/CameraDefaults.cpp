@@ -52,7 +52,7 @@ struct FormatRequest {
 
 // The configuration file's choice; none when it says to keep the camera's format.
 std::optional<FormatRequest> requestFromIni(Device& device, NodeMap& map, const std::vector<std::string>& entries,
-                             const std::string& widest) {
+                                            const std::string& widest) {
     const std::string value = config::readIniValue(config::paths().iniFile, "FEATURE", "PixelFormat", "", false);
     if (value == kKeepFormat) {
         TQ4_LOG(log::kProgress, device.handle(),
@@ -62,7 +62,8 @@ std::optional<FormatRequest> requestFromIni(Device& device, NodeMap& map, const 
     }
     if (!contains(entries, value)) {
         TQ4_LOG(log::kError, device.handle(),
-                "Device::setPixelFormat: Specified <PixelFormat> %s in ini file is not supported by the camera. Set max format: %s",
+                "Device::setPixelFormat: Specified <PixelFormat> %s in ini file is not supported by the camera. Set "
+                "max format: %s",
                 value.c_str(), widest.c_str());
         return FormatRequest{widest, "max"};
     }
@@ -153,8 +154,8 @@ void setPixelFormat(Device& device, const std::string& request) {
     const std::string available = entryList(entries);
     TQ4_LOG(log::kDetail, device.handle(), "Device::setPixelFormat: available formats: %s", available.c_str());
     if (!features::setEnum(*map, "PixelFormat", chosen.name)) {
-        TQ4_LOG(log::kError, device.handle(), "Device::setPixelFormat: can not set %s \"PixelFormat\" %s", chosen.source,
-                chosen.name.c_str());
+        TQ4_LOG(log::kError, device.handle(), "Device::setPixelFormat: can not set %s \"PixelFormat\" %s",
+                chosen.source, chosen.name.c_str());
         TQ4_LOG(log::kError, device.handle(), "Device::setPixelFormat: available formats: %s", available.c_str());
     }
     verifyPixelFormat(device, *map, chosen.name);
@@ -262,9 +263,9 @@ void prepareCamera(Device& device) {
         for (const char* prefix : {"Temp", "Pressure", "HumidityRel", "HumidityAbs"}) reportSensors(device, prefix);
     });
     prepareStep(device, "register report", [&] {
-        for (const char* feature : {"DeviceType", "DeviceScanType", "DeviceVendorName", "DeviceModelName",
-                                    "DeviceFamilyName", "DeviceFirmwareVersion", "DeviceSerialNumber",
-                                    "MaterialNumber"})
+        for (const char* feature :
+             {"DeviceType", "DeviceScanType", "DeviceVendorName", "DeviceModelName", "DeviceFamilyName",
+              "DeviceFirmwareVersion", "DeviceSerialNumber", "MaterialNumber"})
             reportRegister(device, feature);
     });
 }

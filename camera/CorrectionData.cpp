@@ -39,19 +39,27 @@ constexpr const char* kNoneText =
 
 // The features and log words of one reference.
 struct ReferenceFeatures {
-    const char* word;       // "black" / "white" in log lines
-    const char* suffix;     // "_b" / "_w" in file names
-    const char* path;       // string feature with the file's full path
-    const char* load;       // command: load the file
-    const char* create;     // command: take a new reference
-    const char* save;       // command: save it to the file
+    const char* word;    // "black" / "white" in log lines
+    const char* suffix;  // "_b" / "_w" in file names
+    const char* path;    // string feature with the file's full path
+    const char* load;    // command: load the file
+    const char* create;  // command: take a new reference
+    const char* save;    // command: save it to the file
 };
 
 const ReferenceFeatures& featuresOf(Reference kind) {
-    static const ReferenceFeatures black{"black", "_b", "NUCBlackReferencePath", "NUCBlackReferenceLoad",
-                                         "CreateBlackReference", "NUCBlackReferenceSave"};
-    static const ReferenceFeatures white{"white", "_w", "NUCWhiteReferencePath", "NUCWhiteReferenceLoad",
-                                         "CreateWhiteReference", "NUCWhiteReferenceSave"};
+    static const ReferenceFeatures black{"black",
+                                         "_b",
+                                         "NUCBlackReferencePath",
+                                         "NUCBlackReferenceLoad",
+                                         "CreateBlackReference",
+                                         "NUCBlackReferenceSave"};
+    static const ReferenceFeatures white{"white",
+                                         "_w",
+                                         "NUCWhiteReferencePath",
+                                         "NUCWhiteReferenceLoad",
+                                         "CreateWhiteReference",
+                                         "NUCWhiteReferenceSave"};
     return kind == Reference::Black ? black : white;
 }
 
@@ -109,10 +117,14 @@ std::string dialogText(const char* format, const std::string& name, uint32_t ser
 std::string asOneLine(const std::string& text) {
     std::string line;
     for (char c : text) {
-        if (c == '\r') line += "\\r";
-        else if (c == '\n') line += "\\n";
-        else if (c == '\t') line += "\\t";
-        else line += c;
+        if (c == '\r')
+            line += "\\r";
+        else if (c == '\n')
+            line += "\\n";
+        else if (c == '\t')
+            line += "\\t";
+        else
+            line += c;
     }
     return line;
 }
@@ -122,7 +134,8 @@ enum class Outcome { Continue, ToolStarted };
 // The user's choice about missing references. NUCMode falls back to the black reference alone
 // when the camera has it.
 Outcome askForDownloadTool(Device& device, NodeMap& map) {
-    const std::string caption = dialogText("tq4_genicam.dll: %s (Serial No.: %d)", device.displayName(), device.getSerial());
+    const std::string caption =
+        dialogText("tq4_genicam.dll: %s (Serial No.: %d)", device.displayName(), device.getSerial());
     const char* text = kNoneText;
     if (features::hasEnumEntry(map, "NUCMode", "BlackReferenceOnly", true)) {
         features::setEnum(map, "NUCMode", "BlackReferenceOnly");

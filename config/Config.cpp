@@ -115,8 +115,8 @@ std::string readIniValue(const std::string& path, const std::string& section, co
         if (writeBackIfMissing) {
             ini.SetValue(section.c_str(), key.c_str(), defaultValue.c_str());
             if (!saveIniAtomically(path, ini))
-                TQ4_LOG(log::kError, nullptr, "readIniValue: cannot write [%s] %s to %s", section.c_str(),
-                        key.c_str(), path.c_str());
+                TQ4_LOG(log::kError, nullptr, "readIniValue: cannot write [%s] %s to %s", section.c_str(), key.c_str(),
+                        path.c_str());
         }
         return defaultValue;
     } catch (const std::exception& e) {

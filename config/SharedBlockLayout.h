@@ -12,11 +12,11 @@ constexpr std::size_t kDriverBlockSize = 820;
 constexpr std::size_t kBlockPathSize = 260;
 
 struct DriverSharedBlock {
-    uint32_t attachCount;                 // processes that have the library loaded
+    uint32_t attachCount;  // processes that have the library loaded
     uint32_t unused;
-    char logPath[kBlockPathSize];         // full path of the log file
-    char iniPath[kBlockPathSize];         // full path of the configuration file
-    char dataFolder[kBlockPathSize];      // the driver's data folder
+    char logPath[kBlockPathSize];     // full path of the log file
+    char iniPath[kBlockPathSize];     // full path of the configuration file
+    char dataFolder[kBlockPathSize];  // the driver's data folder
     uint8_t reserved[32];
 };
 

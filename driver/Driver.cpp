@@ -72,8 +72,7 @@ Driver::DevicePtr Driver::findDevice(const Match& match) {
     std::lock_guard<std::mutex> lock(driverLock());
     for (const auto& [name, system] : systems_) {
         if (!system || !system->isUsable()) {
-            TQ4_LOG(log::kProgress, nullptr, "Driver::getDevice: GenTL Producer <%s> is not init.",
-                    name.c_str());
+            TQ4_LOG(log::kProgress, nullptr, "Driver::getDevice: GenTL Producer <%s> is not init.", name.c_str());
             continue;
         }
         if (auto device = system->findDevice(match)) return device;
@@ -98,8 +97,7 @@ uint32_t Driver::NumOpenDevices() {
         system->forEachDevice([&sum](gentl::Device& device) {
             const uint32_t count = device.openCount();
             if (count > 1)
-                TQ4_LOG(log::kDetail, device.handle(),
-                        "Driver::NumOpenDevices: Device ID <%s> is opened %d times.",
+                TQ4_LOG(log::kDetail, device.handle(), "Driver::NumOpenDevices: Device ID <%s> is opened %d times.",
                         device.id().c_str(), static_cast<int>(count));
             sum += count;
         });

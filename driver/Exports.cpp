@@ -64,8 +64,7 @@ void logLookupFailure(const char* exportName, const char* text, bool separator) 
     if (separator) tq4::driver::logSeparator();
 }
 
-Lookup lookUp(const char* exportName, TQ4_HANDLE h, Access access,
-              const LookupTexts& texts = kExportTexts) {
+Lookup lookUp(const char* exportName, TQ4_HANDLE h, Access access, const LookupTexts& texts = kExportTexts) {
     auto driver = Driver::instance();
     if (!h) {
         logLookupFailure(exportName, texts.nullHandle, texts.separator);
@@ -79,8 +78,7 @@ Lookup lookUp(const char* exportName, TQ4_HANDLE h, Access access,
     if (access == Access::Checked) {
         const int32_t status = found.device->getAccessStatus();
         if (!tq4::driver::isUsableAccessStatus(status)) {
-            TQ4_LOG(log::kError, h, "%s: No access. GenTL::DEVICE_ACCESS_STATUS: %d", exportName,
-                    status);
+            TQ4_LOG(log::kError, h, "%s: No access. GenTL::DEVICE_ACCESS_STATUS: %d", exportName, status);
             return {ZEVO_ERROR_DRIVER_NODRIVER, nullptr};
         }
     }
@@ -114,15 +112,13 @@ bool inRange(T value, T low, T high) {
     return value >= low && value <= high;
 }
 
-uint32_t checkTelegramFrame(TQ4_HANDLE h, const void* telegram, int32_t size_in, void* response,
-                            uint32_t size_out) {
+uint32_t checkTelegramFrame(TQ4_HANDLE h, const void* telegram, int32_t size_in, void* response, uint32_t size_out) {
     if (!inRange(size_in, kMinTelegram, kMaxRequest)) {
         TQ4_LOG(log::kError, h, "Control_Command: wrong value size_in %d", size_in);
         return ZEVO_ERROR_DRIVER_WRONGVALUE;
     }
     if (!telegram)
-        return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Control_Command",
-                      "failed, because telegram is nullptr.");
+        return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Control_Command", "failed, because telegram is nullptr.");
     const auto* bytes = static_cast<const uint8_t*>(telegram);
     const uint16_t code = ZEVO_TELEGRAM::loadU16(bytes + ZEVO_TELEGRAM::kCodeOffset);
     const int32_t size = ZEVO_TELEGRAM::loadU16(bytes + ZEVO_TELEGRAM::kSizeOffset);
@@ -140,8 +136,7 @@ uint32_t checkTelegramFrame(TQ4_HANDLE h, const void* telegram, int32_t size_in,
         return ZEVO_ERROR_DRIVER_WRONGVALUE;
     }
     if (!response)
-        return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Control_Command",
-                      "failed, because response is nullptr.");
+        return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Control_Command", "failed, because response is nullptr.");
     return ZEVO_NOERROR;
 }
 
@@ -159,7 +154,7 @@ bool isStreaming(const tq4::gentl::Device& device) {
     return stream && stream->isStreaming();
 }
 
-constexpr int32_t kImageParameterBytes = 16;   // width, height and two unused entries
+constexpr int32_t kImageParameterBytes = 16;  // width, height and two unused entries
 constexpr int32_t kTransferModeBytes = 48;
 constexpr uint32_t kTimeoutsWithImageTimeout = 8;
 
@@ -250,8 +245,8 @@ extern "C" TQ4_API uint32_t Check_Device_Availability(uint32_t num) {
 // Command channel and settings
 // ================================================================================================
 
-extern "C" TQ4_API uint32_t Control_Command(TQ4_HANDLE h, const void* telegram, int32_t size_in,
-                                            void* response, uint32_t size_out) {
+extern "C" TQ4_API uint32_t Control_Command(TQ4_HANDLE h, const void* telegram, int32_t size_in, void* response,
+                                            uint32_t size_out) {
     return withDevice("Control_Command", h, Access::Checked, [&](tq4::gentl::Device& device) {
         const uint32_t frame = checkTelegramFrame(h, telegram, size_in, response, size_out);
         if (frame != ZEVO_NOERROR) return frame;
@@ -264,8 +259,7 @@ extern "C" TQ4_API uint32_t Set_Timeouts(TQ4_HANDLE h, const uint32_t* timeouts,
         // Only the second entry (the image time-out) is used; a shorter array changes nothing.
         if (length < kTimeoutsWithImageTimeout) return ZEVO_NOERROR;
         if (!timeouts)
-            return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Set_Timeouts",
-                          "failed, because timeouts is nullptr.");
+            return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Set_Timeouts", "failed, because timeouts is nullptr.");
         device.setImageTimeout(timeouts[1]);
         return ZEVO_NOERROR;
     });
@@ -274,8 +268,7 @@ extern "C" TQ4_API uint32_t Set_Timeouts(TQ4_HANDLE h, const uint32_t* timeouts,
 extern "C" TQ4_API uint32_t Get_Generation_Count(TQ4_HANDLE h, uint32_t* count) {
     return withDevice("Get_Generation_Count", h, Access::Checked, [&](tq4::gentl::Device& device) {
         if (!count)
-            return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Get_Generation_Count",
-                          "failed, because count is nullptr.");
+            return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Get_Generation_Count", "failed, because count is nullptr.");
         *count = device.openCount();
         return ZEVO_NOERROR;
     });
@@ -285,8 +278,7 @@ extern "C" TQ4_API uint32_t Get_Generation_Count(TQ4_HANDLE h, uint32_t* count) 
 // the registry knows, also one that another process holds.
 extern "C" TQ4_API uint32_t Get_Transfer_Parameters(TQ4_HANDLE h, void* buffer, int32_t length) {
     return withDevice("Get_Transfer_Parameters", h, Access::Unchecked, [&](tq4::gentl::Device&) {
-        if (length < 0)
-            return refuse(ZEVO_ERROR_DRIVER_WRONGSIZE, h, "Get_Transfer_Parameters", "wrong size");
+        if (length < 0) return refuse(ZEVO_ERROR_DRIVER_WRONGSIZE, h, "Get_Transfer_Parameters", "wrong size");
         if (length == 0) return ZEVO_NOERROR;
         if (!buffer)
             return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Get_Transfer_Parameters",
@@ -343,11 +335,10 @@ extern "C" TQ4_API uint32_t Get_Camera_Error(TQ4_HANDLE, void*, int32_t) { retur
 // Images
 // ================================================================================================
 
-extern "C" TQ4_API uint32_t Get_Image_Queued(TQ4_HANDLE h, uint32_t timeout_ms, uint32_t, uint32_t, uint32_t,
-                                             uint32_t, void* buffer, uint32_t size) {
+extern "C" TQ4_API uint32_t Get_Image_Queued(TQ4_HANDLE h, uint32_t timeout_ms, uint32_t, uint32_t, uint32_t, uint32_t,
+                                             void* buffer, uint32_t size) {
     return withDevice("Get_Image_Queued", h, Access::Checked, [&](tq4::gentl::Device& device) {
-        if (!buffer)
-            return refuse(ZEVO_ERROR_DRIVER_NOBUFFER, h, "Get_Image_Queued", "Wrong Handle for buf");
+        if (!buffer) return refuse(ZEVO_ERROR_DRIVER_NOBUFFER, h, "Get_Image_Queued", "Wrong Handle for buf");
         StreamPtr stream = streamOf(device);
         if (!stream) return refuse(ZEVO_ERROR_DRIVER_NODRIVER, h, "Get_Image_Queued", "no DataStream.");
         // The event lives only for this call: once the stream is stopped below, nothing can set
@@ -369,22 +360,19 @@ extern "C" TQ4_API uint32_t Get_Image_Queued(TQ4_HANDLE h, uint32_t timeout_ms, 
     });
 }
 
-extern "C" TQ4_API uint32_t Set_Image_Buffer(TQ4_HANDLE h, TQ4_HANDLE event, uint32_t, uint32_t start,
-                                             uint32_t end, uint32_t, void* buffer, uint32_t size,
-                                             uint32_t* status) {
+extern "C" TQ4_API uint32_t Set_Image_Buffer(TQ4_HANDLE h, TQ4_HANDLE event, uint32_t, uint32_t start, uint32_t end,
+                                             uint32_t, void* buffer, uint32_t size, uint32_t* status) {
     return withDevice("Set_Image_Buffer", h, Access::Checked, [&](tq4::gentl::Device& device) {
         // Only an open event of this process is ever set: a descriptor number that was closed
         // (and maybe reused by a file) is refused like a null event.
         if (!event || !tq4::platform::isEventHandle(eventHandleOf(event)))
             return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Set_Image_Buffer", "Wrong Handle for hEvent");
-        if (!buffer)
-            return refuse(ZEVO_ERROR_DRIVER_NOBUFFER, h, "Set_Image_Buffer", "Wrong Handle for buf");
+        if (!buffer) return refuse(ZEVO_ERROR_DRIVER_NOBUFFER, h, "Set_Image_Buffer", "Wrong Handle for buf");
         // There is no image memory in the camera to read back from: only live streaming.
         if (start != 0 && start != end)
             return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Set_Image_Buffer",
                           "Wrong values just streaming. start == end == 0");
-        if (!status)
-            return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Set_Image_Buffer", "Wrong pointer for status");
+        if (!status) return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Set_Image_Buffer", "Wrong pointer for status");
         return device.setImageBuffer(eventHandleOf(event), buffer, size, status);
     });
 }
@@ -399,8 +387,7 @@ extern "C" TQ4_API uint32_t Cancel_Images(TQ4_HANDLE h) {
 extern "C" TQ4_API uint32_t Get_Pending_Buffer(TQ4_HANDLE h, uint32_t* count) {
     return withDevice("Get_Pending_Buffer", h, Access::Checked, [&](tq4::gentl::Device& device) {
         if (!count)
-            return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Get_Pending_Buffer",
-                          "failed, because count is nullptr.");
+            return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Get_Pending_Buffer", "failed, because count is nullptr.");
         StreamPtr stream = streamOf(device);
         *count = stream ? static_cast<uint32_t>(stream->pendingCount()) : 0;
         return ZEVO_NOERROR;
@@ -411,14 +398,12 @@ extern "C" TQ4_API uint32_t Get_Pending_Buffer(TQ4_HANDLE h, uint32_t* count) {
 // Versions
 // ================================================================================================
 
-extern "C" TQ4_API uint32_t ZEVO_GetVersionTQ4_Genicam(uint32_t* v1, uint32_t* v2, uint32_t* v3,
-                                                       uint32_t* v4) {
+extern "C" TQ4_API uint32_t ZEVO_GetVersionTQ4_Genicam(uint32_t* v1, uint32_t* v2, uint32_t* v3, uint32_t* v4) {
     writeVersion(v1, v2, v3, v4);
     return ZEVO_NOERROR;
 }
 
-extern "C" TQ4_API uint32_t ZEVO_GetVersion_genicam(uint32_t* v1, uint32_t* v2, uint32_t* v3,
-                                                    uint32_t* v4) {
+extern "C" TQ4_API uint32_t ZEVO_GetVersion_genicam(uint32_t* v1, uint32_t* v2, uint32_t* v3, uint32_t* v4) {
     writeVersion(v1, v2, v3, v4);
     return ZEVO_NOERROR;
 }

@@ -167,8 +167,7 @@ __attribute__((constructor)) void onLibraryLoad() {
 __attribute__((destructor)) void onLibraryUnload() {
     try {
         processDetach();
-    } catch (...) {
-    }
+    } catch (...) {}
 }
 
 }  // namespace

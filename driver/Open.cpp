@@ -77,8 +77,8 @@ struct Attempt {
 };
 
 Attempt reopen(const SystemPtr& system, uint32_t num, TQ4_HANDLE handle) {
-    DevicePtr device = system->findDevice(
-        [handle](const gentl::Device& d) { return d.handle() == static_cast<const void*>(handle); });
+    DevicePtr device =
+        system->findDevice([handle](const gentl::Device& d) { return d.handle() == static_cast<const void*>(handle); });
     if (!device)
         return {Step::Done, finish(ZEVO_ERROR_DRIVER_NULLHANDLE, log::kError,
                                    "Open_Cam_Ext: reopen failed, because HANDLE is not available in driver.")};
@@ -97,8 +97,8 @@ Attempt reopen(const SystemPtr& system, uint32_t num, TQ4_HANDLE handle) {
 
 // Refuses a number that is open already; notes a registered but closed one.
 bool numberInUse(const SystemPtr& system, uint32_t num, uint32_t& code) {
-    DevicePtr device = system->findDevice(
-        [num](const gentl::Device& d) { return d.number() == static_cast<int32_t>(num); });
+    DevicePtr device =
+        system->findDevice([num](const gentl::Device& d) { return d.number() == static_cast<int32_t>(num); });
     if (!device) return false;
     const uint32_t count = device->openCount();
     if (count > 0) {
@@ -186,13 +186,10 @@ uint32_t tryProducersGuarded(const std::vector<std::string>& tokens, uint32_t nu
 }  // namespace
 
 bool isUsableAccessStatus(int32_t status) {
-    return status == GenTL::DEVICE_ACCESS_STATUS_READWRITE ||
-           status == GenTL::DEVICE_ACCESS_STATUS_OPEN_READWRITE;
+    return status == GenTL::DEVICE_ACCESS_STATUS_READWRITE || status == GenTL::DEVICE_ACCESS_STATUS_OPEN_READWRITE;
 }
 
-void logSeparator(uint32_t level) {
-    TQ4_LOG(level, nullptr, "%s", std::string(66, '=').c_str());
-}
+void logSeparator(uint32_t level) { TQ4_LOG(level, nullptr, "%s", std::string(66, '=').c_str()); }
 
 uint32_t openCamera(uint32_t num, TQ4_HANDLE* ph, const TQ4_OpenStruct* open) {
     if (!ph) {

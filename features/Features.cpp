@@ -23,9 +23,7 @@ void logFeature(const char* helper, const char* name, const char* failure) {
     TQ4_LOG(log::kError, nullptr, "%s: Feature <%s> %s", helper, name, failure);
 }
 
-bool allows(Need need, AccessMode mode) {
-    return need == Need::Readable ? IsReadable(mode) : IsWritable(mode);
-}
+bool allows(Need need, AccessMode mode) { return need == Need::Readable ? IsReadable(mode) : IsWritable(mode); }
 
 // The "cast" of the frame: the node seen as the helper's interface, or null.
 template <class Typed>
@@ -310,9 +308,7 @@ std::string getString(NodeMap& map, const char* name) {
             case intfIFloat: return formatFloat(static_cast<FloatNode&>(node).GetValue(false, false));
             case intfIBoolean: return std::string(static_cast<BooleanNode&>(node).GetValue(false, false) ? "1" : "0");
             case intfIInteger: return formatInteger(static_cast<IntegerNode&>(node));
-            default:
-                logFeature("getString", name, "of unknown datatype.");
-                return std::string();
+            default: logFeature("getString", name, "of unknown datatype."); return std::string();
         }
     });
 }

@@ -37,8 +37,8 @@ bool getBoolean(NodeMap& map, const char* name);
 // For an enumeration: the current entry's value, also written to min, max and inc.
 int64_t getInteger(NodeMap& map, const char* name, int64_t* min = nullptr, int64_t* max = nullptr,
                    int64_t* inc = nullptr);
-double getFloat(NodeMap& map, const char* name, double* min = nullptr, double* max = nullptr,
-                double* inc = nullptr, std::string* unit = nullptr);
+double getFloat(NodeMap& map, const char* name, double* min = nullptr, double* max = nullptr, double* inc = nullptr,
+                std::string* unit = nullptr);
 std::string getEnum(NodeMap& map, const char* name);    // symbol of the current entry
 std::string getString(NodeMap& map, const char* name);  // any feature as text
 

@@ -143,7 +143,7 @@ class EnumerationNode : public Node {
 public:
     // Entries in the order of the camera description; null when there is no such entry.
     EnumEntryNode* GetEntryByName(const std::string& symbolic);
-    EnumEntryNode* GetCurrentEntry();           // null when the value matches no entry
+    EnumEntryNode* GetCurrentEntry();  // null when the value matches no entry
     void GetEntries(std::vector<EnumEntryNode*>& entries);
     void GetSymbolics(std::vector<std::string>& symbolics);  // available entries only
     int64_t GetIntValue(bool verify = false, bool ignoreCache = false);

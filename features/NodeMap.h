@@ -39,17 +39,17 @@ public:
     NodeMap& operator=(const NodeMap&) = delete;
 
     // Loading: a second load into the same map throws "Node map already created".
-    void loadXml(const char* text, std::size_t length);        // plain XML text
-    void loadZippedXml(const void* data, std::size_t size);    // zip archive holding the XML
+    void loadXml(const char* text, std::size_t length);      // plain XML text
+    void loadZippedXml(const void* data, std::size_t size);  // zip archive holding the XML
     void loadXmlFile(const std::string& path);
     void loadZippedXmlFile(const std::string& path);
 
     // Connects the map to the camera's port; false when no node map was loaded.
     bool connect(RegisterPort* port);
-    void destroy();                                            // drops the node map
+    void destroy();  // drops the node map
     bool isLoaded() const;
 
-    Node* getNode(const std::string& name);                    // null when absent
+    Node* getNode(const std::string& name);  // null when absent
 
     // The node map may be reached from the SDK's thread and from the stream thread; callers
     // that touch nodes hold this lock for the whole access (the feature helpers do).

@@ -35,9 +35,7 @@ std::string filePathOf(const std::string& rest) {
 }
 
 // The leading hexadecimal digits ("2A3Fxyz" is 0x2A3F); 0 when there are none.
-uint64_t hexValue(const std::string& text) {
-    return std::strtoull(text.c_str(), nullptr, 16);
-}
+uint64_t hexValue(const std::string& text) { return std::strtoull(text.c_str(), nullptr, 16); }
 
 // Cuts `text` at the first `separator` at or after `start`; moves `start` behind it.
 std::string cut(const std::string& text, std::size_t& start, char separator) {
@@ -106,9 +104,7 @@ std::string localNameOfFileUrlPath(const std::string& path) {
     return name;
 }
 
-bool hasDirectoryPart(const std::string& localName) {
-    return localName.find_first_of("/\\") != std::string::npos;
-}
+bool hasDirectoryPart(const std::string& localName) { return localName.find_first_of("/\\") != std::string::npos; }
 
 std::string bareFileName(const std::string& localName) {
     const std::size_t slash = localName.find_last_of("/\\");

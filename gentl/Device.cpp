@@ -72,8 +72,9 @@ void* Device::open(int32_t num, const std::string& text) {
             return failOpen();
         }
         if (streams_.size() > 1)
-            TQ4_LOG(log::kProgress, handle(), "Device::open: Device <%s> supports %d DataStreams ... only ID <%s> is used.",
-                    id_.c_str(), static_cast<int>(streams_.size()), activeStreamId().c_str());
+            TQ4_LOG(log::kProgress, handle(),
+                    "Device::open: Device <%s> supports %d DataStreams ... only ID <%s> is used.", id_.c_str(),
+                    static_cast<int>(streams_.size()), activeStreamId().c_str());
         applyCameraDefaults();
     } catch (...) {
         // A broken description or a failed copy reaches the caller, but never with the device
@@ -89,8 +90,9 @@ bool Device::openGenTLDevice(int32_t num) {
     const GenTL::GC_ERROR status =
         callGenTL(module_->fn().IFOpenDevice, hIF_, id_.c_str(), GenTL::DEVICE_ACCESS_EXCLUSIVE, &hDEV);
     if (status != GenTL::GC_ERR_SUCCESS) {
-        TQ4_LOG(log::kError, nullptr, "Device::open: IFOpenDevice(DEVICE_ACCESS_EXCLUSIVE) failed: %d. ID: <%s>, num: %d",
-                status, id_.c_str(), num);
+        TQ4_LOG(log::kError, nullptr,
+                "Device::open: IFOpenDevice(DEVICE_ACCESS_EXCLUSIVE) failed: %d. ID: <%s>, num: %d", status,
+                id_.c_str(), num);
         return false;
     }
     if (!hDEV) {
@@ -163,7 +165,8 @@ void* Device::close() {
         std::lock_guard<std::mutex> stateLock(stateMutex_);
         activeStreamId_.clear();
     }
-    closeGenTLDevice("Device::close: DevClose with device ID <%s> failed.", "Device::close: Closed device with ID <%s>");
+    closeGenTLDevice("Device::close: DevClose with device ID <%s> failed.",
+                     "Device::close: Closed device with ID <%s>");
     return nullptr;
 }
 
@@ -240,7 +243,8 @@ uint32_t Device::getSerial() {
         text = features::getString(*map, "DeviceSerialNumber");
     } else if (map && features::isFeatureReadable(*map, "InfoSerial")) {
         text = features::getString(*map, "InfoSerial");
-        if (!text.empty()) TQ4_LOG(log::kVerbose, handle(), "Device::getSerial: instead take feature <%s>", text.c_str());
+        if (!text.empty())
+            TQ4_LOG(log::kVerbose, handle(), "Device::getSerial: instead take feature <%s>", text.c_str());
     }
     try {
         return static_cast<uint32_t>(std::stoull(text, nullptr, 10));
@@ -265,7 +269,8 @@ int32_t Device::setImageParameters(int64_t width, int64_t height) {
             static_cast<int>(cameraHeight));
     // The camera's geometry is not changed here; the line only reports the difference.
     if (width != cameraWidth || height != cameraHeight)
-        TQ4_LOG(log::kError, handle(), "Device::setImageParameters: setInteger Width: %d, Height: %d failed. w: %d, h: %d",
+        TQ4_LOG(log::kError, handle(),
+                "Device::setImageParameters: setInteger Width: %d, Height: %d failed. w: %d, h: %d",
                 static_cast<int>(width), static_cast<int>(height), static_cast<int>(cameraWidth),
                 static_cast<int>(cameraHeight));
 
@@ -275,7 +280,8 @@ int32_t Device::setImageParameters(int64_t width, int64_t height) {
     const uint64_t bytesPerPixel = (stream->setBitsPerPixel() + 7) / 8;
     const uint64_t payload = stream->getPayloadSize();
     if (payload != bytesPerPixel * static_cast<uint64_t>(height) * static_cast<uint64_t>(width))
-        TQ4_LOG(log::kError, handle(), "Device::setImageParameters: Mismatch! Width: %d, Height: %d, PixelFormat: %s <---> PayloadSize: %d",
+        TQ4_LOG(log::kError, handle(),
+                "Device::setImageParameters: Mismatch! Width: %d, Height: %d, PixelFormat: %s <---> PayloadSize: %d",
                 static_cast<int>(width), static_cast<int>(height), pixelFormat.c_str(), static_cast<int>(payload));
     return result;
 }
@@ -295,8 +301,10 @@ uint32_t Device::setImageBuffer(intptr_t event, void* buffer, uint32_t size, uin
     }
     if (stream->isStreaming()) {
         const uint32_t result = stream->queueRemainingInitBuffers();
-        if (stream->pushPending(std::make_shared<stream::ZevoBuffer>(stream::ZevoBuffer{event, buffer, size, status}))) {
-            TQ4_LOG(log::kImageTrace, handle(), "Device::setImageBuffer: @%d pending zevo buffers: %d, new buffer: 0x%x",
+        if (stream->pushPending(
+                std::make_shared<stream::ZevoBuffer>(stream::ZevoBuffer{event, buffer, size, status}))) {
+            TQ4_LOG(log::kImageTrace, handle(),
+                    "Device::setImageBuffer: @%d pending zevo buffers: %d, new buffer: 0x%x",
                     static_cast<int>(stream->imageCounter()), static_cast<int>(stream->pendingCount()), low32(buffer));
             return result;
         }

@@ -35,8 +35,8 @@ public:
     using Preparation = void (*)(Device&);
     static void setPreparation(Preparation prepare);
 
-    Device(std::shared_ptr<GenTLModule> module, GenTL::IF_HANDLE hIF, std::string id,
-           std::string displayName, std::string version);
+    Device(std::shared_ptr<GenTLModule> module, GenTL::IF_HANDLE hIF, std::string id, std::string displayName,
+           std::string version);
     // Closes the streams and, if still open, the GenTL device.
     ~Device();
     Device(const Device&) = delete;

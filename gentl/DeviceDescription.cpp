@@ -18,7 +18,7 @@ namespace tq4::gentl {
 
 namespace {
 
-const char* const kZipExtension = ".zip";  // compared exactly: ".ZIP" is loaded as plain XML
+const char* const kZipExtension = ".zip";             // compared exactly: ".ZIP" is loaded as plain XML
 constexpr std::size_t kShortestReportedNameSize = 5;  // NUL included
 
 // One GCGetPortURLInfo query; `type` is what the producer reports.
@@ -40,7 +40,8 @@ struct UrlInfoQuery {
                          std::size_t& reportedSize) const {
         return queryText(
             [&](char* buffer, std::size_t* size) {
-                const GenTL::GC_ERROR status = callGenTL(fn.GCGetPortURLInfo, hPort, index, command, &type, buffer, size);
+                const GenTL::GC_ERROR status =
+                    callGenTL(fn.GCGetPortURLInfo, hPort, index, command, &type, buffer, size);
                 reportedSize = *size;
                 return status;
             },
@@ -56,7 +57,8 @@ bool describeUrlIndex(const UrlInfoQuery& query, DescriptionUrl& found) {
     std::string url;
     GenTL::GC_ERROR status = query.text(GenTL::URL_INFO_URL, url, type, reportedSize);
     if (status != GenTL::GC_ERR_SUCCESS) {
-        TQ4_LOG(log::kError, nullptr, "Device::allocNodeMap: GCGetPortURLInfo with GenTL::URL_INFO_URL failed: %d", status);
+        TQ4_LOG(log::kError, nullptr, "Device::allocNodeMap: GCGetPortURLInfo with GenTL::URL_INFO_URL failed: %d",
+                status);
         good = false;
     }
     DescriptionUrl description = parseDescriptionUrl(url);

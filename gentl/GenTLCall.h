@@ -34,8 +34,6 @@ GenTL::GC_ERROR queryText(Query&& query, std::string& text) {
 }
 
 // Low 32 bits of a handle, as the log lines print handles with %x.
-inline unsigned low32(const void* handle) {
-    return static_cast<unsigned>(reinterpret_cast<uintptr_t>(handle));
-}
+inline unsigned low32(const void* handle) { return static_cast<unsigned>(reinterpret_cast<uintptr_t>(handle)); }
 
 }  // namespace tq4::gentl

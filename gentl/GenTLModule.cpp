@@ -37,9 +37,7 @@ std::string producerSearchList() {
 
 }  // namespace
 
-GenTLModule::GenTLModule(const std::string& producerName) : path_(findProducer(producerName)) {
-    load();
-}
+GenTLModule::GenTLModule(const std::string& producerName) : path_(findProducer(producerName)) { load(); }
 
 GenTLModule::~GenTLModule() {
     try {
@@ -68,13 +66,11 @@ std::string GenTLModule::findProducer(const std::string& name) {
             !folder.empty() && folder.back() == separator ? folder + name : folder + separator + name;
         TQ4_LOG(log::kVerbose, nullptr, "GenTLModule::findProducer: %s", candidate.c_str());
         if (platform::fileExists(candidate)) {
-            TQ4_LOG(log::kProgress, nullptr, "GenTLModule::findProducer: GenTL Producer found: %s",
-                    candidate.c_str());
+            TQ4_LOG(log::kProgress, nullptr, "GenTLModule::findProducer: GenTL Producer found: %s", candidate.c_str());
             return candidate;
         }
     }
-    TQ4_LOG(log::kProgress, nullptr, "GenTLModule::findProducer: CTI not found. Set to \"%s\".",
-            name.c_str());
+    TQ4_LOG(log::kProgress, nullptr, "GenTLModule::findProducer: CTI not found. Set to \"%s\".", name.c_str());
     return name;
 }
 
@@ -115,8 +111,8 @@ bool GenTLModule::init() {
 }
 
 void GenTLModule::resolveOptionalEntries() {
-#define TQ4_GENTL_RESOLVE(name)                                                                 \
-    if (std::string(#name) != "GCInitLib")                                                      \
+#define TQ4_GENTL_RESOLVE(name)            \
+    if (std::string(#name) != "GCInitLib") \
         fn_.name = reinterpret_cast<GenTL::P##name>(platform::moduleSymbol(module_, #name));
     TQ4_GENTL_FUNCTION_LIST(TQ4_GENTL_RESOLVE)
 #undef TQ4_GENTL_RESOLVE

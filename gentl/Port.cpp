@@ -6,8 +6,7 @@
 
 namespace tq4::gentl {
 
-Port::Port(std::shared_ptr<GenTLModule> module, GenTL::PORT_HANDLE hPort)
-    : module_(std::move(module)), hPort_(hPort) {}
+Port::Port(std::shared_ptr<GenTLModule> module, GenTL::PORT_HANDLE hPort) : module_(std::move(module)), hPort_(hPort) {}
 
 Port::AccessMode Port::GetAccessMode() const { return hPort_ ? AccessMode::RW : AccessMode::NA; }
 

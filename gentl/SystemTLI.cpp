@@ -66,13 +66,11 @@ void SystemTLI::updateInterfaces() {
     for (uint32_t index = 0; index < count; ++index) {
         std::string interfaceId;
         status = queryText(
-            [&](char* buffer, std::size_t* size) {
-                return callGenTL(fn.TLGetInterfaceID, hTL_, index, buffer, size);
-            },
+            [&](char* buffer, std::size_t* size) { return callGenTL(fn.TLGetInterfaceID, hTL_, index, buffer, size); },
             interfaceId);
         if (status != GenTL::GC_ERR_SUCCESS) {
-            TQ4_LOG(log::kError, nullptr, "SystemTLI::updateInterfaces: TLGetInterfaceID failed: %d. Index: %d",
-                    status, static_cast<int>(index));
+            TQ4_LOG(log::kError, nullptr, "SystemTLI::updateInterfaces: TLGetInterfaceID failed: %d. Index: %d", status,
+                    static_cast<int>(index));
             continue;
         }
         presentIds.push_back(interfaceId);
@@ -98,8 +96,8 @@ void SystemTLI::openInterface(const std::string& interfaceId) {
 void SystemTLI::warnAboutVanishedInterfaces(const std::vector<std::string>& presentIds) const {
     for (const std::string& known : interfaces_.ids())
         if (std::find(presentIds.begin(), presentIds.end(), known) == presentIds.end())
-            TQ4_LOG(log::kError, nullptr, "SystemTLI::updateInterfaces: [WARNING] Interface ID <%s> no longer available.",
-                    known.c_str());
+            TQ4_LOG(log::kError, nullptr,
+                    "SystemTLI::updateInterfaces: [WARNING] Interface ID <%s> no longer available.", known.c_str());
 }
 
 void SystemTLI::updateDeviceMaps() {
@@ -112,7 +110,8 @@ void* SystemTLI::openDevice(int32_t num, const std::string& text) {
     for (const auto& iface : interfaces_.values()) {
         for (const auto& device : iface->devices()) {
             if (device->openCount() != 0) continue;
-            TQ4_LOG(log::kProgress, nullptr, "SystemTLI::openDevice: Open device ID <%s> with zevo_num %d on Interface <%s>",
+            TQ4_LOG(log::kProgress, nullptr,
+                    "SystemTLI::openDevice: Open device ID <%s> with zevo_num %d on Interface <%s>",
                     device->id().c_str(), num, iface->id().c_str());
             if (void* handle = device->open(num, std::string(text))) return handle;
         }

@@ -51,91 +51,91 @@ typedef struct TQ4_OpenStruct {
 } TQ4_OpenStruct;
 
 /* ---- error codes returned by the exports ------------------------------------------------- */
-#define ZEVO_NOERROR                     0x00000000u
-#define ZEVO_ERROR_DRIVER_WRONGVALUE     0xA0360001u
-#define ZEVO_ERROR_DRIVER_NULLHANDLE     0xA0360002u
-#define ZEVO_ERROR_DRIVER_WRONGSIZE      0xA0360006u
-#define ZEVO_ERROR_DRIVER_NOBUFFER       0xA0002001u
-#define ZEVO_ERROR_DRIVER_NODRIVER       0x80362006u
-#define ZEVO_ERROR_DRIVER_NOACCESS       0x80362009u
-#define ZEVO_ERROR_DRIVER_CREATEEVENT    0x80362020u
-#define ZEVO_ERROR_DRIVER_STREAMING      0x80362032u
-#define ZEVO_ERROR_OPEN_NULLHANDLEPTR    0xA0320002u
-#define ZEVO_ERROR_OPEN_WRONGNUM         0xA0322001u
-#define ZEVO_ERROR_OPEN_NOGENICAM        0x80322006u
-#define ZEVO_ERROR_OPEN_INUSE            0x80322001u
-#define ZEVO_ERROR_OPEN_FAILED           0x80362001u
+#define ZEVO_NOERROR                  0x00000000u
+#define ZEVO_ERROR_DRIVER_WRONGVALUE  0xA0360001u
+#define ZEVO_ERROR_DRIVER_NULLHANDLE  0xA0360002u
+#define ZEVO_ERROR_DRIVER_WRONGSIZE   0xA0360006u
+#define ZEVO_ERROR_DRIVER_NOBUFFER    0xA0002001u
+#define ZEVO_ERROR_DRIVER_NODRIVER    0x80362006u
+#define ZEVO_ERROR_DRIVER_NOACCESS    0x80362009u
+#define ZEVO_ERROR_DRIVER_CREATEEVENT 0x80362020u
+#define ZEVO_ERROR_DRIVER_STREAMING   0x80362032u
+#define ZEVO_ERROR_OPEN_NULLHANDLEPTR 0xA0320002u
+#define ZEVO_ERROR_OPEN_WRONGNUM      0xA0322001u
+#define ZEVO_ERROR_OPEN_NOGENICAM     0x80322006u
+#define ZEVO_ERROR_OPEN_INUSE         0x80322001u
+#define ZEVO_ERROR_OPEN_FAILED        0x80362001u
 
 /* ---- error codes of the telegram layer ---------------------------------------------------- */
-#define ZEVO_ERROR_TELEGRAM_NOTSUPPORTED 0x80031020u
-#define ZEVO_ERROR_TELEGRAM_OUTOFRANGE   0x8003101Eu
-#define ZEVO_ERROR_TELEGRAM_VALUEFAILED  0x8000101Eu
-#define ZEVO_ERROR_TELEGRAM_NOTARMED     0x80001021u
-#define ZEVO_ERROR_TELEGRAM_RECORDINGON  0x80001022u
+#define ZEVO_ERROR_TELEGRAM_NOTSUPPORTED  0x80031020u
+#define ZEVO_ERROR_TELEGRAM_OUTOFRANGE    0x8003101Eu
+#define ZEVO_ERROR_TELEGRAM_VALUEFAILED   0x8000101Eu
+#define ZEVO_ERROR_TELEGRAM_NOTARMED      0x80001021u
+#define ZEVO_ERROR_TELEGRAM_RECORDINGON   0x80001022u
 #define ZEVO_ERROR_TELEGRAM_INVALIDFORMAT 0xA0000001u
 
 /* ---- status words written into caller buffers --------------------------------------------- */
-#define ZEVO_BUFFER_QUEUED               0x80362033u
-#define ZEVO_BUFFER_DONE                 0x00000000u
-#define ZEVO_BUFFER_FAILED               0x80362018u
-#define ZEVO_BUFFER_CANCELLED            0x80362010u
+#define ZEVO_BUFFER_QUEUED    0x80362033u
+#define ZEVO_BUFFER_DONE      0x00000000u
+#define ZEVO_BUFFER_FAILED    0x80362018u
+#define ZEVO_BUFFER_CANCELLED 0x80362010u
 
 /* ---- telegram command codes --------------------------------------------------------------- */
 /* Telegram: u16 code, u16 size (whole telegram), payload, u8 checksum (sum of the preceding
  * bytes modulo 256), little-endian, packed. Response code = code | 0x0080; failure response
  * = code | 0x00C0 with a u32 error code at offset 4 (9 bytes). */
-#define TQ4_RESPONSE_FLAG                0x0080u
-#define TQ4_FAILURE_FLAG                 0x00C0u
+#define TQ4_RESPONSE_FLAG 0x0080u
+#define TQ4_FAILURE_FLAG  0x00C0u
 
-#define GET_CAMERA_TYPE                   0x0110u
-#define GET_CAMERA_HEALTH_STATUS          0x0210u
-#define GET_TEMPERATURE                   0x0610u
-#define GET_HARDWARE_VERSIONS             0x0710u
-#define GET_FIRMWARE_VERSIONS             0x0810u
-#define GET_CAMERA_NAME                   0x0910u
-#define GET_INFO_STRING                   0x0A10u
-#define GET_CAMERA_SETUP                  0x1110u
-#define SET_CAMERA_SETUP                  0x1210u
-#define GET_CAMERA_DESCRIPTION            0x0111u
-#define GET_ROI                           0x0211u
-#define SET_ROI                           0x0311u
-#define GET_BINNING                       0x0411u
-#define SET_BINNING                       0x0511u
-#define GET_PIXELRATE                     0x0611u
-#define GET_COOLING_SETPOINT_TEMPERATURE  0x1011u
-#define SET_COOLING_SETPOINT_TEMPERATURE  0x1111u
-#define GET_SENSOR_FORMAT                 0x1411u
-#define SET_SENSOR_FORMAT                 0x1511u
-#define UNSUPPORTED_0x2511                0x2511u
-#define GET_HW_IO_SIGNAL_DESCRIPTION      0x2611u
-#define GET_DELAY_EXPOSURE_TIME           0x0112u
-#define SET_DELAY_EXPOSURE_TIME           0x0212u
-#define GET_TRIGGER_MODE                  0x0312u
-#define SET_TRIGGER_MODE                  0x0412u
-#define FORCE_TRIGGER                     0x0512u
-#define GET_CAMERA_BUSY_STATUS            0x0612u
-#define GET_EXP_TRIG_SIGNAL_STATUS        0x0912u
-#define GET_TIMEBASE                      0x0C12u
-#define SET_TIMEBASE                      0x0D12u
-#define GET_COC_RUNTIME                   0x1012u
-#define GET_FRAMERATE                     0x1712u
-#define GET_HW_IO_SIGNAL                  0x1912u
-#define SET_HW_IO_SIGNAL                  0x1A12u
-#define GET_RECORDING_STATE               0x0514u
-#define SET_RECORDING_STATE               0x0614u
-#define GET_ACQUIRE_MODE                  0x0714u
-#define SET_ACQUIRE_MODE                  0x0814u
-#define ARM_CAMERA                        0x0A14u
-#define SET_DATE_TIME                     0x0B14u
-#define GET_TIMESTAMP_MODE                0x0C14u
-#define SET_TIMESTAMP_MODE                0x0D14u
-#define GET_ACQUIRE_MODE_EX               0x1614u
-#define SET_ACQUIRE_MODE_EX               0x1714u
-#define GET_BIT_ALIGNMENT                 0x0915u
-#define SET_BIT_ALIGNMENT                 0x0A15u
-#define GET_METADATA_MODE                 0x0E15u
-#define SET_METADATA_MODE                 0x0F15u
-#define SWIR_GENERATE_CORRECTION_DATA     0x301Fu
+#define GET_CAMERA_TYPE                  0x0110u
+#define GET_CAMERA_HEALTH_STATUS         0x0210u
+#define GET_TEMPERATURE                  0x0610u
+#define GET_HARDWARE_VERSIONS            0x0710u
+#define GET_FIRMWARE_VERSIONS            0x0810u
+#define GET_CAMERA_NAME                  0x0910u
+#define GET_INFO_STRING                  0x0A10u
+#define GET_CAMERA_SETUP                 0x1110u
+#define SET_CAMERA_SETUP                 0x1210u
+#define GET_CAMERA_DESCRIPTION           0x0111u
+#define GET_ROI                          0x0211u
+#define SET_ROI                          0x0311u
+#define GET_BINNING                      0x0411u
+#define SET_BINNING                      0x0511u
+#define GET_PIXELRATE                    0x0611u
+#define GET_COOLING_SETPOINT_TEMPERATURE 0x1011u
+#define SET_COOLING_SETPOINT_TEMPERATURE 0x1111u
+#define GET_SENSOR_FORMAT                0x1411u
+#define SET_SENSOR_FORMAT                0x1511u
+#define UNSUPPORTED_0x2511               0x2511u
+#define GET_HW_IO_SIGNAL_DESCRIPTION     0x2611u
+#define GET_DELAY_EXPOSURE_TIME          0x0112u
+#define SET_DELAY_EXPOSURE_TIME          0x0212u
+#define GET_TRIGGER_MODE                 0x0312u
+#define SET_TRIGGER_MODE                 0x0412u
+#define FORCE_TRIGGER                    0x0512u
+#define GET_CAMERA_BUSY_STATUS           0x0612u
+#define GET_EXP_TRIG_SIGNAL_STATUS       0x0912u
+#define GET_TIMEBASE                     0x0C12u
+#define SET_TIMEBASE                     0x0D12u
+#define GET_COC_RUNTIME                  0x1012u
+#define GET_FRAMERATE                    0x1712u
+#define GET_HW_IO_SIGNAL                 0x1912u
+#define SET_HW_IO_SIGNAL                 0x1A12u
+#define GET_RECORDING_STATE              0x0514u
+#define SET_RECORDING_STATE              0x0614u
+#define GET_ACQUIRE_MODE                 0x0714u
+#define SET_ACQUIRE_MODE                 0x0814u
+#define ARM_CAMERA                       0x0A14u
+#define SET_DATE_TIME                    0x0B14u
+#define GET_TIMESTAMP_MODE               0x0C14u
+#define SET_TIMESTAMP_MODE               0x0D14u
+#define GET_ACQUIRE_MODE_EX              0x1614u
+#define SET_ACQUIRE_MODE_EX              0x1714u
+#define GET_BIT_ALIGNMENT                0x0915u
+#define SET_BIT_ALIGNMENT                0x0A15u
+#define GET_METADATA_MODE                0x0E15u
+#define SET_METADATA_MODE                0x0F15u
+#define SWIR_GENERATE_CORRECTION_DATA    0x301Fu
 
 /* ---- response layouts chosen by this driver ------------------------------------------------ */
 /* Offsets are telegram offsets; texts are NUL-terminated and zero-filled to their field.
@@ -336,16 +336,15 @@ typedef struct TQ4_OpenStruct {
 /* [2]  */ TQ4_API uint32_t Close_Cam(TQ4_HANDLE* ph);
 /* [3]  */ TQ4_API uint32_t Check_Device_Availability(uint32_t num);
 /* [4]  */ TQ4_API uint32_t Open_Cam_Ext(uint32_t num, TQ4_HANDLE* ph, TQ4_OpenStruct* open);
-/* [5]  */ TQ4_API uint32_t Control_Command(TQ4_HANDLE h, const void* telegram, int32_t size_in,
-                                            void* response, uint32_t size_out);
+/* [5]  */ TQ4_API uint32_t Control_Command(TQ4_HANDLE h, const void* telegram, int32_t size_in, void* response,
+                                            uint32_t size_out);
 /* [6]  */ TQ4_API uint32_t Set_Timeouts(TQ4_HANDLE h, const uint32_t* timeouts, uint32_t length);
 /* [8]  */ TQ4_API uint32_t Get_Generation_Count(TQ4_HANDLE h, uint32_t* count);
-/* [10] */ TQ4_API uint32_t Get_Image_Queued(TQ4_HANDLE h, uint32_t timeout_ms, uint32_t unused1,
-                                             uint32_t unused2, uint32_t unused3, uint32_t unused4,
-                                             void* buffer, uint32_t size);
-/* [11] */ TQ4_API uint32_t Set_Image_Buffer(TQ4_HANDLE h, TQ4_HANDLE event, uint32_t unused1,
-                                             uint32_t start, uint32_t end, uint32_t unused2,
-                                             void* buffer, uint32_t size, uint32_t* status);
+/* [10] */ TQ4_API uint32_t Get_Image_Queued(TQ4_HANDLE h, uint32_t timeout_ms, uint32_t unused1, uint32_t unused2,
+                                             uint32_t unused3, uint32_t unused4, void* buffer, uint32_t size);
+/* [11] */ TQ4_API uint32_t Set_Image_Buffer(TQ4_HANDLE h, TQ4_HANDLE event, uint32_t unused1, uint32_t start,
+                                             uint32_t end, uint32_t unused2, void* buffer, uint32_t size,
+                                             uint32_t* status);
 /* [12] */ TQ4_API uint32_t Cancel_Images(TQ4_HANDLE h);
 /* [13] */ TQ4_API uint32_t Get_Pending_Buffer(TQ4_HANDLE h, uint32_t* count);
 /* [15] */ TQ4_API uint32_t Get_Transfer_Parameters(TQ4_HANDLE h, void* buffer, int32_t length);

@@ -2,17 +2,17 @@
 #include "log/Log.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iterator>
 #include <memory>
-#include <new>
 #include <mutex>
+#include <new>
 #include <sstream>
 #include <thread>
-#include <chrono>
 
 #include "log/LogInternal.h"
 #include "platform/Platform.h"
@@ -33,7 +33,7 @@ const char kLineEnd[] = "\r\n";
 // static destructors at process exit still find it; exit_logging frees everything it holds,
 // so unloading a library that contains the facility leaves nothing behind.
 struct State {
-    std::mutex lock;                         // the log critical section
+    std::mutex lock;  // the log critical section
     bool started = false;
     Parameters params;
     std::atomic<uint32_t> bits{kError};
@@ -85,8 +85,8 @@ std::string timeColumn() {
 
 std::string deltaColumn(State& s) {
     uint64_t now = platform::highResolutionCounter();
-    uint64_t micros = s.lastLineTicks == 0 ? 0
-                      : (now - s.lastLineTicks) * 1000000ull / platform::highResolutionFrequency();
+    uint64_t micros =
+        s.lastLineTicks == 0 ? 0 : (now - s.lastLineTicks) * 1000000ull / platform::highResolutionFrequency();
     s.lastLineTicks = now;
     return printfText("%6d.%03dms ", static_cast<int>(micros / 1000), static_cast<int>(micros % 1000));
 }
@@ -135,8 +135,7 @@ void writeRawLocked(State& s, const std::string& text) {
 
 // The facility's own threshold lines are not counted again, so a tiny length limit cannot
 // make one line trigger the next.
-void writeLineLocked(State& s, uint32_t classBits, const void* handle, const std::string& message,
-                     bool counted = true);
+void writeLineLocked(State& s, uint32_t classBits, const void* handle, const std::string& message, bool counted = true);
 
 // Every counted line adds its bytes, also the one that triggers a flush.
 void countLineLocked(State& s, std::size_t written) {
@@ -154,8 +153,7 @@ void countLineLocked(State& s, std::size_t written) {
     }
 }
 
-void writeLineLocked(State& s, uint32_t classBits, const void* handle, const std::string& message,
-                     bool counted) {
+void writeLineLocked(State& s, uint32_t classBits, const void* handle, const std::string& message, bool counted) {
     const uint32_t bits = s.bits;
     std::string line = prefixColumns(s, bits, effectiveClass(classBits), handle);
     line += message;
@@ -178,8 +176,8 @@ void notifyObserver(State& s, uint32_t classBits, const std::string& message) {
 std::string dashes() { return std::string(72, '-'); }
 
 std::string timeStamp(const platform::LocalTime& t) {
-    return printfText("%04d-%02d-%02d %02d:%02d:%02d.%03d", t.year, t.month, t.day, t.hour, t.minute,
-                      t.second, t.millisecond);
+    return printfText("%04d-%02d-%02d %02d:%02d:%02d.%03d", t.year, t.month, t.day, t.hour, t.minute, t.second,
+                      t.millisecond);
 }
 
 std::string startBanner(const State& s, const StartInfo& info) {

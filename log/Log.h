@@ -10,22 +10,22 @@ namespace tq4::log {
 
 // Line classes (bits of the mask).
 enum : uint32_t {
-    kError = 0x1,        // written with "ERROR: "
-    kProgress = 0x2,     // open/close progress and separators
-    kImageTrace = 0x4,   // image-call trace
+    kError = 0x1,       // written with "ERROR: "
+    kProgress = 0x2,    // open/close progress and separators
+    kImageTrace = 0x4,  // image-call trace
     kDetail = 0x8,
     kVerbose = 0x20,
     kConsole = 0x1000000,
 };
 
 struct StartInfo {
-    std::string logName;        // base name, e.g. "tq4_genicam"
-    std::string logFolder;      // default folder of the log file (LOGFILEPATH= overrides)
-    std::string paramFile;      // parameter file (the driver's ini file)
-    std::string version;        // e.g. "1,9,0,0"
-    std::string product;        // e.g. "GenICam_Driver (64bit)"
-    std::string buildDate;      // e.g. "Apr 17 2025"
-    std::string description;    // "Description:" banner line; the product text when empty
+    std::string logName;      // base name, e.g. "tq4_genicam"
+    std::string logFolder;    // default folder of the log file (LOGFILEPATH= overrides)
+    std::string paramFile;    // parameter file (the driver's ini file)
+    std::string version;      // e.g. "1,9,0,0"
+    std::string product;      // e.g. "GenICam_Driver (64bit)"
+    std::string buildDate;    // e.g. "Apr 17 2025"
+    std::string description;  // "Description:" banner line; the product text when empty
 };
 
 // Reads the parameters, maps the shared control block, opens the log file (only if it
@@ -41,7 +41,7 @@ void set_device_number(int number);
 
 // Reads the parameter file; 0, or 0xA0000004 when it cannot be opened or read.
 uint32_t get_logparam(const std::string& file);
-uint32_t log_bits();             // the current mask
+uint32_t log_bits();  // the current mask
 // Full path of the log file in use (empty before init_logging).
 std::string log_file_path();
 // Asks the log thread to close its handle and open the log file path again (after the file
@@ -49,8 +49,7 @@ std::string log_file_path();
 void renew_logfile();
 
 // The line call.
-void logLine(uint32_t classBits, const void* handle, const char* format, ...)
-    __attribute__((format(printf, 3, 4)));
+void logLine(uint32_t classBits, const void* handle, const char* format, ...) __attribute__((format(printf, 3, 4)));
 
 // Every formatted message (without prefix columns, with its class) is also handed to this
 // observer, whatever the mask and whether a file is open. Tests use it to check messages.

@@ -36,11 +36,11 @@ constexpr std::size_t kPathSize = 260;
 constexpr uint32_t kBlockReady = 0x4c4f4731;  // set by the creator once the path is in place
 
 struct SharedLogBlock {
-    std::atomic<uint32_t> ready;             // kBlockReady after the creator filled the block
-    std::atomic<uint32_t> openCount;         // processes that have the facility started
+    std::atomic<uint32_t> ready;      // kBlockReady after the creator filled the block
+    std::atomic<uint32_t> openCount;  // processes that have the facility started
     std::atomic<uint32_t> linesSinceFlush;
-    std::atomic<uint32_t> copies;            // copies made so far (diagnostics)
-    std::atomic<uint64_t> copylen;           // bytes written since the last copy
+    std::atomic<uint32_t> copies;   // copies made so far (diagnostics)
+    std::atomic<uint64_t> copylen;  // bytes written since the last copy
     uint32_t creatorLogBits;
     uint32_t creatorFlushLines;
     uint32_t creatorFileLength;

@@ -47,8 +47,8 @@ uint32_t waitForEvents(ThreadControl& control) {
 
 std::string timeStampText(const platform::LocalTime& t) {
     char text[64];
-    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d.%03d", t.year, t.month, t.day, t.hour,
-                  t.minute, t.second, t.millisecond);
+    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d.%03d", t.year, t.month, t.day, t.hour, t.minute,
+                  t.second, t.millisecond);
     return text;
 }
 
@@ -152,8 +152,8 @@ void stopLogThread(unsigned timeoutMs) {
         std::unique_lock<std::mutex> controlLock(control.mutex);
         control.pending |= kEndEvent;
         control.wake.notify_one();
-        finished = control.done.wait_for(controlLock, std::chrono::milliseconds(timeoutMs),
-                                         [&] { return control.finished; });
+        finished =
+            control.done.wait_for(controlLock, std::chrono::milliseconds(timeoutMs), [&] { return control.finished; });
     }
     if (finished)
         stopping.thread.join();

@@ -21,7 +21,7 @@ public:
     // Opens the block if it exists, else creates it zero-filled with `size` bytes.
     // Returns null when it can neither be opened nor created.
     static std::unique_ptr<SharedBlock> openOrCreate(const std::string& name, std::size_t size);
-    ~SharedBlock();                         // unmaps; the last user's unmap does not unlink
+    ~SharedBlock();  // unmaps; the last user's unmap does not unlink
     SharedBlock(const SharedBlock&) = delete;
     SharedBlock& operator=(const SharedBlock&) = delete;
 
@@ -46,16 +46,16 @@ private:
 // variable TQ4_COMMON_APPDATA overrides it; without it: $XDG_DATA_HOME, else $HOME/.local/share,
 // else /tmp. Returns false when no folder can be named.
 bool commonAppDataFolder(std::string& folder);
-bool makeDirectory(const std::string& path);          // true if it exists afterwards
-bool makeDirectories(const std::string& path);        // with every missing parent
-bool fileExists(const std::string& path);             // plain existence test (folders count)
+bool makeDirectory(const std::string& path);    // true if it exists afterwards
+bool makeDirectories(const std::string& path);  // with every missing parent
+bool fileExists(const std::string& path);       // plain existence test (folders count)
 bool currentDirectory(std::string& dir);
-char pathSeparator();                                  // '/' here, '\\' on Windows
-char gentlPathListSeparator();                         // ':' here, ';' on Windows
-std::string getEnvironment(const char* name);          // empty when unset
+char pathSeparator();                                             // '/' here, '\\' on Windows
+char gentlPathListSeparator();                                    // ':' here, ';' on Windows
+std::string getEnvironment(const char* name);                     // empty when unset
 bool setEnvironment(const char* name, const std::string& value);  // for tests and tools
-bool executablePath(std::string& path);                // full path of the running program
-int lastSystemError();                                 // errno / GetLastError of the last call
+bool executablePath(std::string& path);                           // full path of the running program
+int lastSystemError();                                            // errno / GetLastError of the last call
 
 // ---- append-only file -------------------------------------------------------------------------
 // A file that several processes append to at once. Each append is one write at the end of
@@ -71,11 +71,11 @@ public:
     AppendFile(const AppendFile&) = delete;
     AppendFile& operator=(const AppendFile&) = delete;
 
-    bool append(const void* data, std::size_t length);   // one write, whole or nothing
+    bool append(const void* data, std::size_t length);  // one write, whole or nothing
     bool append(const std::string& text) { return append(text.data(), text.size()); }
-    bool flush();                                          // data reaches the disk
-    bool truncate();                                       // length 0
-    uint64_t size() const;                                 // current length, 0 when unknown
+    bool flush();           // data reaches the disk
+    bool truncate();        // length 0
+    uint64_t size() const;  // current length, 0 when unknown
     void lockShared();
     void lockExclusive();
     void unlock();
@@ -89,10 +89,10 @@ private:
 
 // ---- dynamic modules ------------------------------------------------------------------------
 using ModuleHandle = void*;
-ModuleHandle loadModule(const std::string& path);      // null on failure
+ModuleHandle loadModule(const std::string& path);  // null on failure
 void* moduleSymbol(ModuleHandle module, const char* name);
 void unloadModule(ModuleHandle module);
-std::string lastModuleError();                         // text of the last failure
+std::string lastModuleError();  // text of the last failure
 // Full path of the module that contains `addressInside` (a function of that module).
 bool modulePathOf(const void* addressInside, std::string& path);
 // Windows' SetDllDirectoryA. On Linux a library's own dependencies are found through its
@@ -112,8 +112,8 @@ public:
     void set();
     void reset();
     bool isSet() const;
-    bool wait(uint32_t timeoutMs) const;          // true when set within the time
-    intptr_t nativeHandle() const { return fd_; } // pollable descriptor
+    bool wait(uint32_t timeoutMs) const;           // true when set within the time
+    intptr_t nativeHandle() const { return fd_; }  // pollable descriptor
 private:
     explicit Event(int fd) : fd_(fd) {}
     int fd_;
@@ -130,15 +130,17 @@ bool isEventHandle(intptr_t nativeHandle);
 // ---- threads, processes, time -----------------------------------------------------------------
 uint32_t currentThreadId();
 uint32_t currentProcessId();
-bool currentProcessorNumber(uint32_t& number);   // false when the system cannot tell
-int currentThreadPriority();                     // nice-like value, 0 when unknown
-uint32_t processPriorityClass();                 // 0 when unknown
+bool currentProcessorNumber(uint32_t& number);  // false when the system cannot tell
+int currentThreadPriority();                    // nice-like value, 0 when unknown
+uint32_t processPriorityClass();                // 0 when unknown
 
-struct LocalTime { int year, month, day, hour, minute, second, millisecond; };
+struct LocalTime {
+    int year, month, day, hour, minute, second, millisecond;
+};
 LocalTime localTime();
-LocalTime localTimeAt(int64_t secondsSince1970); // millisecond 0
-uint64_t highResolutionCounter();                // ticks
-uint64_t highResolutionFrequency();              // ticks per second
+LocalTime localTimeAt(int64_t secondsSince1970);  // millisecond 0
+uint64_t highResolutionCounter();                 // ticks
+uint64_t highResolutionFrequency();               // ticks per second
 
 // Starts a program without waiting for it. Returns false when it cannot be started.
 bool startProcess(const std::string& program, const std::string& arguments);

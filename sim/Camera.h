@@ -20,13 +20,13 @@ namespace zevo {
 // What a data stream needs to know to produce its next frame.
 struct AcquisitionSnapshot {
     bool acquiring = false;
-    uint64_t epoch = 0;                     // changes with every AcquisitionStart
+    uint64_t epoch = 0;  // changes with every AcquisitionStart
     std::chrono::steady_clock::time_point startTime;
-    double periodS = 0.02;                  // free-running frame period
-    bool unlimited = false;                 // no pacing at all
-    bool triggered = false;                 // a frame trigger is on
-    uint64_t requestedFrames = 0;           // frames its triggers asked for so far
-    bool gateOpen = true;                   // AcquisitionActive trigger satisfied
+    double periodS = 0.02;         // free-running frame period
+    bool unlimited = false;        // no pacing at all
+    bool triggered = false;        // a frame trigger is on
+    uint64_t requestedFrames = 0;  // frames its triggers asked for so far
+    bool gateOpen = true;          // AcquisitionActive trigger satisfied
     SceneSettings scene;
     TimestampMode stamp = TimestampMode::Off;
 };
@@ -68,7 +68,7 @@ private:
     };
     struct Settings {
         int64_t width = 1296, height = 1032, offsetX = 0, offsetY = 0, binH = 1, binV = 1;
-        uint64_t pixelFormat = 0x01100005;      // Mono12
+        uint64_t pixelFormat = 0x01100005;  // Mono12
         bool locked = false;
         bool acquiring = false;
         uint64_t epoch = 0;
@@ -82,7 +82,7 @@ private:
         int64_t burstFrameCount = 1;
         int64_t lineSelector = 0;
         std::array<Line, 4> lines{};
-        std::array<int64_t, 4> sensorIds{};     // Temp, Pressure, HumidityRel, HumidityAbs
+        std::array<int64_t, 4> sensorIds{};  // Temp, Pressure, HumidityRel, HumidityAbs
         int64_t deviceTemperatureSelector = 0;
         int64_t coolingMode = 1;
         double coolingSetPoint = 15.0;
@@ -91,7 +91,7 @@ private:
         std::string userId;
         int64_t nucMode = 0;
         std::string blackPath, whitePath;
-        uint64_t softwareFrames = 0;           // frames asked for by software frame triggers
+        uint64_t softwareFrames = 0;  // frames asked for by software frame triggers
     };
 
     // register bindings (CameraBindings.cpp)
@@ -116,7 +116,7 @@ private:
     void setPixelFormat(int64_t v);
     const PixelFormatInfo& format() const;
     ImageGeometry geometry() const;
-    size_t reportedPayload() const;          // the image's size unless configured otherwise
+    size_t reportedPayload() const;  // the image's size unless configured otherwise
     // timing
     double fullFrameFps() const;
     double minFramePeriodS() const;
@@ -128,7 +128,9 @@ private:
     uint64_t triggerCount(Selector selector) const;
     // The trigger that decides when frames are taken, or -1 in free run.
     int activeFrameTrigger() const;
-    uint64_t framesPerTrigger(int selector) const { return selector == FrameBurstStart ? uint64_t(s_.burstFrameCount) : 1; }
+    uint64_t framesPerTrigger(int selector) const {
+        return selector == FrameBurstStart ? uint64_t(s_.burstFrameCount) : 1;
+    }
     void executeSoftwareTrigger();
     void startAcquisition();
     // correction

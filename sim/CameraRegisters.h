@@ -33,9 +33,9 @@ constexpr uint64_t kBinningVertical = 0x1048;
 constexpr uint64_t kPixelFormat = 0x1050;
 constexpr uint64_t kPixelSize = 0x1058;
 constexpr uint64_t kPayloadSize = 0x1060;
-constexpr uint64_t kWidthLimit = 0x1068;     // largest Width at the current OffsetX
+constexpr uint64_t kWidthLimit = 0x1068;  // largest Width at the current OffsetX
 constexpr uint64_t kHeightLimit = 0x1070;
-constexpr uint64_t kOffsetXLimit = 0x1078;   // largest OffsetX at the current Width
+constexpr uint64_t kOffsetXLimit = 0x1078;  // largest OffsetX at the current Width
 constexpr uint64_t kOffsetYLimit = 0x1080;
 constexpr uint64_t kTLParamsLocked = 0x1088;
 // acquisition and trigger

@@ -22,8 +22,7 @@ private:
 };
 
 // Throws GenTLError(code, text) when `condition` is false.
-inline void require(bool condition, GC_ERROR code, const char* text)
-{
+inline void require(bool condition, GC_ERROR code, const char* text) {
     if (!condition) throw GenTLError(code, text);
 }
 

@@ -9,16 +9,14 @@
 namespace zevo {
 namespace {
 
-std::string trim(const std::string& s)
-{
+std::string trim(const std::string& s) {
     const auto first = s.find_first_not_of(" \t\r\n");
     if (first == std::string::npos) return {};
     const auto last = s.find_last_not_of(" \t\r\n");
     return s.substr(first, last - first + 1);
 }
 
-std::vector<std::string> splitList(const std::string& value)
-{
+std::vector<std::string> splitList(const std::string& value) {
     std::vector<std::string> items;
     std::stringstream stream(value);
     std::string item;
@@ -29,32 +27,28 @@ std::vector<std::string> splitList(const std::string& value)
     return items;
 }
 
-int64_t toInt(const std::string& value)
-{
+int64_t toInt(const std::string& value) {
     size_t used = 0;
     const long long v = std::stoll(value, &used, 0);
     if (used != value.size()) throw std::invalid_argument("not an integer");
     return v;
 }
 
-double toDouble(const std::string& value)
-{
+double toDouble(const std::string& value) {
     size_t used = 0;
     const double v = std::stod(value, &used);
     if (used != value.size()) throw std::invalid_argument("not a number");
     return v;
 }
 
-bool toBool(const std::string& value)
-{
+bool toBool(const std::string& value) {
     if (value == "1" || value == "true" || value == "yes" || value == "on") return true;
     if (value == "0" || value == "false" || value == "no" || value == "off") return false;
     throw std::invalid_argument("not a boolean");
 }
 
 // fault.<point> = code[,count[,after]]
-FaultRule toFault(const std::string& value)
-{
+FaultRule toFault(const std::string& value) {
     const auto parts = splitList(value);
     if (parts.empty() || parts.size() > 3) throw std::invalid_argument("fault needs code[,count[,after]]");
     FaultRule rule;
@@ -66,19 +60,22 @@ FaultRule toFault(const std::string& value)
 
 using Setter = std::function<void(Config&, const std::string&)>;
 
-const std::map<std::string, Setter>& plainKeys()
-{
+const std::map<std::string, Setter>& plainKeys() {
     static const std::map<std::string, Setter> keys = {
         {"interfaces", [](Config& c, const std::string& v) { c.interfaces = uint32_t(toInt(v)); }},
         {"devices_per_interface", [](Config& c, const std::string& v) { c.devicesPerInterface = uint32_t(toInt(v)); }},
         {"serials", [](Config& c, const std::string& v) { c.serials = splitList(v); }},
         {"streams", [](Config& c, const std::string& v) { c.streams = uint32_t(toInt(v)); }},
-        {"devices_appear_after_updates", [](Config& c, const std::string& v) { c.devicesAppearAfterUpdates = uint32_t(toInt(v)); }},
-        {"devices_vanish_after_updates", [](Config& c, const std::string& v) { c.devicesVanishAfterUpdates = uint32_t(toInt(v)); }},
+        {"devices_appear_after_updates",
+         [](Config& c, const std::string& v) { c.devicesAppearAfterUpdates = uint32_t(toInt(v)); }},
+        {"devices_vanish_after_updates",
+         [](Config& c, const std::string& v) { c.devicesVanishAfterUpdates = uint32_t(toInt(v)); }},
         {"access_status", [](Config& c, const std::string& v) { c.accessStatus = int32_t(toInt(v)); }},
-        {"access_status_after_open", [](Config& c, const std::string& v) { c.accessStatusAfterOpen = int32_t(toInt(v)); }},
+        {"access_status_after_open",
+         [](Config& c, const std::string& v) { c.accessStatusAfterOpen = int32_t(toInt(v)); }},
         {"xml_zipped", [](Config& c, const std::string& v) { c.zippedXml = toBool(v); }},
-        {"url_scheme", [](Config& c, const std::string& v) {
+        {"url_scheme",
+         [](Config& c, const std::string& v) {
              if (v != "local" && v != "file") throw std::invalid_argument("url_scheme is local or file");
              c.urlScheme = v;
          }},
@@ -87,13 +84,15 @@ const std::map<std::string, Setter>& plainKeys()
         {"url", [](Config& c, const std::string& v) { c.urlOverride = v; }},
         {"description_address", [](Config& c, const std::string& v) { c.descriptionAddress = uint64_t(toInt(v)); }},
         {"url_info", [](Config& c, const std::string& v) { c.urlInfoSupported = toBool(v); }},
-        {"remove_features", [](Config& c, const std::string& v) {
+        {"remove_features",
+         [](Config& c, const std::string& v) {
              for (const auto& f : splitList(v)) c.removedFeatures.insert(f);
          }},
         {"info_names", [](Config& c, const std::string& v) { c.infoNames = toBool(v); }},
         {"trigger_selector_read_only", [](Config& c, const std::string& v) { c.triggerSelectorReadOnly = toBool(v); }},
         {"pixel_formats", [](Config& c, const std::string& v) { c.pixelFormats = splitList(v); }},
-        {"refused_pixel_formats", [](Config& c, const std::string& v) {
+        {"refused_pixel_formats",
+         [](Config& c, const std::string& v) {
              for (const auto& f : splitList(v)) c.refusedPixelFormats.insert(f);
          }},
         {"vendor_name", [](Config& c, const std::string& v) { c.identity.vendorName = v; }},
@@ -119,8 +118,7 @@ const std::map<std::string, Setter>& plainKeys()
     return keys;
 }
 
-bool applyPrefixedKey(Config& config, const std::string& key, const std::string& value)
-{
+bool applyPrefixedKey(Config& config, const std::string& key, const std::string& value) {
     const auto withPrefix = [&](const char* prefix, std::string& rest) {
         const std::string p(prefix);
         if (key.compare(0, p.size(), p) != 0 || key.size() == p.size()) return false;
@@ -145,8 +143,7 @@ bool applyPrefixedKey(Config& config, const std::string& key, const std::string&
 
 }  // namespace
 
-Config parseConfig(const std::string& text)
-{
+Config parseConfig(const std::string& text) {
     Config config;
     std::stringstream stream(text);
     std::string line;
@@ -156,8 +153,7 @@ Config parseConfig(const std::string& text)
         line = trim(line);
         if (line.empty() || line[0] == '#') continue;
         const auto eq = line.find('=');
-        if (eq == std::string::npos)
-            throw std::invalid_argument("line " + std::to_string(number) + ": no '='");
+        if (eq == std::string::npos) throw std::invalid_argument("line " + std::to_string(number) + ": no '='");
         const std::string key = trim(line.substr(0, eq));
         const std::string value = trim(line.substr(eq + 1));
         try {
@@ -174,8 +170,7 @@ Config parseConfig(const std::string& text)
     return config;
 }
 
-Config loadConfigFromEnvironment()
-{
+Config loadConfigFromEnvironment() {
     const char* path = std::getenv("ZEVO_SIM_CONFIG");
     if (path == nullptr || *path == '\0') return Config{};
     std::ifstream file(path, std::ios::binary);
@@ -185,15 +180,13 @@ Config loadConfigFromEnvironment()
     return parseConfig(text.str());
 }
 
-void FaultPoints::reset(const std::map<std::string, FaultRule>& rules)
-{
+void FaultPoints::reset(const std::map<std::string, FaultRule>& rules) {
     std::lock_guard<std::mutex> lock(mutex_);
     counters_.clear();
     for (const auto& [name, rule] : rules) counters_[name].rule = rule;
 }
 
-std::optional<int32_t> FaultPoints::fire(const std::string& point)
-{
+std::optional<int32_t> FaultPoints::fire(const std::string& point) {
     std::lock_guard<std::mutex> lock(mutex_);
     const auto it = counters_.find(point);
     if (it == counters_.end()) return std::nullopt;
@@ -204,8 +197,7 @@ std::optional<int32_t> FaultPoints::fire(const std::string& point)
     return c.rule.code;
 }
 
-bool FaultPoints::configured(const std::string& point) const
-{
+bool FaultPoints::configured(const std::string& point) const {
     std::lock_guard<std::mutex> lock(mutex_);
     return counters_.count(point) != 0;
 }

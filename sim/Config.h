@@ -28,53 +28,53 @@ struct Identity {
     std::string firmwareVersion = "2.4.17";
     std::string materialNumber = "ZQ-1300-SW-0812";
     std::string userDefinedName;
-    std::string displayName;                   // empty: "ZEVO quillon SWIR (<serial>)"
+    std::string displayName;  // empty: "ZEVO quillon SWIR (<serial>)"
 };
 
 struct Config {
     // topology
     uint32_t interfaces = 1;
     uint32_t devicesPerInterface = 1;
-    std::vector<std::string> serials;          // over all devices in order; default 3101, 3102, ...
+    std::vector<std::string> serials;  // over all devices in order; default 3101, 3102, ...
     uint32_t streams = 1;
-    uint32_t devicesAppearAfterUpdates = 0;    // list stays empty for this many IFUpdateDeviceList
-    uint32_t devicesVanishAfterUpdates = 0;    // 0: never; else gone from that update on
-    int32_t accessStatus = 0;                  // 0: natural status; else reported always
-    int32_t accessStatusAfterOpen = 0;         // 0: natural status; else reported while open
+    uint32_t devicesAppearAfterUpdates = 0;  // list stays empty for this many IFUpdateDeviceList
+    uint32_t devicesVanishAfterUpdates = 0;  // 0: never; else gone from that update on
+    int32_t accessStatus = 0;                // 0: natural status; else reported always
+    int32_t accessStatusAfterOpen = 0;       // 0: natural status; else reported while open
 
     // camera description
     bool zippedXml = true;
-    std::string urlScheme = "local";           // local | file
-    std::string xmlFileName;                   // empty: ZEVO_quillon13SWIR.zip / .xml
-    std::string xmlFileDir;                    // where file: descriptions are written
-    std::string urlOverride;                   // served verbatim
-    std::optional<uint64_t> descriptionAddress; // register address of the description
+    std::string urlScheme = "local";             // local | file
+    std::string xmlFileName;                     // empty: ZEVO_quillon13SWIR.zip / .xml
+    std::string xmlFileDir;                      // where file: descriptions are written
+    std::string urlOverride;                     // served verbatim
+    std::optional<uint64_t> descriptionAddress;  // register address of the description
     bool urlInfoSupported = true;
     std::set<std::string> removedFeatures;
-    bool infoNames = false;                    // InfoName / InfoHardwareRev / InfoSerial
+    bool infoNames = false;  // InfoName / InfoHardwareRev / InfoSerial
     bool triggerSelectorReadOnly = false;
     std::vector<std::string> pixelFormats = {"Mono8", "Mono10", "Mono12", "Mono14", "Mono16"};
-    std::set<std::string> refusedPixelFormats; // offered, but a write of them is refused
+    std::set<std::string> refusedPixelFormats;  // offered, but a write of them is refused
 
     // camera values
     Identity identity;
-    std::map<std::string, double> fixedTemperatures;   // by sensor name
+    std::map<std::string, double> fixedTemperatures;  // by sensor name
     std::optional<bool> coolingWarning;
     double ambientTemperature = 24.0;
-    double coolingMaxDelta = 40.0;             // the cooler can pull this far below ambient
+    double coolingMaxDelta = 40.0;  // the cooler can pull this far below ambient
     double coolingTimeConstantS = 4.0;
-    std::map<std::string, double> fullFrameFps;        // per pixel format, overrides the table
-    bool unlimitedRate = false;                // fill as fast as buffers come back
-    uint32_t line0PeriodMs = 0;                // simulated external trigger on Line0
+    std::map<std::string, double> fullFrameFps;  // per pixel format, overrides the table
+    bool unlimitedRate = false;                  // fill as fast as buffers come back
+    uint32_t line0PeriodMs = 0;                  // simulated external trigger on Line0
 
     // streaming
     size_t bufAnnounceMin = 1;
     bool definesPayloadSize = true;
-    size_t shortPortRead = 0;                  // bytes missing from reads of the description
-    std::optional<size_t> payloadSize;         // reported instead of the image's size
-    std::optional<uint64_t> frameLimit;        // frames per acquisition start, then silence
+    size_t shortPortRead = 0;            // bytes missing from reads of the description
+    std::optional<size_t> payloadSize;   // reported instead of the image's size
+    std::optional<uint64_t> frameLimit;  // frames per acquisition start, then silence
 
-    std::map<std::string, FaultRule> faults;   // by fault point name
+    std::map<std::string, FaultRule> faults;  // by fault point name
     std::vector<std::string> unknownKeys;
 };
 

@@ -15,12 +15,11 @@ extern const std::size_t kCameraXmlSize;
 
 namespace {
 
-const char* const kNodeKinds[] = {"Integer", "Float", "Enumeration", "Boolean", "StringReg", "Command",
-                                 "IntReg", "FloatReg", "Category"};
+const char* const kNodeKinds[] = {"Integer", "Float",  "Enumeration", "Boolean", "StringReg",
+                                  "Command", "IntReg", "FloatReg",    "Category"};
 
 // Position and length of the top-level node `name` (with its line end), or npos.
-std::pair<size_t, size_t> findNode(const std::string& xml, const std::string& name)
-{
+std::pair<size_t, size_t> findNode(const std::string& xml, const std::string& name) {
     for (const char* kind : kNodeKinds) {
         const std::string open = "\n  <" + std::string(kind) + " Name=\"" + name + "\"";
         const size_t start = xml.find(open);
@@ -33,31 +32,26 @@ std::pair<size_t, size_t> findNode(const std::string& xml, const std::string& na
     return {std::string::npos, 0};
 }
 
-void eraseAll(std::string& text, const std::string& what)
-{
+void eraseAll(std::string& text, const std::string& what) {
     for (size_t p = text.find(what); p != std::string::npos; p = text.find(what, p)) text.erase(p, what.size());
 }
 
-void replaceAll(std::string& text, const std::string& from, const std::string& to)
-{
+void replaceAll(std::string& text, const std::string& from, const std::string& to) {
     for (size_t p = text.find(from); p != std::string::npos; p = text.find(from, p + to.size()))
         text.replace(p, from.size(), to);
 }
 
-std::string lower(std::string s)
-{
+std::string lower(std::string s) {
     std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return char(std::tolower(c)); });
     return s;
 }
 
-std::string defaultFileName(const Config& config)
-{
+std::string defaultFileName(const Config& config) {
     if (!config.xmlFileName.empty()) return config.xmlFileName;
     return config.zippedXml ? "ZEVO_quillon13SWIR.zip" : "ZEVO_quillon13SWIR.xml";
 }
 
-std::string toHex(uint64_t v)
-{
+std::string toHex(uint64_t v) {
     static const char digits[] = "0123456789ABCDEF";
     std::string s;
     do {
@@ -68,16 +62,14 @@ std::string toHex(uint64_t v)
 }
 
 // The file name part of a URL: after the scheme and any "///" or folders, before ";" or "?".
-std::string urlFileName(const std::string& rest)
-{
+std::string urlFileName(const std::string& rest) {
     const std::string path = rest.substr(0, rest.find_first_of(";?"));
     const size_t slash = path.find_last_of("/\\|");
     return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
 // Fills scheme, file name, address and size from a verbatim URL.
-void describeOverride(Description& d, const std::string& url)
-{
+void describeOverride(Description& d, const std::string& url) {
     d.url = url;
     const std::string l = lower(url);
     const auto colon = url.find(':');
@@ -96,16 +88,14 @@ void describeOverride(Description& d, const std::string& url)
         d.address = std::stoull(rest.substr(first + 1, second - first - 1), nullptr, 16);
         d.size = std::stoull(rest.substr(second + 1, rest.find('?', second) - second - 1), nullptr, 16);
     } catch (const std::exception&) {
-        d.address = reg::kDescription;   // unreadable numbers: keep the blob where it belongs
+        d.address = reg::kDescription;  // unreadable numbers: keep the blob where it belongs
     }
 }
 
-std::string writeDescriptionFile(const Config& config, const std::string& name,
-                                 const std::vector<uint8_t>& bytes)
-{
+std::string writeDescriptionFile(const Config& config, const std::string& name, const std::vector<uint8_t>& bytes) {
     namespace fs = std::filesystem;
-    const fs::path dir = config.xmlFileDir.empty() ? fs::temp_directory_path() / "zevo_sim"
-                                                   : fs::path(config.xmlFileDir);
+    const fs::path dir =
+        config.xmlFileDir.empty() ? fs::temp_directory_path() / "zevo_sim" : fs::path(config.xmlFileDir);
     fs::create_directories(dir);
     const fs::path file = fs::absolute(dir / name);
     std::ofstream out(file, std::ios::binary | std::ios::trunc);
@@ -116,8 +106,7 @@ std::string writeDescriptionFile(const Config& config, const std::string& name,
 
 }  // namespace
 
-std::string removeFeature(std::string xml, const std::string& name)
-{
+std::string removeFeature(std::string xml, const std::string& name) {
     for (const std::string& node : {name, name + "Reg"}) {
         const auto [pos, len] = findNode(xml, node);
         if (pos != std::string::npos) xml.erase(pos, len);
@@ -127,15 +116,13 @@ std::string removeFeature(std::string xml, const std::string& name)
     return xml;
 }
 
-std::string renameFeature(std::string xml, const std::string& from, const std::string& to)
-{
+std::string renameFeature(std::string xml, const std::string& from, const std::string& to) {
     replaceAll(xml, "Name=\"" + from + "\" NameSpace=\"Standard\"", "Name=\"" + to + "\" NameSpace=\"Custom\"");
     replaceAll(xml, "<pFeature>" + from + "</pFeature>", "<pFeature>" + to + "</pFeature>");
     return xml;
 }
 
-std::string makeReadOnly(std::string xml, const std::string& name)
-{
+std::string makeReadOnly(std::string xml, const std::string& name) {
     const auto [pos, len] = findNode(xml, name);
     if (pos == std::string::npos) return xml;
     const std::string anchor = "</Visibility>\n";
@@ -145,8 +132,7 @@ std::string makeReadOnly(std::string xml, const std::string& name)
     return xml;
 }
 
-std::string keepEnumEntries(std::string xml, const std::string& enumeration, const std::vector<std::string>& keep)
-{
+std::string keepEnumEntries(std::string xml, const std::string& enumeration, const std::vector<std::string>& keep) {
     const auto [pos, len] = findNode(xml, enumeration);
     if (pos == std::string::npos) return xml;
     std::string node = xml.substr(pos, len);
@@ -156,9 +142,9 @@ std::string keepEnumEntries(std::string xml, const std::string& enumeration, con
         const size_t lineEnd = node.find('\n', lineStart) + 1;
         const std::string line = node.substr(lineStart, lineEnd - lineStart);
         const size_t q = line.find("<EnumEntry Name=\"");
-        const bool dropped = q != std::string::npos &&
-                             std::find(keep.begin(), keep.end(),
-                                       line.substr(q + 17, line.find('"', q + 17) - q - 17)) == keep.end();
+        const bool dropped =
+            q != std::string::npos &&
+            std::find(keep.begin(), keep.end(), line.substr(q + 17, line.find('"', q + 17) - q - 17)) == keep.end();
         if (!dropped) kept += line;
         lineStart = lineEnd;
     }
@@ -166,8 +152,7 @@ std::string keepEnumEntries(std::string xml, const std::string& enumeration, con
     return xml;
 }
 
-std::string editedCameraXml(const Config& config)
-{
+std::string editedCameraXml(const Config& config) {
     std::string xml(reinterpret_cast<const char*>(kCameraXml), kCameraXmlSize);
     xml = keepEnumEntries(xml, "PixelFormat", config.pixelFormats);
     for (const auto& name : config.removedFeatures) xml = removeFeature(xml, name);
@@ -180,14 +165,13 @@ std::string editedCameraXml(const Config& config)
     return xml;
 }
 
-Description buildDescription(const Config& config)
-{
+Description buildDescription(const Config& config) {
     Description d;
     d.xml = editedCameraXml(config);
     d.fileName = defaultFileName(config);
-    const bool zipped = config.zippedXml;   // the name may say otherwise, on purpose
-    auto blob = std::make_shared<std::vector<uint8_t>>(
-        zipped ? zipSingleFile("zevo_quillon13SWIR.xml", d.xml) : std::vector<uint8_t>(d.xml.begin(), d.xml.end()));
+    const bool zipped = config.zippedXml;  // the name may say otherwise, on purpose
+    auto blob = std::make_shared<std::vector<uint8_t>>(zipped ? zipSingleFile("zevo_quillon13SWIR.xml", d.xml)
+                                                              : std::vector<uint8_t>(d.xml.begin(), d.xml.end()));
     d.blob = blob;
     d.address = config.descriptionAddress.value_or(reg::kDescription);
     d.size = blob->size();

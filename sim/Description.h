@@ -17,10 +17,10 @@ struct Description {
     std::shared_ptr<const std::vector<uint8_t>> blob;  // bytes in the register map
     std::string url;                                   // URL text handed to consumers
     URL_SCHEME_ID scheme = URL_SCHEME_LOCAL;
-    std::string fileName;                              // file name part of the URL
-    uint64_t address = 0;                              // local: register address
-    uint64_t size = 0;                                 // local: length in the URL
-    bool inRegisters = true;                           // the blob is mapped at `address`
+    std::string fileName;     // file name part of the URL
+    uint64_t address = 0;     // local: register address
+    uint64_t size = 0;        // local: length in the URL
+    bool inRegisters = true;  // the blob is mapped at `address`
 };
 
 // Builds the description for one camera; for the file: scheme it also writes the file.
@@ -31,7 +31,6 @@ std::string editedCameraXml(const Config& config);
 std::string removeFeature(std::string xml, const std::string& name);
 std::string renameFeature(std::string xml, const std::string& from, const std::string& to);
 std::string makeReadOnly(std::string xml, const std::string& name);
-std::string keepEnumEntries(std::string xml, const std::string& enumeration,
-                            const std::vector<std::string>& keep);
+std::string keepEnumEntries(std::string xml, const std::string& enumeration, const std::vector<std::string>& keep);
 
 }  // namespace zevo

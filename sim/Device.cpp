@@ -8,12 +8,9 @@ namespace zevo {
 // ---- RemotePort --------------------------------------------------------------------------
 
 RemotePort::RemotePort(std::shared_ptr<Camera> camera, std::string deviceId, bool readOnly)
-    : camera_(std::move(camera)), deviceId_(std::move(deviceId)), readOnly_(readOnly)
-{
-}
+    : camera_(std::move(camera)), deviceId_(std::move(deviceId)), readOnly_(readOnly) {}
 
-PortIdentity RemotePort::portIdentity() const
-{
+PortIdentity RemotePort::portIdentity() const {
     PortIdentity p;
     p.id = deviceId_;
     p.vendor = camera_->identity().vendorName;
@@ -26,8 +23,7 @@ PortIdentity RemotePort::portIdentity() const
     return p;
 }
 
-size_t RemotePort::deliverable(uint64_t address, size_t size) const
-{
+size_t RemotePort::deliverable(uint64_t address, size_t size) const {
     const size_t missing = Library::instance().config().shortPortRead;
     const Description& d = camera_->description();
     const bool touchesDescription = d.inRegisters && address < d.address + d.blob->size() && address + size > d.address;
@@ -37,8 +33,7 @@ size_t RemotePort::deliverable(uint64_t address, size_t size) const
 
 // A description placed where registers are (such as address 0) wins over them for reads that
 // start at its address and stay within it, the way consumers read a description.
-void RemotePort::readPort(uint64_t address, void* buffer, size_t size)
-{
+void RemotePort::readPort(uint64_t address, void* buffer, size_t size) {
     const Description& d = camera_->description();
     if (d.inRegisters && address == d.address && size <= d.blob->size()) {
         std::memcpy(buffer, d.blob->data(), size);
@@ -47,8 +42,7 @@ void RemotePort::readPort(uint64_t address, void* buffer, size_t size)
     camera_->read(address, buffer, size);
 }
 
-void RemotePort::writePort(uint64_t address, const void* buffer, size_t size)
-{
+void RemotePort::writePort(uint64_t address, const void* buffer, size_t size) {
     require(!readOnly_, GC_ERR_ACCESS_DENIED, "device opened read-only");
     camera_->write(address, buffer, size);
 }
@@ -56,35 +50,29 @@ void RemotePort::writePort(uint64_t address, const void* buffer, size_t size)
 // ---- Device ------------------------------------------------------------------------------
 
 Device::Device(std::weak_ptr<Interface> iface, std::shared_ptr<Camera> camera, std::string id, bool readOnly)
-    : iface_(std::move(iface)), camera_(std::move(camera)), id_(std::move(id)), readOnly_(readOnly)
-{
-}
+    : iface_(std::move(iface)), camera_(std::move(camera)), id_(std::move(id)), readOnly_(readOnly) {}
 
 void Device::createPort() { port_ = std::make_shared<RemotePort>(camera_, id_, readOnly_); }
 
-PortIdentity Device::portIdentity() const
-{
+PortIdentity Device::portIdentity() const {
     PortIdentity p = Module::portIdentity();
     p.id = id_;
     return p;
 }
 
-InfoValue Device::info(DEVICE_INFO_CMD command) const
-{
+InfoValue Device::info(DEVICE_INFO_CMD command) const {
     return deviceInfo(*camera_, id_, openAccessStatus(readOnly_), command);
 }
 
 uint32_t Device::numStreams() const { return Library::instance().config().streams; }
 
-std::string Device::streamId(uint32_t index) const
-{
+std::string Device::streamId(uint32_t index) const {
     require(numStreams() > 0, GC_ERR_NOT_IMPLEMENTED, "device has no data stream");
     require(index < numStreams(), GC_ERR_INVALID_INDEX, "data stream index out of range");
     return "Stream" + std::to_string(index);
 }
 
-std::shared_ptr<Stream> Device::openStream(const std::string& id)
-{
+std::shared_ptr<Stream> Device::openStream(const std::string& id) {
     bool known = false;
     for (uint32_t i = 0; i < numStreams(); ++i) known = known || streamId(i) == id;
     require(known, GC_ERR_INVALID_ID, "unknown data stream ID");
@@ -98,8 +86,7 @@ std::shared_ptr<Stream> Device::openStream(const std::string& id)
     return stream;
 }
 
-void Device::streamClosed(const Stream& stream, std::vector<void*>& released)
-{
+void Device::streamClosed(const Stream& stream, std::vector<void*>& released) {
     std::shared_ptr<Stream> closing;
     {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -112,8 +99,7 @@ void Device::streamClosed(const Stream& stream, std::vector<void*>& released)
     released.push_back(closing->handle());
 }
 
-void Device::close(std::vector<void*>& released)
-{
+void Device::close(std::vector<void*>& released) {
     std::map<std::string, std::shared_ptr<Stream>> streams;
     {
         std::lock_guard<std::mutex> lock(mutex_);

@@ -16,8 +16,7 @@ void lastError(GC_ERROR& code, std::string& text);
 // Runs `body` as the export `function`; needsInit is false only for GCInitLib and
 // GCGetLastError.
 template <typename Body>
-GC_ERROR guarded(const char* function, Body&& body, bool needsInit = true)
-{
+GC_ERROR guarded(const char* function, Body&& body, bool needsInit = true) {
     try {
         Library& library = Library::instance();
         if (needsInit) require(library.initialized(), GC_ERR_NOT_INITIALIZED, "the library is not initialised");
@@ -42,8 +41,7 @@ GC_ERROR guarded(const char* function, Body&& body, bool needsInit = true)
 }
 
 template <typename T>
-std::shared_ptr<T> lookup(const void* handle, ModuleKind kind)
-{
+std::shared_ptr<T> lookup(const void* handle, ModuleKind kind) {
     return Library::instance().registry().get<T>(handle, kind);
 }
 
@@ -53,8 +51,7 @@ std::shared_ptr<Module> lookupPort(const void* handle);
 inline void requirePointer(const void* p) { require(p != nullptr, GC_ERR_INVALID_PARAMETER, "null pointer argument"); }
 
 template <typename T>
-void setOutput(T* out, T value)
-{
+void setOutput(T* out, T value) {
     requirePointer(out);
     *out = value;
 }

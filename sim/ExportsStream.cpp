@@ -10,30 +10,27 @@ std::shared_ptr<BufferModule> buffer(BUFFER_HANDLE h) { return lookup<BufferModu
 std::shared_ptr<NewBufferEvent> event(EVENT_HANDLE h) { return lookup<NewBufferEvent>(h, ModuleKind::Event); }
 
 // The stream and one of its own buffers; a foreign buffer is an invalid handle.
-std::pair<std::shared_ptr<Stream>, std::shared_ptr<BufferModule>> streamBuffer(DS_HANDLE ds, BUFFER_HANDLE b)
-{
+std::pair<std::shared_ptr<Stream>, std::shared_ptr<BufferModule>> streamBuffer(DS_HANDLE ds, BUFFER_HANDLE b) {
     auto s = stream(ds);
     auto buf = buffer(b);
     require(buf->owner == s.get(), GC_ERR_INVALID_HANDLE, "buffer belongs to another data stream");
     return {s, buf};
 }
 
-void registerBuffer(const std::shared_ptr<BufferModule>& b, BUFFER_HANDLE* phBuffer)
-{
+void registerBuffer(const std::shared_ptr<BufferModule>& b, BUFFER_HANDLE* phBuffer) {
     Library::instance().registry().add(b);
     *phBuffer = b->handle();
 }
 
 // Segment information of a contiguous buffer: it is its own single segment.
-BUFFER_INFO_CMD segmentCommand(SEGMENT_INFO_CMD command)
-{
+BUFFER_INFO_CMD segmentCommand(SEGMENT_INFO_CMD command) {
     switch (command) {
-    case SEGMENT_INFO_BASE: return BUFFER_INFO_BASE;
-    case SEGMENT_INFO_SIZE: return BUFFER_INFO_SIZE;
-    case SEGMENT_INFO_IS_INCOMPLETE: return BUFFER_INFO_IS_INCOMPLETE;
-    case SEGMENT_INFO_SIZE_FILLED: return BUFFER_INFO_SIZE_FILLED;
-    case SEGMENT_INFO_DATA_SIZE: return BUFFER_INFO_DATA_SIZE;
-    default: throw GenTLError(GC_ERR_NOT_IMPLEMENTED, "unknown segment info command");
+        case SEGMENT_INFO_BASE: return BUFFER_INFO_BASE;
+        case SEGMENT_INFO_SIZE: return BUFFER_INFO_SIZE;
+        case SEGMENT_INFO_IS_INCOMPLETE: return BUFFER_INFO_IS_INCOMPLETE;
+        case SEGMENT_INFO_SIZE_FILLED: return BUFFER_INFO_SIZE_FILLED;
+        case SEGMENT_INFO_DATA_SIZE: return BUFFER_INFO_DATA_SIZE;
+        default: throw GenTLError(GC_ERR_NOT_IMPLEMENTED, "unknown segment info command");
     }
 }
 
@@ -42,8 +39,7 @@ BUFFER_INFO_CMD segmentCommand(SEGMENT_INFO_CMD command)
 // ---- buffers -----------------------------------------------------------------------------
 
 GC_ERROR GC_CALLTYPE GenTL::DSAnnounceBuffer(DS_HANDLE hDataStream, void* pBuffer, size_t iSize, void* pPrivate,
-                                              BUFFER_HANDLE* phBuffer)
-{
+                                             BUFFER_HANDLE* phBuffer) {
     return guarded("DSAnnounceBuffer", [&] {
         requirePointer(phBuffer);
         registerBuffer(stream(hDataStream)->announce(pBuffer, iSize, pPrivate), phBuffer);
@@ -51,8 +47,7 @@ GC_ERROR GC_CALLTYPE GenTL::DSAnnounceBuffer(DS_HANDLE hDataStream, void* pBuffe
 }
 
 GC_ERROR GC_CALLTYPE GenTL::DSAllocAndAnnounceBuffer(DS_HANDLE hDataStream, size_t iSize, void* pPrivate,
-                                                      BUFFER_HANDLE* phBuffer)
-{
+                                                     BUFFER_HANDLE* phBuffer) {
     return guarded("DSAllocAndAnnounceBuffer", [&] {
         requirePointer(phBuffer);
         registerBuffer(stream(hDataStream)->allocateAndAnnounce(iSize, pPrivate), phBuffer);
@@ -60,8 +55,7 @@ GC_ERROR GC_CALLTYPE GenTL::DSAllocAndAnnounceBuffer(DS_HANDLE hDataStream, size
 }
 
 GC_ERROR GC_CALLTYPE GenTL::DSRevokeBuffer(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, void** pBuffer,
-                                            void** pPrivate)
-{
+                                           void** pPrivate) {
     return guarded("DSRevokeBuffer", [&] {
         auto [s, b] = streamBuffer(hDataStream, hBuffer);
         s->revoke(*b, pBuffer, pPrivate);
@@ -69,27 +63,24 @@ GC_ERROR GC_CALLTYPE GenTL::DSRevokeBuffer(DS_HANDLE hDataStream, BUFFER_HANDLE 
     });
 }
 
-GC_ERROR GC_CALLTYPE GenTL::DSQueueBuffer(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer)
-{
+GC_ERROR GC_CALLTYPE GenTL::DSQueueBuffer(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer) {
     return guarded("DSQueueBuffer", [&] {
         auto [s, b] = streamBuffer(hDataStream, hBuffer);
         s->queue(*b);
     });
 }
 
-GC_ERROR GC_CALLTYPE GenTL::DSFlushQueue(DS_HANDLE hDataStream, ACQ_QUEUE_TYPE iOperation)
-{
+GC_ERROR GC_CALLTYPE GenTL::DSFlushQueue(DS_HANDLE hDataStream, ACQ_QUEUE_TYPE iOperation) {
     return guarded("DSFlushQueue", [&] { stream(hDataStream)->flush(iOperation); });
 }
 
-GC_ERROR GC_CALLTYPE GenTL::DSGetBufferID(DS_HANDLE hDataStream, uint32_t iIndex, BUFFER_HANDLE* phBuffer)
-{
-    return guarded("DSGetBufferID", [&] { setOutput<void*>(phBuffer, stream(hDataStream)->bufferAt(iIndex)->handle()); });
+GC_ERROR GC_CALLTYPE GenTL::DSGetBufferID(DS_HANDLE hDataStream, uint32_t iIndex, BUFFER_HANDLE* phBuffer) {
+    return guarded("DSGetBufferID",
+                   [&] { setOutput<void*>(phBuffer, stream(hDataStream)->bufferAt(iIndex)->handle()); });
 }
 
 GC_ERROR GC_CALLTYPE GenTL::DSGetBufferInfo(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, BUFFER_INFO_CMD iInfoCmd,
-                                             INFO_DATATYPE* piType, void* pBuffer, size_t* piSize)
-{
+                                            INFO_DATATYPE* piType, void* pBuffer, size_t* piSize) {
     return guarded("DSGetBufferInfo", [&] {
         auto [s, b] = streamBuffer(hDataStream, hBuffer);
         deliverInfo(s->bufferInfo(*b, iInfoCmd), piType, pBuffer, piSize);
@@ -97,8 +88,7 @@ GC_ERROR GC_CALLTYPE GenTL::DSGetBufferInfo(DS_HANDLE hDataStream, BUFFER_HANDLE
 }
 
 GC_ERROR GC_CALLTYPE GenTL::DSGetBufferInfoStacked(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer,
-                                                    DS_BUFFER_INFO_STACKED* pInfoStacked, size_t iNumInfos)
-{
+                                                   DS_BUFFER_INFO_STACKED* pInfoStacked, size_t iNumInfos) {
     return guarded("DSGetBufferInfoStacked", [&] {
         requirePointer(pInfoStacked);
         require(iNumInfos > 0, GC_ERR_INVALID_PARAMETER, "no entries");
@@ -122,27 +112,23 @@ GC_ERROR GC_CALLTYPE GenTL::DSGetBufferInfoStacked(DS_HANDLE hDataStream, BUFFER
 // ---- acquisition and stream --------------------------------------------------------------
 
 GC_ERROR GC_CALLTYPE GenTL::DSStartAcquisition(DS_HANDLE hDataStream, ACQ_START_FLAGS iStartFlags,
-                                                uint64_t iNumToAcquire)
-{
+                                               uint64_t iNumToAcquire) {
     return guarded("DSStartAcquisition", [&] {
         require(iStartFlags == ACQ_START_FLAGS_DEFAULT, GC_ERR_INVALID_PARAMETER, "unknown start flags");
         stream(hDataStream)->start(iNumToAcquire);
     });
 }
 
-GC_ERROR GC_CALLTYPE GenTL::DSStopAcquisition(DS_HANDLE hDataStream, ACQ_STOP_FLAGS iStopFlags)
-{
+GC_ERROR GC_CALLTYPE GenTL::DSStopAcquisition(DS_HANDLE hDataStream, ACQ_STOP_FLAGS iStopFlags) {
     return guarded("DSStopAcquisition", [&] { stream(hDataStream)->stop(iStopFlags); });
 }
 
 GC_ERROR GC_CALLTYPE GenTL::DSGetInfo(DS_HANDLE hDataStream, STREAM_INFO_CMD iInfoCmd, INFO_DATATYPE* piType,
-                                       void* pBuffer, size_t* piSize)
-{
+                                      void* pBuffer, size_t* piSize) {
     return guarded("DSGetInfo", [&] { deliverInfo(stream(hDataStream)->info(iInfoCmd), piType, pBuffer, piSize); });
 }
 
-GC_ERROR GC_CALLTYPE GenTL::DSClose(DS_HANDLE hDataStream)
-{
+GC_ERROR GC_CALLTYPE GenTL::DSClose(DS_HANDLE hDataStream) {
     return guarded("DSClose", [&] {
         const auto s = stream(hDataStream);
         std::vector<void*> released;
@@ -154,8 +140,7 @@ GC_ERROR GC_CALLTYPE GenTL::DSClose(DS_HANDLE hDataStream)
     });
 }
 
-GC_ERROR GC_CALLTYPE GenTL::DSGetParentDev(DS_HANDLE hDataStream, DEV_HANDLE* phDevice)
-{
+GC_ERROR GC_CALLTYPE GenTL::DSGetParentDev(DS_HANDLE hDataStream, DEV_HANDLE* phDevice) {
     return guarded("DSGetParentDev", [&] {
         const auto d = stream(hDataStream)->device();
         require(d != nullptr, GC_ERR_INVALID_HANDLE, "device closed");
@@ -165,9 +150,8 @@ GC_ERROR GC_CALLTYPE GenTL::DSGetParentDev(DS_HANDLE hDataStream, DEV_HANDLE* ph
 
 // ---- what a plain image stream does not have: chunks, parts, flows, composite buffers -----
 
-GC_ERROR GC_CALLTYPE GenTL::DSGetBufferChunkData(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer,
-                                                  SINGLE_CHUNK_DATA*, size_t* piNumChunks)
-{
+GC_ERROR GC_CALLTYPE GenTL::DSGetBufferChunkData(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, SINGLE_CHUNK_DATA*,
+                                                 size_t* piNumChunks) {
     return guarded("DSGetBufferChunkData", [&] {
         streamBuffer(hDataStream, hBuffer);
         requirePointer(piNumChunks);
@@ -175,8 +159,7 @@ GC_ERROR GC_CALLTYPE GenTL::DSGetBufferChunkData(DS_HANDLE hDataStream, BUFFER_H
     });
 }
 
-GC_ERROR GC_CALLTYPE GenTL::DSGetNumBufferParts(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, uint32_t* piNumParts)
-{
+GC_ERROR GC_CALLTYPE GenTL::DSGetNumBufferParts(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, uint32_t* piNumParts) {
     return guarded("DSGetNumBufferParts", [&] {
         streamBuffer(hDataStream, hBuffer);
         requirePointer(piNumParts);
@@ -185,8 +168,7 @@ GC_ERROR GC_CALLTYPE GenTL::DSGetNumBufferParts(DS_HANDLE hDataStream, BUFFER_HA
 }
 
 GC_ERROR GC_CALLTYPE GenTL::DSGetBufferPartInfo(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, uint32_t,
-                                                 BUFFER_PART_INFO_CMD, INFO_DATATYPE*, void*, size_t*)
-{
+                                                BUFFER_PART_INFO_CMD, INFO_DATATYPE*, void*, size_t*) {
     return guarded("DSGetBufferPartInfo", [&] {
         streamBuffer(hDataStream, hBuffer);
         throw GenTLError(GC_ERR_NO_DATA, "not a multi-part buffer");
@@ -194,8 +176,7 @@ GC_ERROR GC_CALLTYPE GenTL::DSGetBufferPartInfo(DS_HANDLE hDataStream, BUFFER_HA
 }
 
 GC_ERROR GC_CALLTYPE GenTL::DSGetBufferPartInfoStacked(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer,
-                                                        DS_BUFFER_PART_INFO_STACKED*, size_t)
-{
+                                                       DS_BUFFER_PART_INFO_STACKED*, size_t) {
     return guarded("DSGetBufferPartInfoStacked", [&] {
         streamBuffer(hDataStream, hBuffer);
         throw GenTLError(GC_ERR_NO_DATA, "not a multi-part buffer");
@@ -203,8 +184,7 @@ GC_ERROR GC_CALLTYPE GenTL::DSGetBufferPartInfoStacked(DS_HANDLE hDataStream, BU
 }
 
 GC_ERROR GC_CALLTYPE GenTL::DSAnnounceCompositeBuffer(DS_HANDLE hDataStream, size_t iNumSegments, void**, size_t*,
-                                                       void*, BUFFER_HANDLE*)
-{
+                                                      void*, BUFFER_HANDLE*) {
     return guarded("DSAnnounceCompositeBuffer", [&] {
         stream(hDataStream);
         require(iNumSegments > 0, GC_ERR_INVALID_PARAMETER, "no segments");
@@ -212,8 +192,7 @@ GC_ERROR GC_CALLTYPE GenTL::DSAnnounceCompositeBuffer(DS_HANDLE hDataStream, siz
     });
 }
 
-GC_ERROR GC_CALLTYPE GenTL::DSGetNumFlows(DS_HANDLE hDataStream, uint32_t*)
-{
+GC_ERROR GC_CALLTYPE GenTL::DSGetNumFlows(DS_HANDLE hDataStream, uint32_t*) {
     return guarded("DSGetNumFlows", [&] {
         stream(hDataStream);
         throw GenTLError(GC_ERR_NO_DATA, "no flows in this stream");
@@ -221,8 +200,7 @@ GC_ERROR GC_CALLTYPE GenTL::DSGetNumFlows(DS_HANDLE hDataStream, uint32_t*)
 }
 
 GC_ERROR GC_CALLTYPE GenTL::DSGetFlowInfo(DS_HANDLE hDataStream, uint32_t, FLOW_INFO_CMD, INFO_DATATYPE*, void*,
-                                           size_t*)
-{
+                                          size_t*) {
     return guarded("DSGetFlowInfo", [&] {
         stream(hDataStream);
         throw GenTLError(GC_ERR_NO_DATA, "no flows in this stream");
@@ -230,18 +208,16 @@ GC_ERROR GC_CALLTYPE GenTL::DSGetFlowInfo(DS_HANDLE hDataStream, uint32_t, FLOW_
 }
 
 GC_ERROR GC_CALLTYPE GenTL::DSGetNumBufferSegments(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer,
-                                                    uint32_t* piNumSegments)
-{
+                                                   uint32_t* piNumSegments) {
     return guarded("DSGetNumBufferSegments", [&] {
         streamBuffer(hDataStream, hBuffer);
         setOutput(piNumSegments, uint32_t(1));
     });
 }
 
-GC_ERROR GC_CALLTYPE GenTL::DSGetBufferSegmentInfo(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer,
-                                                    uint32_t iSegmentIndex, SEGMENT_INFO_CMD iInfoCmd,
-                                                    INFO_DATATYPE* piType, void* pBuffer, size_t* piSize)
-{
+GC_ERROR GC_CALLTYPE GenTL::DSGetBufferSegmentInfo(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, uint32_t iSegmentIndex,
+                                                   SEGMENT_INFO_CMD iInfoCmd, INFO_DATATYPE* piType, void* pBuffer,
+                                                   size_t* piSize) {
     return guarded("DSGetBufferSegmentInfo", [&] {
         auto [s, b] = streamBuffer(hDataStream, hBuffer);
         require(iSegmentIndex == 0, GC_ERR_INVALID_INDEX, "a contiguous buffer has one segment");
@@ -251,8 +227,7 @@ GC_ERROR GC_CALLTYPE GenTL::DSGetBufferSegmentInfo(DS_HANDLE hDataStream, BUFFER
 
 // ---- events ------------------------------------------------------------------------------
 
-GC_ERROR GC_CALLTYPE GenTL::GCRegisterEvent(EVENTSRC_HANDLE hEventSrc, EVENT_TYPE iEventID, EVENT_HANDLE* phEvent)
-{
+GC_ERROR GC_CALLTYPE GenTL::GCRegisterEvent(EVENTSRC_HANDLE hEventSrc, EVENT_TYPE iEventID, EVENT_HANDLE* phEvent) {
     return guarded("GCRegisterEvent", [&] {
         const auto source = Library::instance().registry().find(hEventSrc);
         require(source && source->kind() != ModuleKind::RemotePort && source->kind() != ModuleKind::Event,
@@ -266,8 +241,7 @@ GC_ERROR GC_CALLTYPE GenTL::GCRegisterEvent(EVENTSRC_HANDLE hEventSrc, EVENT_TYP
     });
 }
 
-GC_ERROR GC_CALLTYPE GenTL::GCUnregisterEvent(EVENTSRC_HANDLE hEventSrc, EVENT_TYPE iEventID)
-{
+GC_ERROR GC_CALLTYPE GenTL::GCUnregisterEvent(EVENTSRC_HANDLE hEventSrc, EVENT_TYPE iEventID) {
     return guarded("GCUnregisterEvent", [&] {
         const auto source = Library::instance().registry().find(hEventSrc);
         require(source && source->kind() != ModuleKind::RemotePort && source->kind() != ModuleKind::Event,
@@ -278,8 +252,7 @@ GC_ERROR GC_CALLTYPE GenTL::GCUnregisterEvent(EVENTSRC_HANDLE hEventSrc, EVENT_T
     });
 }
 
-GC_ERROR GC_CALLTYPE GenTL::EventGetData(EVENT_HANDLE hEvent, void* pBuffer, size_t* piSize, uint64_t iTimeout)
-{
+GC_ERROR GC_CALLTYPE GenTL::EventGetData(EVENT_HANDLE hEvent, void* pBuffer, size_t* piSize, uint64_t iTimeout) {
     return guarded("EventGetData", [&] {
         const auto e = event(hEvent);
         requirePointer(piSize);
@@ -300,9 +273,8 @@ GC_ERROR GC_CALLTYPE GenTL::EventGetData(EVENT_HANDLE hEvent, void* pBuffer, siz
 }
 
 GC_ERROR GC_CALLTYPE GenTL::EventGetDataInfo(EVENT_HANDLE hEvent, const void* pInBuffer, size_t iInSize,
-                                              EVENT_DATA_INFO_CMD iInfoCmd, INFO_DATATYPE* piType, void* pOutBuffer,
-                                              size_t* piOutSize)
-{
+                                             EVENT_DATA_INFO_CMD iInfoCmd, INFO_DATATYPE* piType, void* pOutBuffer,
+                                             size_t* piOutSize) {
     return guarded("EventGetDataInfo", [&] {
         event(hEvent);
         requirePointer(pInBuffer);
@@ -310,17 +282,16 @@ GC_ERROR GC_CALLTYPE GenTL::EventGetDataInfo(EVENT_HANDLE hEvent, const void* pI
         EVENT_NEW_BUFFER_DATA data;
         std::memcpy(&data, pInBuffer, sizeof(data));
         switch (iInfoCmd) {
-        case EVENT_DATA_ID: return deliverInfo(infoPtr(data.BufferHandle), piType, pOutBuffer, piOutSize);
-        case EVENT_DATA_VALUE: return deliverInfo(infoPtr(data.pUserPointer), piType, pOutBuffer, piOutSize);
-        case EVENT_DATA_NUMID: throw GenTLError(GC_ERR_NOT_AVAILABLE, "a buffer handle has no numeric ID");
-        default: throw GenTLError(GC_ERR_NOT_IMPLEMENTED, "unknown event data info command");
+            case EVENT_DATA_ID: return deliverInfo(infoPtr(data.BufferHandle), piType, pOutBuffer, piOutSize);
+            case EVENT_DATA_VALUE: return deliverInfo(infoPtr(data.pUserPointer), piType, pOutBuffer, piOutSize);
+            case EVENT_DATA_NUMID: throw GenTLError(GC_ERR_NOT_AVAILABLE, "a buffer handle has no numeric ID");
+            default: throw GenTLError(GC_ERR_NOT_IMPLEMENTED, "unknown event data info command");
         }
     });
 }
 
 GC_ERROR GC_CALLTYPE GenTL::EventGetInfo(EVENT_HANDLE hEvent, EVENT_INFO_CMD iInfoCmd, INFO_DATATYPE* piType,
-                                          void* pBuffer, size_t* piSize)
-{
+                                         void* pBuffer, size_t* piSize) {
     return guarded("EventGetInfo", [&] {
         const auto e = event(hEvent);
         const auto s = e->stream.lock();
@@ -329,15 +300,13 @@ GC_ERROR GC_CALLTYPE GenTL::EventGetInfo(EVENT_HANDLE hEvent, EVENT_INFO_CMD iIn
     });
 }
 
-GC_ERROR GC_CALLTYPE GenTL::EventFlush(EVENT_HANDLE hEvent)
-{
+GC_ERROR GC_CALLTYPE GenTL::EventFlush(EVENT_HANDLE hEvent) {
     return guarded("EventFlush", [&] {
         if (const auto s = event(hEvent)->stream.lock()) s->flushEvent();
     });
 }
 
-GC_ERROR GC_CALLTYPE GenTL::EventKill(EVENT_HANDLE hEvent)
-{
+GC_ERROR GC_CALLTYPE GenTL::EventKill(EVENT_HANDLE hEvent) {
     return guarded("EventKill", [&] {
         const auto e = event(hEvent);
         if (const auto s = e->stream.lock()) s->kill(*e);

@@ -2,8 +2,7 @@
 
 namespace zevo {
 
-InfoValue infoString(const std::string& text)
-{
+InfoValue infoString(const std::string& text) {
     InfoValue v;
     v.type = INFO_DATATYPE_STRING;
     v.bytes.assign(text.begin(), text.end());
@@ -11,8 +10,7 @@ InfoValue infoString(const std::string& text)
     return v;
 }
 
-InfoValue infoStringList(const std::vector<std::string>& items)
-{
+InfoValue infoStringList(const std::vector<std::string>& items) {
     InfoValue v;
     v.type = INFO_DATATYPE_STRINGLIST;
     for (const auto& item : items) {
@@ -23,16 +21,14 @@ InfoValue infoStringList(const std::vector<std::string>& items)
     return v;
 }
 
-InfoValue infoBool(bool value)
-{
+InfoValue infoBool(bool value) {
     InfoValue v;
     v.type = INFO_DATATYPE_BOOL8;
     v.bytes.push_back(value ? 1 : 0);
     return v;
 }
 
-InfoValue infoBuffer(const void* data, size_t size)
-{
+InfoValue infoBuffer(const void* data, size_t size) {
     InfoValue v;
     v.type = INFO_DATATYPE_BUFFER;
     const char* bytes = static_cast<const char*>(data);
@@ -42,8 +38,7 @@ InfoValue infoBuffer(const void* data, size_t size)
 
 namespace {
 
-void deliverBytes(const std::vector<char>& bytes, void* pBuffer, size_t* piSize)
-{
+void deliverBytes(const std::vector<char>& bytes, void* pBuffer, size_t* piSize) {
     require(piSize != nullptr, GC_ERR_INVALID_PARAMETER, "size pointer is null");
     if (pBuffer == nullptr) {
         *piSize = bytes.size();
@@ -56,15 +51,13 @@ void deliverBytes(const std::vector<char>& bytes, void* pBuffer, size_t* piSize)
 
 }  // namespace
 
-void deliverInfo(const InfoValue& value, INFO_DATATYPE* piType, void* pBuffer, size_t* piSize)
-{
+void deliverInfo(const InfoValue& value, INFO_DATATYPE* piType, void* pBuffer, size_t* piSize) {
     require(piType != nullptr, GC_ERR_INVALID_PARAMETER, "type pointer is null");
     deliverBytes(value.bytes, pBuffer, piSize);
     *piType = value.type;
 }
 
-void deliverText(const std::string& text, char* buffer, size_t* piSize)
-{
+void deliverText(const std::string& text, char* buffer, size_t* piSize) {
     deliverBytes(infoString(text).bytes, buffer, piSize);
 }
 

@@ -21,8 +21,7 @@ InfoValue infoBool(bool value);
 InfoValue infoBuffer(const void* data, size_t size);
 
 template <typename T>
-InfoValue infoNumber(INFO_DATATYPE type, T value)
-{
+InfoValue infoNumber(INFO_DATATYPE type, T value) {
     InfoValue v;
     v.type = type;
     v.bytes.resize(sizeof(T));

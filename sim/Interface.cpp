@@ -10,20 +10,16 @@ std::string deviceIdOf(const Camera& camera) { return "ZEVO_quillon_" + camera.s
 }  // namespace
 
 Interface::Interface(std::weak_ptr<System> system, uint32_t index, std::string id)
-    : system_(std::move(system)), index_(index), id_(std::move(id))
-{
-}
+    : system_(std::move(system)), index_(index), id_(std::move(id)) {}
 
-PortIdentity Interface::portIdentity() const
-{
+PortIdentity Interface::portIdentity() const {
     PortIdentity p = Module::portIdentity();
     p.id = id_;
     return p;
 }
 
 // Devices may be configured to show up only after some updates, or to vanish after some.
-void Interface::updateDeviceList(bool8_t* changed)
-{
+void Interface::updateDeviceList(bool8_t* changed) {
     const Config& config = Library::instance().config();
     std::vector<std::string> now;
     std::lock_guard<std::mutex> lock(mutex_);
@@ -37,21 +33,18 @@ void Interface::updateDeviceList(bool8_t* changed)
     listed_ = now;
 }
 
-uint32_t Interface::numDevices() const
-{
+uint32_t Interface::numDevices() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return uint32_t(listed_.size());
 }
 
-std::string Interface::deviceId(uint32_t index) const
-{
+std::string Interface::deviceId(uint32_t index) const {
     std::lock_guard<std::mutex> lock(mutex_);
     require(index < listed_.size(), GC_ERR_INVALID_INDEX, "device index out of range");
     return listed_[index];
 }
 
-size_t Interface::cameraIndexOf(const std::string& deviceId) const
-{
+size_t Interface::cameraIndexOf(const std::string& deviceId) const {
     const Config& config = Library::instance().config();
     require(std::find(listed_.begin(), listed_.end(), deviceId) != listed_.end(), GC_ERR_INVALID_ID,
             "unknown device ID");
@@ -62,8 +55,7 @@ size_t Interface::cameraIndexOf(const std::string& deviceId) const
     throw GenTLError(GC_ERR_INVALID_ID, "unknown device ID");
 }
 
-DEVICE_ACCESS_STATUS Interface::accessStatus(const std::string& deviceId) const
-{
+DEVICE_ACCESS_STATUS Interface::accessStatus(const std::string& deviceId) const {
     const int32_t forced = Library::instance().config().accessStatus;
     if (forced != 0) return forced;
     const auto it = open_.find(deviceId);
@@ -71,23 +63,20 @@ DEVICE_ACCESS_STATUS Interface::accessStatus(const std::string& deviceId) const
     return openAccessStatus(it->second->readOnly());
 }
 
-DEVICE_ACCESS_STATUS openAccessStatus(bool readOnly)
-{
+DEVICE_ACCESS_STATUS openAccessStatus(bool readOnly) {
     const Config& config = Library::instance().config();
     if (config.accessStatus != 0) return config.accessStatus;
     if (config.accessStatusAfterOpen != 0) return config.accessStatusAfterOpen;
     return readOnly ? DEVICE_ACCESS_STATUS_OPEN_READONLY : DEVICE_ACCESS_STATUS_OPEN_READWRITE;
 }
 
-InfoValue Interface::deviceInfo(const std::string& id, DEVICE_INFO_CMD command) const
-{
+InfoValue Interface::deviceInfo(const std::string& id, DEVICE_INFO_CMD command) const {
     std::lock_guard<std::mutex> lock(mutex_);
     const size_t index = cameraIndexOf(id);
     return zevo::deviceInfo(*Library::instance().camera(index), id, accessStatus(id), command);
 }
 
-std::shared_ptr<Device> Interface::openDevice(const std::string& id, DEVICE_ACCESS_FLAGS flags)
-{
+std::shared_ptr<Device> Interface::openDevice(const std::string& id, DEVICE_ACCESS_FLAGS flags) {
     require(flags != DEVICE_ACCESS_NONE, GC_ERR_NOT_IMPLEMENTED, "DEVICE_ACCESS_NONE is not supported");
     require(flags >= DEVICE_ACCESS_READONLY && flags <= DEVICE_ACCESS_EXCLUSIVE, GC_ERR_INVALID_PARAMETER,
             "unknown access flag");
@@ -107,14 +96,12 @@ std::shared_ptr<Device> Interface::openDevice(const std::string& id, DEVICE_ACCE
     return device;
 }
 
-void Interface::deviceClosed(const Device& device)
-{
+void Interface::deviceClosed(const Device& device) {
     std::lock_guard<std::mutex> lock(mutex_);
     open_.erase(device.id());
 }
 
-void Interface::close(std::vector<void*>& released)
-{
+void Interface::close(std::vector<void*>& released) {
     std::map<std::string, std::shared_ptr<Device>> devices;
     {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -124,23 +111,23 @@ void Interface::close(std::vector<void*>& released)
     released.push_back(handle());
 }
 
-InfoValue deviceInfo(const Camera& camera, const std::string& id, DEVICE_ACCESS_STATUS status, DEVICE_INFO_CMD command)
-{
+InfoValue deviceInfo(const Camera& camera, const std::string& id, DEVICE_ACCESS_STATUS status,
+                     DEVICE_INFO_CMD command) {
     constexpr uint64_t kTicksPerSecond = 1000000000;
     switch (command) {
-    case DEVICE_INFO_ID: return infoString(id);
-    case DEVICE_INFO_VENDOR: return infoString(camera.identity().vendorName);
-    case DEVICE_INFO_MODEL: return infoString(camera.identity().modelName);
-    case DEVICE_INFO_TLTYPE: return infoString(TLTypeCustomName);
-    case DEVICE_INFO_DISPLAYNAME:
-        return infoString(camera.identity().displayName.empty() ? "ZEVO quillon SWIR (" + camera.serial() + ")"
-                                                                : camera.identity().displayName);
-    case DEVICE_INFO_ACCESS_STATUS: return infoInt32(status);
-    case DEVICE_INFO_USER_DEFINED_NAME: return infoString(camera.userDefinedName());
-    case DEVICE_INFO_SERIAL_NUMBER: return infoString(camera.serial());
-    case DEVICE_INFO_VERSION: return infoString(camera.identity().deviceVersion);
-    case DEVICE_INFO_TIMESTAMP_FREQUENCY: return infoUInt64(kTicksPerSecond);
-    default: throw GenTLError(GC_ERR_NOT_IMPLEMENTED, "unknown device info command");
+        case DEVICE_INFO_ID: return infoString(id);
+        case DEVICE_INFO_VENDOR: return infoString(camera.identity().vendorName);
+        case DEVICE_INFO_MODEL: return infoString(camera.identity().modelName);
+        case DEVICE_INFO_TLTYPE: return infoString(TLTypeCustomName);
+        case DEVICE_INFO_DISPLAYNAME:
+            return infoString(camera.identity().displayName.empty() ? "ZEVO quillon SWIR (" + camera.serial() + ")"
+                                                                    : camera.identity().displayName);
+        case DEVICE_INFO_ACCESS_STATUS: return infoInt32(status);
+        case DEVICE_INFO_USER_DEFINED_NAME: return infoString(camera.userDefinedName());
+        case DEVICE_INFO_SERIAL_NUMBER: return infoString(camera.serial());
+        case DEVICE_INFO_VERSION: return infoString(camera.identity().deviceVersion);
+        case DEVICE_INFO_TIMESTAMP_FREQUENCY: return infoUInt64(kTicksPerSecond);
+        default: throw GenTLError(GC_ERR_NOT_IMPLEMENTED, "unknown device info command");
     }
 }
 

@@ -14,8 +14,7 @@ constexpr const char* kProducerFileName = "ZEVO.cti";
 std::string interfaceIdOf(uint32_t index) { return "ZEVO_SIM_IF" + std::to_string(index); }
 
 // The file this code was loaded from, found in the process's memory map.
-std::string findOwnPath()
-{
+std::string findOwnPath() {
     const auto self = reinterpret_cast<uintptr_t>(&findOwnPath);
     std::ifstream maps("/proc/self/maps");
     std::string line;
@@ -37,14 +36,12 @@ std::string findOwnPath()
 
 // ---- Library -----------------------------------------------------------------------------
 
-Library& Library::instance()
-{
+Library& Library::instance() {
     static Library library;
     return library;
 }
 
-void Library::init()
-{
+void Library::init() {
     std::lock_guard<std::mutex> lock(mutex_);
     require(!initialized_, GC_ERR_RESOURCE_IN_USE, "GCInitLib called twice");
     try {
@@ -63,8 +60,7 @@ void Library::init()
     initialized_ = true;
 }
 
-void Library::close()
-{
+void Library::close() {
     std::lock_guard<std::mutex> lock(mutex_);
     require(initialized_, GC_ERR_NOT_INITIALIZED, "GCCloseLib without GCInitLib");
     initialized_ = false;
@@ -79,8 +75,7 @@ void Library::close()
 
 std::string Library::producerPath() const { return findOwnPath(); }
 
-std::shared_ptr<System> Library::openSystem()
-{
+std::shared_ptr<System> Library::openSystem() {
     std::lock_guard<std::mutex> lock(mutex_);
     require(system_ == nullptr, GC_ERR_RESOURCE_IN_USE, "system module already open");
     system_ = std::make_shared<System>();
@@ -88,78 +83,68 @@ std::shared_ptr<System> Library::openSystem()
     return system_;
 }
 
-void Library::systemClosed()
-{
+void Library::systemClosed() {
     std::lock_guard<std::mutex> lock(mutex_);
     system_.reset();
 }
 
-void Library::release(const std::vector<void*>& handles)
-{
+void Library::release(const std::vector<void*>& handles) {
     for (void* h : handles) registry_.remove(h);
 }
 
-InfoValue systemInfo(TL_INFO_CMD command)
-{
+InfoValue systemInfo(TL_INFO_CMD command) {
     const std::string path = Library::instance().producerPath();
     switch (command) {
-    case TL_INFO_ID: return infoString(path);
-    case TL_INFO_VENDOR: return infoString(kProducerVendor);
-    case TL_INFO_MODEL: return infoString(kProducerModel);
-    case TL_INFO_VERSION: return infoString(kProducerVersion);
-    case TL_INFO_TLTYPE: return infoString(TLTypeCustomName);
-    case TL_INFO_NAME: return infoString(kProducerFileName);
-    case TL_INFO_PATHNAME: return infoString(path);
-    case TL_INFO_DISPLAYNAME: return infoString("ZEVO simulated camera producer");
-    case TL_INFO_CHAR_ENCODING: return infoInt32(TL_CHAR_ENCODING_ASCII);
-    case TL_INFO_GENTL_VER_MAJOR: return infoUInt32(GenTLMajorVersion);
-    case TL_INFO_GENTL_VER_MINOR: return infoUInt32(GenTLMinorVersion);
-    default: throw GenTLError(GC_ERR_NOT_IMPLEMENTED, "unknown system info command");
+        case TL_INFO_ID: return infoString(path);
+        case TL_INFO_VENDOR: return infoString(kProducerVendor);
+        case TL_INFO_MODEL: return infoString(kProducerModel);
+        case TL_INFO_VERSION: return infoString(kProducerVersion);
+        case TL_INFO_TLTYPE: return infoString(TLTypeCustomName);
+        case TL_INFO_NAME: return infoString(kProducerFileName);
+        case TL_INFO_PATHNAME: return infoString(path);
+        case TL_INFO_DISPLAYNAME: return infoString("ZEVO simulated camera producer");
+        case TL_INFO_CHAR_ENCODING: return infoInt32(TL_CHAR_ENCODING_ASCII);
+        case TL_INFO_GENTL_VER_MAJOR: return infoUInt32(GenTLMajorVersion);
+        case TL_INFO_GENTL_VER_MINOR: return infoUInt32(GenTLMinorVersion);
+        default: throw GenTLError(GC_ERR_NOT_IMPLEMENTED, "unknown system info command");
     }
 }
 
 // ---- System ------------------------------------------------------------------------------
 
-PortIdentity System::portIdentity() const
-{
+PortIdentity System::portIdentity() const {
     PortIdentity p = Module::portIdentity();
     p.id = kProducerFileName;
     return p;
 }
 
-void System::updateInterfaceList(bool8_t* changed)
-{
+void System::updateInterfaceList(bool8_t* changed) {
     std::lock_guard<std::mutex> lock(mutex_);
     if (changed) *changed = !listed_;
     listed_ = true;
 }
 
-uint32_t System::numInterfaces() const
-{
+uint32_t System::numInterfaces() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return listed_ ? Library::instance().config().interfaces : 0;
 }
 
-std::string System::interfaceId(uint32_t index) const
-{
+std::string System::interfaceId(uint32_t index) const {
     require(index < numInterfaces(), GC_ERR_INVALID_INDEX, "interface index out of range");
     return interfaceIdOf(index);
 }
 
-uint32_t System::indexOf(const std::string& id) const
-{
+uint32_t System::indexOf(const std::string& id) const {
     for (uint32_t i = 0; i < numInterfaces(); ++i)
         if (interfaceIdOf(i) == id) return i;
     throw GenTLError(GC_ERR_INVALID_ID, "unknown interface ID");
 }
 
-InfoValue System::interfaceInfo(const std::string& id, INTERFACE_INFO_CMD command) const
-{
+InfoValue System::interfaceInfo(const std::string& id, INTERFACE_INFO_CMD command) const {
     return Interface::info(indexOf(id), command);
 }
 
-std::shared_ptr<Interface> System::openInterface(const std::string& id)
-{
+std::shared_ptr<Interface> System::openInterface(const std::string& id) {
     const uint32_t index = indexOf(id);
     std::lock_guard<std::mutex> lock(mutex_);
     require(open_.count(id) == 0, GC_ERR_RESOURCE_IN_USE, "interface already open");
@@ -169,14 +154,12 @@ std::shared_ptr<Interface> System::openInterface(const std::string& id)
     return iface;
 }
 
-void System::interfaceClosed(const Interface& iface)
-{
+void System::interfaceClosed(const Interface& iface) {
     std::lock_guard<std::mutex> lock(mutex_);
     open_.erase(iface.id());
 }
 
-void System::close(std::vector<void*>& released)
-{
+void System::close(std::vector<void*>& released) {
     std::map<std::string, std::shared_ptr<Interface>> interfaces;
     {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -188,13 +171,12 @@ void System::close(std::vector<void*>& released)
 
 // ---- Interface (static part) -------------------------------------------------------------
 
-InfoValue Interface::info(uint32_t index, INTERFACE_INFO_CMD command)
-{
+InfoValue Interface::info(uint32_t index, INTERFACE_INFO_CMD command) {
     switch (command) {
-    case INTERFACE_INFO_ID: return infoString(interfaceIdOf(index));
-    case INTERFACE_INFO_DISPLAYNAME: return infoString("ZEVO simulated interface " + std::to_string(index));
-    case INTERFACE_INFO_TLTYPE: return infoString(TLTypeCustomName);
-    default: throw GenTLError(GC_ERR_NOT_IMPLEMENTED, "unknown interface info command");
+        case INTERFACE_INFO_ID: return infoString(interfaceIdOf(index));
+        case INTERFACE_INFO_DISPLAYNAME: return infoString("ZEVO simulated interface " + std::to_string(index));
+        case INTERFACE_INFO_TLTYPE: return infoString(TLTypeCustomName);
+        default: throw GenTLError(GC_ERR_NOT_IMPLEMENTED, "unknown interface info command");
     }
 }
 

@@ -51,8 +51,7 @@ public:
 
     // The module of that handle and kind; throws GC_ERR_INVALID_HANDLE otherwise.
     template <typename T>
-    std::shared_ptr<T> get(const void* handle, ModuleKind kind) const
-    {
+    std::shared_ptr<T> get(const void* handle, ModuleKind kind) const {
         const auto module = find(handle);
         require(module && module->kind() == kind, GC_ERR_INVALID_HANDLE, "unknown handle");
         return std::static_pointer_cast<T>(module);

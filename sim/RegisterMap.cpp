@@ -7,16 +7,14 @@ namespace zevo {
 namespace {
 
 template <typename T>
-std::vector<uint8_t> toBytes(T value)
-{
+std::vector<uint8_t> toBytes(T value) {
     std::vector<uint8_t> bytes(sizeof(T));
-    std::memcpy(bytes.data(), &value, sizeof(T));   // the host is little-endian like the port
+    std::memcpy(bytes.data(), &value, sizeof(T));  // the host is little-endian like the port
     return bytes;
 }
 
 template <typename T>
-T fromBytes(const std::vector<uint8_t>& bytes)
-{
+T fromBytes(const std::vector<uint8_t>& bytes) {
     T value{};
     std::memcpy(&value, bytes.data(), sizeof(T));
     return value;
@@ -24,13 +22,9 @@ T fromBytes(const std::vector<uint8_t>& bytes)
 
 }  // namespace
 
-void RegisterMap::add(uint64_t address, Register reg)
-{
-    registers_[address] = std::move(reg);
-}
+void RegisterMap::add(uint64_t address, Register reg) { registers_[address] = std::move(reg); }
 
-void RegisterMap::addInteger(uint64_t address, IntGetter get, IntSetter set)
-{
+void RegisterMap::addInteger(uint64_t address, IntGetter get, IntSetter set) {
     Register reg;
     reg.length = 8;
     reg.get = [get] { return toBytes<int64_t>(get()); };
@@ -38,8 +32,7 @@ void RegisterMap::addInteger(uint64_t address, IntGetter get, IntSetter set)
     add(address, std::move(reg));
 }
 
-void RegisterMap::addFloat(uint64_t address, FloatGetter get, FloatSetter set)
-{
+void RegisterMap::addFloat(uint64_t address, FloatGetter get, FloatSetter set) {
     Register reg;
     reg.length = 8;
     reg.get = [get] { return toBytes<double>(get()); };
@@ -47,8 +40,7 @@ void RegisterMap::addFloat(uint64_t address, FloatGetter get, FloatSetter set)
     add(address, std::move(reg));
 }
 
-void RegisterMap::addString(uint64_t address, uint32_t length, StringGetter get, StringSetter set)
-{
+void RegisterMap::addString(uint64_t address, uint32_t length, StringGetter get, StringSetter set) {
     Register reg;
     reg.length = length;
     reg.get = [get, length] {
@@ -65,24 +57,21 @@ void RegisterMap::addString(uint64_t address, uint32_t length, StringGetter get,
     add(address, std::move(reg));
 }
 
-void RegisterMap::addBlob(uint64_t address, std::shared_ptr<const std::vector<uint8_t>> blob)
-{
+void RegisterMap::addBlob(uint64_t address, std::shared_ptr<const std::vector<uint8_t>> blob) {
     Register reg;
     reg.length = static_cast<uint32_t>(blob->size());
     reg.get = [blob] { return *blob; };
     add(address, std::move(reg));
 }
 
-std::map<uint64_t, RegisterMap::Register>::const_iterator RegisterMap::find(uint64_t address) const
-{
+std::map<uint64_t, RegisterMap::Register>::const_iterator RegisterMap::find(uint64_t address) const {
     auto it = registers_.upper_bound(address);
     if (it == registers_.begin()) return registers_.end();
     --it;
     return address < it->first + it->second.length ? it : registers_.end();
 }
 
-void RegisterMap::read(uint64_t address, void* buffer, size_t size) const
-{
+void RegisterMap::read(uint64_t address, void* buffer, size_t size) const {
     auto* out = static_cast<uint8_t*>(buffer);
     while (size > 0) {
         const auto it = find(address);
@@ -97,8 +86,7 @@ void RegisterMap::read(uint64_t address, void* buffer, size_t size) const
     }
 }
 
-void RegisterMap::write(uint64_t address, const void* buffer, size_t size)
-{
+void RegisterMap::write(uint64_t address, const void* buffer, size_t size) {
     const auto it = find(address);
     require(it != registers_.end(), GC_ERR_INVALID_ADDRESS, "write to an unmapped address");
     const Register& reg = it->second;

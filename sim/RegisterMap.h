@@ -17,14 +17,14 @@ namespace zevo {
 class RegisterMap {
 public:
     using IntGetter = std::function<int64_t()>;
-    using IntSetter = std::function<void(int64_t)>;          // throws GenTLError to refuse
+    using IntSetter = std::function<void(int64_t)>;  // throws GenTLError to refuse
     using FloatGetter = std::function<double()>;
     using FloatSetter = std::function<void(double)>;
     using StringGetter = std::function<std::string()>;
     using StringSetter = std::function<void(const std::string&)>;
 
-    void addInteger(uint64_t address, IntGetter get, IntSetter set = nullptr);       // 8 bytes
-    void addFloat(uint64_t address, FloatGetter get, FloatSetter set = nullptr);     // 8 bytes
+    void addInteger(uint64_t address, IntGetter get, IntSetter set = nullptr);    // 8 bytes
+    void addFloat(uint64_t address, FloatGetter get, FloatSetter set = nullptr);  // 8 bytes
     void addString(uint64_t address, uint32_t length, StringGetter get, StringSetter set = nullptr);
     void addBlob(uint64_t address, std::shared_ptr<const std::vector<uint8_t>> blob);
 
@@ -37,7 +37,7 @@ private:
     struct Register {
         uint32_t length = 0;
         std::function<std::vector<uint8_t>()> get;
-        std::function<void(const std::vector<uint8_t>&)> set;   // null: read-only
+        std::function<void(const std::vector<uint8_t>&)> set;  // null: read-only
     };
     void add(uint64_t address, Register reg);
     // The register containing `address`, or end().

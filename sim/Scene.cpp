@@ -8,8 +8,8 @@ namespace zevo {
 namespace {
 
 constexpr int kVariantCount = 4;
-constexpr float kPedestal = 0.03f;        // black level kept after offset correction
-constexpr float kFlatField = 0.6f;        // level of the white reference's field
+constexpr float kPedestal = 0.03f;  // black level kept after offset correction
+constexpr float kFlatField = 0.6f;  // level of the white reference's field
 constexpr int kCounterDigits = 8;
 
 // 5 x 7 digits, one byte per row, bit 4 = leftmost column.
@@ -29,8 +29,7 @@ uint32_t storedCode(const PixelFormatInfo& f, uint32_t code) { return f.msb ? co
 class PixelWriter {
 public:
     PixelWriter(uint8_t* dst, size_t capacity, const ImageGeometry& g) : dst_(dst), capacity_(capacity), g_(g) {}
-    void put(uint32_t x, uint32_t y, uint32_t code) const
-    {
+    void put(uint32_t x, uint32_t y, uint32_t code) const {
         if (x >= g_.width || y >= g_.height) return;
         const uint32_t bpp = bytesPerPixel(g_.format->bits);
         const size_t at = (size_t(y) * g_.width + x) * bpp;
@@ -47,8 +46,7 @@ private:
 };
 
 // Draws `value` as decimal digits in a dark box with its top left corner at (x0, y0).
-void drawNumber(const PixelWriter& out, const ImageGeometry& g, uint32_t x0, uint32_t y0, uint64_t value)
-{
+void drawNumber(const PixelWriter& out, const ImageGeometry& g, uint32_t x0, uint32_t y0, uint64_t value) {
     const uint32_t scale = std::max(1u, std::min(g.width, g.height) / 256);
     const uint32_t bright = maxCode(*g.format);
     char text[kCounterDigits + 1];
@@ -57,15 +55,14 @@ void drawNumber(const PixelWriter& out, const ImageGeometry& g, uint32_t x0, uin
         for (uint32_t x = 0; x < (6 * kCounterDigits + 1) * scale; ++x) {
             const uint32_t cx = x / scale, cy = y / scale;
             const uint32_t digit = (cx - 1) / 6, col = (cx - 1) % 6, row = cy - 1;
-            const bool lit = cx >= 1 && cy >= 1 && row < 7 && col < 5 &&
-                             (kGlyphs[text[digit] - '0'][row] >> (4 - col) & 1) != 0;
+            const bool lit =
+                cx >= 1 && cy >= 1 && row < 7 && col < 5 && (kGlyphs[text[digit] - '0'][row] >> (4 - col) & 1) != 0;
             out.put(x0 + x, y0 + y, lit ? bright : 0);
         }
 }
 
 // Binary camera time stamp: the frame counter as eight BCD digits in the first four pixels.
-void writeBinaryCounter(const PixelWriter& out, const ImageGeometry& g, uint64_t value)
-{
+void writeBinaryCounter(const PixelWriter& out, const ImageGeometry& g, uint64_t value) {
     const uint32_t shift = g.format->bits - 8;
     for (int pixel = 3; pixel >= 0; --pixel, value /= 100) {
         const uint32_t bcd = uint32_t((value % 100) / 10 << 4 | value % 10);
@@ -73,8 +70,7 @@ void writeBinaryCounter(const PixelWriter& out, const ImageGeometry& g, uint64_t
     }
 }
 
-float correctedSignal(const SceneSettings& s, const SensorModel& sensor, uint32_t x, uint32_t y)
-{
+float correctedSignal(const SceneSettings& s, const SensorModel& sensor, uint32_t x, uint32_t y) {
     const float raw = sensor.raw(x, y, s.exposureScale);
     if (s.nuc == NucMode::Off || !s.black) return raw;
     const float offset = raw - s.black->level(x, y);
@@ -83,8 +79,7 @@ float correctedSignal(const SceneSettings& s, const SensorModel& sensor, uint32_
     return offset * kFlatField / range + kPedestal;
 }
 
-std::vector<uint32_t> renderCodes(const SensorModel& sensor, const SceneSettings& s)
-{
+std::vector<uint32_t> renderCodes(const SensorModel& sensor, const SceneSettings& s) {
     const ImageGeometry& g = s.geometry;
     std::vector<uint32_t> codes(size_t(g.width) * g.height);
     const float scale = float(maxCode(*g.format));
@@ -103,8 +98,7 @@ std::vector<uint32_t> renderCodes(const SensorModel& sensor, const SceneSettings
 }
 
 // Read and dark noise: roughly Gaussian (sum of two uniforms), a fraction of a percent.
-std::vector<uint8_t> noisyVariant(const std::vector<uint32_t>& codes, const PixelFormatInfo& f, uint32_t seed)
-{
+std::vector<uint8_t> noisyVariant(const std::vector<uint32_t>& codes, const PixelFormatInfo& f, uint32_t seed) {
     const uint32_t bpp = bytesPerPixel(f.bits);
     const float sigma = std::max(0.7f, 0.004f * float(maxCode(f)));
     const int64_t top = int64_t(maxCode(f));
@@ -125,16 +119,14 @@ std::vector<uint8_t> noisyVariant(const std::vector<uint32_t>& codes, const Pixe
 
 }  // namespace
 
-bool SceneSettings::operator==(const SceneSettings& o) const
-{
+bool SceneSettings::operator==(const SceneSettings& o) const {
     const ImageGeometry &a = geometry, &b = o.geometry;
     return a.width == b.width && a.height == b.height && a.offsetX == b.offsetX && a.offsetY == b.offsetY &&
            a.binH == b.binH && a.binV == b.binV && a.format == b.format && exposureScale == o.exposureScale &&
            nuc == o.nuc && black == o.black && white == o.white;
 }
 
-std::shared_ptr<const SceneFrames> SceneFrames::render(const SensorModel& sensor, const SceneSettings& settings)
-{
+std::shared_ptr<const SceneFrames> SceneFrames::render(const SensorModel& sensor, const SceneSettings& settings) {
     std::shared_ptr<SceneFrames> frames(new SceneFrames);
     frames->settings_ = settings;
     const std::vector<uint32_t> codes = renderCodes(sensor, settings);
@@ -143,8 +135,7 @@ std::shared_ptr<const SceneFrames> SceneFrames::render(const SensorModel& sensor
     return frames;
 }
 
-size_t SceneFrames::fill(uint8_t* dst, size_t capacity, uint64_t frameId, TimestampMode stamp) const
-{
+size_t SceneFrames::fill(uint8_t* dst, size_t capacity, uint64_t frameId, TimestampMode stamp) const {
     const ImageGeometry& g = settings_.geometry;
     // Successive frames take the variants in a scrambled order so that the noise looks live.
     const std::vector<uint8_t>& src = variants_[(frameId * 3 + (frameId >> 2)) % variants_.size()];
@@ -155,7 +146,8 @@ size_t SceneFrames::fill(uint8_t* dst, size_t capacity, uint64_t frameId, Timest
     const uint32_t boxHeight = 9 * std::max(1u, std::min(g.width, g.height) / 256);
     if (g.height > boxHeight + margin) drawNumber(out, g, margin, g.height - boxHeight - margin, frameId);
     if (stamp == TimestampMode::Binary || stamp == TimestampMode::AsciiBinary) writeBinaryCounter(out, g, frameId);
-    if (stamp == TimestampMode::Ascii || stamp == TimestampMode::AsciiBinary) drawNumber(out, g, margin, margin, frameId);
+    if (stamp == TimestampMode::Ascii || stamp == TimestampMode::AsciiBinary)
+        drawNumber(out, g, margin, margin, frameId);
     return n;
 }
 

@@ -28,9 +28,9 @@ enum class NucMode : int64_t { Off = 0, BlackOnly = 1, Both = 2 };
 
 struct SceneSettings {
     ImageGeometry geometry;
-    float exposureScale = 1.f;                  // exposure relative to the nominal 5 ms
+    float exposureScale = 1.f;  // exposure relative to the nominal 5 ms
     NucMode nuc = NucMode::Off;
-    std::shared_ptr<const Reference> black;     // set when NUC uses it
+    std::shared_ptr<const Reference> black;  // set when NUC uses it
     std::shared_ptr<const Reference> white;
 
     bool operator==(const SceneSettings& o) const;

@@ -17,8 +17,8 @@ constexpr uint32_t kSensorHeightPx = 1032;
 struct PixelFormatInfo {
     const char* name;
     uint64_t pfnc;
-    uint32_t bits;   // significant bits
-    bool msb;        // data shifted to the top of the 16-bit container
+    uint32_t bits;  // significant bits
+    bool msb;       // data shifted to the top of the 16-bit container
 };
 // Null when unknown.
 const PixelFormatInfo* findPixelFormat(uint64_t pfnc);
@@ -34,9 +34,9 @@ public:
     // What the camera looks at, u and v from 0 to 1 across the sensor.
     static float sceneRadiance(float u, float v);
     // The raw sensor signal for a relative exposure (1 = nominal), before clipping.
-    float raw(uint32_t x, uint32_t y, float exposureScale) const
-    {
-        return darkLevel(x, y) + gain(x, y) * sceneRadiance(float(x) / kSensorWidthPx, float(y) / kSensorHeightPx) * exposureScale;
+    float raw(uint32_t x, uint32_t y, float exposureScale) const {
+        return darkLevel(x, y) +
+               gain(x, y) * sceneRadiance(float(x) / kSensorWidthPx, float(y) / kSensorHeightPx) * exposureScale;
     }
 
 private:
@@ -62,10 +62,7 @@ struct Reference {
     std::vector<uint16_t> codes;
 
     // The code rescaled to `bits` bits, as a fraction of full scale.
-    float level(uint32_t x, uint32_t y) const
-    {
-        return float(codes[size_t(y) * width + x]) / float((1u << bits) - 1);
-    }
+    float level(uint32_t x, uint32_t y) const { return float(codes[size_t(y) * width + x]) / float((1u << bits) - 1); }
 };
 
 // A black reference sees only the dark signal; a white one a flat, evenly lit field.

@@ -7,41 +7,34 @@ namespace zevo {
 
 Stream::Stream(std::shared_ptr<Camera> camera, std::weak_ptr<Device> device, std::string id, const Config& config,
                FaultPoints& faults)
-    : camera_(std::move(camera)), device_(std::move(device)), id_(std::move(id)), config_(config), faults_(faults)
-{
-}
+    : camera_(std::move(camera)), device_(std::move(device)), id_(std::move(id)), config_(config), faults_(faults) {}
 
 Stream::~Stream() { stopEngine(); }
 
-PortIdentity Stream::portIdentity() const
-{
+PortIdentity Stream::portIdentity() const {
     PortIdentity p = Module::portIdentity();
     p.id = id_;
     return p;
 }
 
-void Stream::requireOwn(const BufferModule& buffer) const
-{
+void Stream::requireOwn(const BufferModule& buffer) const {
     require(buffer.owner == this, GC_ERR_INVALID_HANDLE, "buffer belongs to another data stream");
 }
 
 // ---- buffers -----------------------------------------------------------------------------
 
-std::shared_ptr<BufferModule> Stream::addBuffer(std::shared_ptr<BufferModule> buffer)
-{
+std::shared_ptr<BufferModule> Stream::addBuffer(std::shared_ptr<BufferModule> buffer) {
     buffer->owner = this;
     std::lock_guard<std::mutex> lock(mutex_);
     buffers_.push_back(buffer);
     return buffer;
 }
 
-std::shared_ptr<BufferModule> Stream::announce(void* memory, size_t size, void* userPointer)
-{
+std::shared_ptr<BufferModule> Stream::announce(void* memory, size_t size, void* userPointer) {
     require(memory != nullptr && size > 0, GC_ERR_INVALID_PARAMETER, "buffer memory missing");
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        for (const auto& b : buffers_)
-            require(b->base != memory, GC_ERR_RESOURCE_IN_USE, "memory already announced");
+        for (const auto& b : buffers_) require(b->base != memory, GC_ERR_RESOURCE_IN_USE, "memory already announced");
     }
     auto buffer = std::make_shared<BufferModule>();
     buffer->base = static_cast<uint8_t*>(memory);
@@ -50,8 +43,7 @@ std::shared_ptr<BufferModule> Stream::announce(void* memory, size_t size, void* 
     return addBuffer(std::move(buffer));
 }
 
-std::shared_ptr<BufferModule> Stream::allocateAndAnnounce(size_t size, void* userPointer)
-{
+std::shared_ptr<BufferModule> Stream::allocateAndAnnounce(size_t size, void* userPointer) {
     require(size > 0, GC_ERR_INVALID_PARAMETER, "buffer size is 0");
     auto buffer = std::make_shared<BufferModule>();
     buffer->ownMemory.reset(new (std::nothrow) uint8_t[size]);
@@ -62,8 +54,7 @@ std::shared_ptr<BufferModule> Stream::allocateAndAnnounce(size_t size, void* use
     return addBuffer(std::move(buffer));
 }
 
-void Stream::revoke(BufferModule& buffer, void** memory, void** userPointer)
-{
+void Stream::revoke(BufferModule& buffer, void** memory, void** userPointer) {
     requireOwn(buffer);
     std::lock_guard<std::mutex> lock(mutex_);
     require(buffer.state == BufferState::Announced, GC_ERR_BUSY, "buffer is queued or being filled");
@@ -72,8 +63,7 @@ void Stream::revoke(BufferModule& buffer, void** memory, void** userPointer)
     buffers_.erase(std::find_if(buffers_.begin(), buffers_.end(), [&](const auto& b) { return b.get() == &buffer; }));
 }
 
-void Stream::queue(BufferModule& buffer)
-{
+void Stream::queue(BufferModule& buffer) {
     requireOwn(buffer);
     std::lock_guard<std::mutex> lock(mutex_);
     require(buffer.state == BufferState::Announced, GC_ERR_RESOURCE_IN_USE, "buffer is already queued");
@@ -84,57 +74,51 @@ void Stream::queue(BufferModule& buffer)
     changed_.notify_all();
 }
 
-void Stream::moveToAnnounced(std::deque<BufferModule*>& queue)
-{
+void Stream::moveToAnnounced(std::deque<BufferModule*>& queue) {
     for (BufferModule* b : queue) b->state = BufferState::Announced;
     queue.clear();
 }
 
-void Stream::flush(ACQ_QUEUE_TYPE operation)
-{
+void Stream::flush(ACQ_QUEUE_TYPE operation) {
     std::lock_guard<std::mutex> lock(mutex_);
     const auto redirectFilling = [this](BufferModule::AfterFill where) {
         for (const auto& b : buffers_)
             if (b->state == BufferState::Filling) b->afterFill = where;
     };
     switch (operation) {
-    case ACQ_QUEUE_INPUT_TO_OUTPUT:
-        for (BufferModule* b : input_) {
-            b->state = BufferState::OutputQueue;
-            b->fill.newData = false;
-            output_.push_back(b);
-        }
-        input_.clear();
-        break;
-    case ACQ_QUEUE_OUTPUT_DISCARD:
-        moveToAnnounced(output_);
-        break;
-    case ACQ_QUEUE_ALL_TO_INPUT:
-        for (BufferModule* b : output_) b->state = BufferState::InputPool;
-        input_.insert(input_.end(), output_.begin(), output_.end());
-        output_.clear();
-        redirectFilling(BufferModule::AfterFill::ToInput);
-        break;
-    case ACQ_QUEUE_UNQUEUED_TO_INPUT:
-        for (const auto& b : buffers_)
-            if (b->state == BufferState::Announced) {
-                b->state = BufferState::InputPool;
-                input_.push_back(b.get());
+        case ACQ_QUEUE_INPUT_TO_OUTPUT:
+            for (BufferModule* b : input_) {
+                b->state = BufferState::OutputQueue;
+                b->fill.newData = false;
+                output_.push_back(b);
             }
-        break;
-    case ACQ_QUEUE_ALL_DISCARD:
-        moveToAnnounced(input_);
-        moveToAnnounced(output_);
-        redirectFilling(BufferModule::AfterFill::Discard);
-        break;
-    default:
-        throw GenTLError(GC_ERR_INVALID_PARAMETER, "unknown flush operation");
+            input_.clear();
+            break;
+        case ACQ_QUEUE_OUTPUT_DISCARD: moveToAnnounced(output_); break;
+        case ACQ_QUEUE_ALL_TO_INPUT:
+            for (BufferModule* b : output_) b->state = BufferState::InputPool;
+            input_.insert(input_.end(), output_.begin(), output_.end());
+            output_.clear();
+            redirectFilling(BufferModule::AfterFill::ToInput);
+            break;
+        case ACQ_QUEUE_UNQUEUED_TO_INPUT:
+            for (const auto& b : buffers_)
+                if (b->state == BufferState::Announced) {
+                    b->state = BufferState::InputPool;
+                    input_.push_back(b.get());
+                }
+            break;
+        case ACQ_QUEUE_ALL_DISCARD:
+            moveToAnnounced(input_);
+            moveToAnnounced(output_);
+            redirectFilling(BufferModule::AfterFill::Discard);
+            break;
+        default: throw GenTLError(GC_ERR_INVALID_PARAMETER, "unknown flush operation");
     }
     changed_.notify_all();
 }
 
-BufferModule* Stream::bufferAt(uint32_t index) const
-{
+BufferModule* Stream::bufferAt(uint32_t index) const {
     std::lock_guard<std::mutex> lock(mutex_);
     require(index < buffers_.size(), GC_ERR_INVALID_INDEX, "buffer index out of range");
     return buffers_[index].get();
@@ -142,14 +126,13 @@ BufferModule* Stream::bufferAt(uint32_t index) const
 
 // ---- acquisition -------------------------------------------------------------------------
 
-void Stream::start(uint64_t count)
-{
+void Stream::start(uint64_t count) {
     require(count > 0, GC_ERR_INVALID_PARAMETER, "number of buffers to acquire is 0");
     std::lock_guard<std::mutex> engineLock(engineMutex_);
     std::lock_guard<std::mutex> lock(mutex_);
     require(!grabbing_, GC_ERR_RESOURCE_IN_USE, "acquisition already started");
     require(buffers_.size() >= config_.bufAnnounceMin, GC_ERR_INVALID_BUFFER, "too few buffers announced");
-    if (engine_.joinable()) engine_.join();   // an engine that ended by itself
+    if (engine_.joinable()) engine_.join();  // an engine that ended by itself
     grabbing_ = true;
     stopRequested_ = false;
     toAcquire_ = count;
@@ -158,8 +141,7 @@ void Stream::start(uint64_t count)
     engine_ = std::thread(&Stream::engineLoop, this);
 }
 
-void Stream::stop(ACQ_STOP_FLAGS flags)
-{
+void Stream::stop(ACQ_STOP_FLAGS flags) {
     require(flags == ACQ_STOP_FLAGS_DEFAULT || flags == ACQ_STOP_FLAGS_KILL, GC_ERR_INVALID_PARAMETER,
             "unknown stop flags");
     {
@@ -171,8 +153,7 @@ void Stream::stop(ACQ_STOP_FLAGS flags)
     grabbing_ = false;
 }
 
-void Stream::stopEngine()
-{
+void Stream::stopEngine() {
     // Starts, stops and closes may come from different threads: one of them joins the engine.
     std::lock_guard<std::mutex> engineLock(engineMutex_);
     {
@@ -185,8 +166,7 @@ void Stream::stopEngine()
 
 // ---- new-buffer event --------------------------------------------------------------------
 
-std::shared_ptr<NewBufferEvent> Stream::registerEvent()
-{
+std::shared_ptr<NewBufferEvent> Stream::registerEvent() {
     std::lock_guard<std::mutex> lock(mutex_);
     require(event_ == nullptr, GC_ERR_RESOURCE_IN_USE, "new-buffer event already registered");
     event_ = std::make_shared<NewBufferEvent>();
@@ -194,8 +174,7 @@ std::shared_ptr<NewBufferEvent> Stream::registerEvent()
     return event_;
 }
 
-void* Stream::unregisterEvent()
-{
+void* Stream::unregisterEvent() {
     std::lock_guard<std::mutex> lock(mutex_);
     require(event_ != nullptr, GC_ERR_NOT_AVAILABLE, "new-buffer event not registered");
     void* handle = event_->handle();
@@ -206,8 +185,7 @@ void* Stream::unregisterEvent()
     return handle;
 }
 
-GC_ERROR Stream::waitNewBuffer(NewBufferEvent& event, uint64_t timeoutMs, BufferModule*& buffer)
-{
+GC_ERROR Stream::waitNewBuffer(NewBufferEvent& event, uint64_t timeoutMs, BufferModule*& buffer) {
     using Clock = std::chrono::steady_clock;
     const bool forever = timeoutMs == GENTL_INFINITE || timeoutMs > uint64_t(1) << 40;
     const auto deadline = Clock::now() + std::chrono::milliseconds(forever ? 0 : timeoutMs);
@@ -233,34 +211,30 @@ GC_ERROR Stream::waitNewBuffer(NewBufferEvent& event, uint64_t timeoutMs, Buffer
     }
 }
 
-void Stream::kill(NewBufferEvent& event)
-{
+void Stream::kill(NewBufferEvent& event) {
     std::lock_guard<std::mutex> lock(mutex_);
     event.killPending = true;
     changed_.notify_all();
 }
 
-void Stream::flushEvent()
-{
+void Stream::flushEvent() {
     std::lock_guard<std::mutex> lock(mutex_);
     moveToAnnounced(output_);
 }
 
-InfoValue Stream::eventInfo(const NewBufferEvent& event, EVENT_INFO_CMD command) const
-{
+InfoValue Stream::eventInfo(const NewBufferEvent& event, EVENT_INFO_CMD command) const {
     std::lock_guard<std::mutex> lock(mutex_);
     switch (command) {
-    case EVENT_EVENT_TYPE: return infoInt32(EVENT_NEW_BUFFER);
-    case EVENT_NUM_IN_QUEUE: return infoSize(output_.size());
-    case EVENT_NUM_FIRED: return infoUInt64(event.fired);
-    case EVENT_SIZE_MAX: return infoSize(sizeof(EVENT_NEW_BUFFER_DATA));
-    case EVENT_INFO_DATA_SIZE_MAX: return infoSize(sizeof(void*));
-    default: throw GenTLError(GC_ERR_NOT_IMPLEMENTED, "unknown event info command");
+        case EVENT_EVENT_TYPE: return infoInt32(EVENT_NEW_BUFFER);
+        case EVENT_NUM_IN_QUEUE: return infoSize(output_.size());
+        case EVENT_NUM_FIRED: return infoUInt64(event.fired);
+        case EVENT_SIZE_MAX: return infoSize(sizeof(EVENT_NEW_BUFFER_DATA));
+        case EVENT_INFO_DATA_SIZE_MAX: return infoSize(sizeof(void*));
+        default: throw GenTLError(GC_ERR_NOT_IMPLEMENTED, "unknown event info command");
     }
 }
 
-void Stream::close(std::vector<void*>& releasedHandles)
-{
+void Stream::close(std::vector<void*>& releasedHandles) {
     stopEngine();
     std::lock_guard<std::mutex> lock(mutex_);
     if (event_) {

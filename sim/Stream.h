@@ -27,8 +27,8 @@ enum class BufferState { Announced, InputPool, Filling, OutputQueue };
 // What the last fill left in a buffer.
 struct FillResult {
     uint64_t frameId = 0;
-    uint64_t timestampTicks = 0;     // device clock, 1 GHz
-    uint64_t timestampNs = 0;        // nanoseconds since 1970
+    uint64_t timestampTicks = 0;  // device clock, 1 GHz
+    uint64_t timestampNs = 0;     // nanoseconds since 1970
     size_t sizeFilled = 0;
     size_t dataSize = 0;
     ImageGeometry geometry;
@@ -44,7 +44,7 @@ public:
     uint8_t* base = nullptr;
     size_t size = 0;
     void* userPointer = nullptr;
-    std::unique_ptr<uint8_t[]> ownMemory;   // DSAllocAndAnnounceBuffer
+    std::unique_ptr<uint8_t[]> ownMemory;  // DSAllocAndAnnounceBuffer
     // guarded by the owner's lock
     BufferState state = BufferState::Announced;
     enum class AfterFill { Deliver, ToInput, Discard } afterFill = AfterFill::Deliver;
@@ -88,7 +88,7 @@ public:
 
     // new-buffer event
     std::shared_ptr<NewBufferEvent> registerEvent();
-    void* unregisterEvent();   // returns the event's handle
+    void* unregisterEvent();  // returns the event's handle
     GC_ERROR waitNewBuffer(NewBufferEvent& event, uint64_t timeoutMs, BufferModule*& buffer);
     void kill(NewBufferEvent& event);
     void flushEvent();
@@ -118,11 +118,11 @@ private:
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;
-    std::vector<std::shared_ptr<BufferModule>> buffers_;   // announce order
+    std::vector<std::shared_ptr<BufferModule>> buffers_;  // announce order
     std::deque<BufferModule*> input_;
     std::deque<BufferModule*> output_;
     std::shared_ptr<NewBufferEvent> event_;
-    bool grabbing_ = false;          // between DSStartAcquisition and DSStopAcquisition
+    bool grabbing_ = false;  // between DSStartAcquisition and DSStopAcquisition
     bool stopRequested_ = false;
     uint64_t toAcquire_ = 0;
     uint64_t acquired_ = 0;
@@ -130,8 +130,8 @@ private:
     uint64_t underrun_ = 0;
     uint64_t started_ = 0;
     uint64_t nextFrameId_ = 0;
-    std::shared_ptr<const SceneFrames> frames_;   // the engine's rendered frames, kept across starts
-    std::mutex engineMutex_;        // guards engine_ itself (taken before mutex_, never by the engine)
+    std::shared_ptr<const SceneFrames> frames_;  // the engine's rendered frames, kept across starts
+    std::mutex engineMutex_;                     // guards engine_ itself (taken before mutex_, never by the engine)
     std::thread engine_;
 };
 

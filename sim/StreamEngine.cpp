@@ -16,8 +16,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 constexpr auto kPollSlice = std::chrono::milliseconds(10);
 
-Clock::duration period(const AcquisitionSnapshot& s)
-{
+Clock::duration period(const AcquisitionSnapshot& s) {
     return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(s.periodS));
 }
 
@@ -28,8 +27,7 @@ uint64_t nanoseconds(std::chrono::nanoseconds d) { return uint64_t(d.count()); }
 class FrameClock {
 public:
     // When the next frame is due, or nothing while no frame is due at all.
-    std::optional<Clock::time_point> due(const AcquisitionSnapshot& s, Clock::time_point now)
-    {
+    std::optional<Clock::time_point> due(const AcquisitionSnapshot& s, Clock::time_point now) {
         if (!s.acquiring) return std::nullopt;
         if (s.epoch != epoch_) {
             epoch_ = s.epoch;
@@ -51,11 +49,10 @@ public:
         return next_;
     }
 
-    void taken(const AcquisitionSnapshot& s, Clock::time_point when)
-    {
+    void taken(const AcquisitionSnapshot& s, Clock::time_point when) {
         if (s.triggered && pending_ > 0) --pending_;
         next_ += period(s);
-        if (next_ + period(s) < when) next_ = when;   // fell behind: do not catch up in a burst
+        if (next_ + period(s) < when) next_ = when;  // fell behind: do not catch up in a burst
     }
 
 private:
@@ -65,8 +62,7 @@ private:
     uint64_t pending_ = 0;
 };
 
-bool Stream::waitForFrame(FrameClock& clock, AcquisitionSnapshot& snapshot)
-{
+bool Stream::waitForFrame(FrameClock& clock, AcquisitionSnapshot& snapshot) {
     for (;;) {
         snapshot = camera_->snapshot();
         const auto now = Clock::now();
@@ -81,8 +77,7 @@ bool Stream::waitForFrame(FrameClock& clock, AcquisitionSnapshot& snapshot)
     }
 }
 
-BufferModule* Stream::takeInputBuffer(bool waitForOne)
-{
+BufferModule* Stream::takeInputBuffer(bool waitForOne) {
     std::unique_lock<std::mutex> lock(mutex_);
     for (;;) {
         if (stopRequested_) return nullptr;
@@ -102,30 +97,26 @@ BufferModule* Stream::takeInputBuffer(bool waitForOne)
     }
 }
 
-void Stream::finishFill(BufferModule& buffer, const FillResult& result)
-{
+void Stream::finishFill(BufferModule& buffer, const FillResult& result) {
     std::lock_guard<std::mutex> lock(mutex_);
     buffer.fill = result;
     switch (buffer.afterFill) {
-    case BufferModule::AfterFill::Deliver:
-        buffer.state = BufferState::OutputQueue;
-        output_.push_back(&buffer);
-        ++delivered_;
-        ++acquired_;
-        break;
-    case BufferModule::AfterFill::ToInput:
-        buffer.state = BufferState::InputPool;
-        input_.push_back(&buffer);
-        break;
-    case BufferModule::AfterFill::Discard:
-        buffer.state = BufferState::Announced;
-        break;
+        case BufferModule::AfterFill::Deliver:
+            buffer.state = BufferState::OutputQueue;
+            output_.push_back(&buffer);
+            ++delivered_;
+            ++acquired_;
+            break;
+        case BufferModule::AfterFill::ToInput:
+            buffer.state = BufferState::InputPool;
+            input_.push_back(&buffer);
+            break;
+        case BufferModule::AfterFill::Discard: buffer.state = BufferState::Announced; break;
     }
     changed_.notify_all();
 }
 
-void Stream::engineLoop()
-{
+void Stream::engineLoop() {
     FrameClock clock;
     AcquisitionSnapshot snapshot;
     while (waitForFrame(clock, snapshot)) {
@@ -137,7 +128,7 @@ void Stream::engineLoop()
             frameId = nextFrameId_++;
         }
         clock.taken(snapshot, Clock::now());
-        if (buffer == nullptr) continue;   // underrun: the frame is lost
+        if (buffer == nullptr) continue;  // underrun: the frame is lost
         // Kept from one acquisition to the next: rendering takes far longer than a frame.
         if (!frames_ || frames_->settings() != snapshot.scene)
             frames_ = SceneFrames::render(camera_->sensor(), snapshot.scene);

@@ -27,8 +27,8 @@ class Library {
 public:
     static Library& instance();
 
-    void init();    // reads the configuration; GC_ERR_RESOURCE_IN_USE when initialised
-    void close();   // closes everything; GC_ERR_NOT_INITIALIZED when not initialised
+    void init();   // reads the configuration; GC_ERR_RESOURCE_IN_USE when initialised
+    void close();  // closes everything; GC_ERR_NOT_INITIALIZED when not initialised
     bool initialized() const { return initialized_; }
 
     const Config& config() const { return *config_; }
@@ -70,7 +70,7 @@ public:
     void close(std::vector<void*>& released);
 
 private:
-    uint32_t indexOf(const std::string& id) const;   // GC_ERR_INVALID_ID when unknown
+    uint32_t indexOf(const std::string& id) const;  // GC_ERR_INVALID_ID when unknown
 
     mutable std::mutex mutex_;
     bool listed_ = false;
@@ -98,7 +98,7 @@ public:
     void close(std::vector<void*>& released);
 
 private:
-    size_t cameraIndexOf(const std::string& deviceId) const;   // GC_ERR_INVALID_ID when not listed
+    size_t cameraIndexOf(const std::string& deviceId) const;  // GC_ERR_INVALID_ID when not listed
 
     std::weak_ptr<System> system_;
     const uint32_t index_;
@@ -160,7 +160,6 @@ private:
 DEVICE_ACCESS_STATUS openAccessStatus(bool readOnly);
 
 // Device information shared by IFGetDeviceInfo and DevGetInfo.
-InfoValue deviceInfo(const Camera& camera, const std::string& id, DEVICE_ACCESS_STATUS status,
-                     DEVICE_INFO_CMD command);
+InfoValue deviceInfo(const Camera& camera, const std::string& id, DEVICE_ACCESS_STATUS status, DEVICE_INFO_CMD command);
 
 }  // namespace zevo

@@ -108,8 +108,8 @@ bool DataStream::streamDefinesPayloadSize() {
     const GenTL::GC_ERROR status =
         callGenTL(module_->fn().DSGetInfo, hDS_, GenTL::STREAM_INFO_DEFINES_PAYLOADSIZE, &type, &defines, &size);
     if (status != GenTL::GC_ERR_SUCCESS) {
-        TQ4_LOG(log::kError, nullptr, "DataStream::getPayloadSize: DSGetInfo(STREAM_INFO_DEFINES_PAYLOADSIZE) failed: %d",
-                status);
+        TQ4_LOG(log::kError, nullptr,
+                "DataStream::getPayloadSize: DSGetInfo(STREAM_INFO_DEFINES_PAYLOADSIZE) failed: %d", status);
         return false;
     }
     return defines;
@@ -126,7 +126,8 @@ uint64_t DataStream::payloadSizeLocked() {
     if (streamDefinesPayloadSize()) {
         const GenTL::GC_ERROR status = streamInfo(GenTL::STREAM_INFO_PAYLOAD_SIZE, payload);
         if (status != GenTL::GC_ERR_SUCCESS)
-            TQ4_LOG(log::kError, nullptr, "DataStream::getPayloadSize: DSGetInfo(STREAM_INFO_PAYLOAD_SIZE) failed: %d", status);
+            TQ4_LOG(log::kError, nullptr, "DataStream::getPayloadSize: DSGetInfo(STREAM_INFO_PAYLOAD_SIZE) failed: %d",
+                    status);
     } else if (nodeMap_) {
         const int64_t feature = features::getInteger(*nodeMap_, "PayloadSize");
         payload = feature > 0 ? static_cast<uint64_t>(feature) : 0;
@@ -221,7 +222,8 @@ void DataStream::announceBuffers(uint64_t count) {
                                                  static_cast<std::size_t>(payload), nullptr, &buffer);
         if (status != GenTL::GC_ERR_SUCCESS || !buffer) {
             TQ4_LOG(log::kError, nullptr,
-                    "DataStream::setImageSizes: %dth Buffer (hBUF: 0x%x) of %d failed on DSAllocAndAnnounceBuffer failed: %d",
+                    "DataStream::setImageSizes: %dth Buffer (hBUF: 0x%x) of %d failed on DSAllocAndAnnounceBuffer "
+                    "failed: %d",
                     asInt(i), low32(buffer), asInt(count), status);
             continue;
         }
@@ -299,7 +301,8 @@ bool DataStream::revokeWithRecovery(GenTL::BUFFER_HANDLE buffer) {
     TQ4_LOG(log::kError, nullptr, "DataStream::freeGCBuffers: Revoke buffer (hBUF: 0x%x) failed: %d", low32(buffer),
             status);
     status = callGenTL(fn.DSStartAcquisition, hDS_, GenTL::ACQ_START_FLAGS_DEFAULT, GENTL_INFINITE);
-    TQ4_LOG(log::kDetail, nullptr, "DataStream::freeGCBuffers: DSStartAcquisition again: Default. gc_error: %d", status);
+    TQ4_LOG(log::kDetail, nullptr, "DataStream::freeGCBuffers: DSStartAcquisition again: Default. gc_error: %d",
+            status);
     status = callGenTL(fn.DSStopAcquisition, hDS_, GenTL::ACQ_STOP_FLAGS_KILL);
     TQ4_LOG(log::kDetail, nullptr, "DataStream::freeGCBuffers: DSStopAcquisition again: Kill. gc_error: %d", status);
     status = callGenTL(fn.DSFlushQueue, hDS_, GenTL::ACQ_QUEUE_ALL_DISCARD);
@@ -325,8 +328,9 @@ uint32_t DataStream::queueRemainingInitBuffers() {
             low32(buffer));
     const GenTL::GC_ERROR status = callGenTL(module_->fn().DSQueueBuffer, hDS_, buffer);
     if (status != GenTL::GC_ERR_SUCCESS) {
-        TQ4_LOG(log::kError, nullptr, "DataStream::queueRemainingInitBuffers: Buffer %d failed on DSQueueBuffer failed: %d",
-                asInt(mark), status);
+        TQ4_LOG(log::kError, nullptr,
+                "DataStream::queueRemainingInitBuffers: Buffer %d failed on DSQueueBuffer failed: %d", asInt(mark),
+                status);
         return kStreamStatusGenTLFailed;
     }
     startedMark_ = mark + 1;
@@ -338,14 +342,14 @@ uint32_t DataStream::queueRemainingInitBuffers() {
 uint32_t DataStream::registerNewBufferEvent() {
     unregisterNewBufferEvent();
     GenTL::EVENT_HANDLE event = nullptr;
-    const GenTL::GC_ERROR status =
-        callGenTL(module_->fn().GCRegisterEvent, hDS_, GenTL::EVENT_NEW_BUFFER, &event);
+    const GenTL::GC_ERROR status = callGenTL(module_->fn().GCRegisterEvent, hDS_, GenTL::EVENT_NEW_BUFFER, &event);
     if (status != GenTL::GC_ERR_SUCCESS) {
         TQ4_LOG(log::kError, nullptr, "DataStream::registerNewBufferEvent: GCRegisterEvent failed: %d", status);
         return kStreamStatusEventFailed;
     }
     if (!event) {
-        TQ4_LOG(log::kError, nullptr, "DataStream::registerNewBufferEvent: Registration of new buffer event has failed.");
+        TQ4_LOG(log::kError, nullptr,
+                "DataStream::registerNewBufferEvent: Registration of new buffer event has failed.");
         return kStreamStatusEventFailed;
     }
     newBufferEvent_ = event;

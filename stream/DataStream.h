@@ -148,14 +148,14 @@ private:
     std::thread thread_;
     std::atomic<uint32_t> threadId_{0};
     PendingQueue pending_;
-    std::vector<GenTL::BUFFER_HANDLE> buffers_;     // announced, in announce order
+    std::vector<GenTL::BUFFER_HANDLE> buffers_;  // announced, in announce order
     std::atomic<GenTL::EVENT_HANDLE> newBufferEvent_{nullptr};
     std::atomic<uint8_t> streaming_{0};
     std::atomic<uint64_t> payloadSize_{0};
     std::atomic<uint32_t> bitsPerPixel_{0};
     std::atomic<uint64_t> imageCounter_{0};
     std::atomic<uint64_t> errorCounter_{0};
-    std::vector<uint8_t> memory_;                   // backs every announced buffer
+    std::vector<uint8_t> memory_;                      // backs every announced buffer
     std::vector<std::vector<uint8_t>> retiredMemory_;  // blocks of buffers that could not be revoked
     std::atomic<int64_t> width_{0};
     std::atomic<int64_t> height_{0};
@@ -163,10 +163,10 @@ private:
     std::atomic<bool> armed_{false};
     std::atomic<uint16_t> bitAlignment_{1};
     std::atomic<uint16_t> timestampMode_{0};
-    std::atomic<uint32_t> startedMark_{0};          // announced buffers handed to the producer
-    std::atomic<bool> closed_{false};               // the device is closing: no more starts
-    std::mutex mutex_;                              // the stream lock
-    std::mutex controlMutex_;                       // starts, stops, caller buffers
+    std::atomic<uint32_t> startedMark_{0};  // announced buffers handed to the producer
+    std::atomic<bool> closed_{false};       // the device is closing: no more starts
+    std::mutex mutex_;                      // the stream lock
+    std::mutex controlMutex_;               // starts, stops, caller buffers
 };
 
 }  // namespace tq4::stream

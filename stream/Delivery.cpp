@@ -30,8 +30,8 @@ int asInt(uint64_t value) { return static_cast<int>(value); }
 // How a pixel of the caller's image holds its data, given the copy's rules.
 struct PixelLayout {
     unsigned bytesPerPixel;
-    unsigned shift;          // left shift applied by the copy
-    bool copies;             // false: an alignment value that has no copy
+    unsigned shift;  // left shift applied by the copy
+    bool copies;     // false: an alignment value that has no copy
     unsigned significantBits;
 };
 
@@ -61,8 +61,8 @@ void DataStream::ImageAcquireThread() {
         if (!timedOut) {
             target = pending_.waitFront(streaming_);
             if (!target) {
-                TQ4_LOG(log::kProgress, nullptr, "DataStream::ImageAcquireThread: Terminating because CancelImages() @%d",
-                        asInt(imageCounter_));
+                TQ4_LOG(log::kProgress, nullptr,
+                        "DataStream::ImageAcquireThread: Terminating because CancelImages() @%d", asInt(imageCounter_));
                 break;
             }
         }
@@ -172,7 +172,8 @@ void DataStream::stampImage(const ZevoBuffer& target, GenTL::BUFFER_HANDLE buffe
     const GenTL::GC_ERROR status = callGenTL(module_->fn().DSGetBufferInfo, hDS_, buffer,
                                              GenTL::BUFFER_INFO_TIMESTAMP_NS, &type, &nanoseconds, &size);
     if (status != GenTL::GC_ERR_SUCCESS || nanoseconds == 0) {
-        TQ4_LOG(log::kError, nullptr, "DataStream::ImageAcquireThread: Get timestamp from BufferInfo failed: %d", status);
+        TQ4_LOG(log::kError, nullptr, "DataStream::ImageAcquireThread: Get timestamp from BufferInfo failed: %d",
+                status);
         return;
     }
     const platform::LocalTime local = platform::localTimeAt(static_cast<int64_t>(nanoseconds / kNanosecondsPerSecond));

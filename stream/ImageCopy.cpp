@@ -32,8 +32,7 @@ struct KernelSet {
 
 // Eight bytes at a time in a 64-bit word; `keep` holds, in every pixel, the bits that stay in
 // it (the same in either byte order), then byte by byte.
-void shift8Portable(std::uint8_t* __restrict dst, const std::uint8_t* __restrict src, std::size_t n,
-                    unsigned shift) {
+void shift8Portable(std::uint8_t* __restrict dst, const std::uint8_t* __restrict src, std::size_t n, unsigned shift) {
     const std::uint64_t keep = 0x0101010101010101u * (0xffu << shift & 0xffu);
     std::size_t i = 0;
     for (; i + 8 <= n; i += 8) {
@@ -47,8 +46,7 @@ void shift8Portable(std::uint8_t* __restrict dst, const std::uint8_t* __restrict
 
 // On a little-endian host four pixels at a time in a 64-bit word, then (and on any other host
 // throughout) pixel by pixel from its two bytes.
-void shift16Portable(std::uint8_t* __restrict dst, const std::uint8_t* __restrict src, std::size_t n,
-                     unsigned shift) {
+void shift16Portable(std::uint8_t* __restrict dst, const std::uint8_t* __restrict src, std::size_t n, unsigned shift) {
     std::size_t i = 0;
 #if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
     const std::uint64_t keep = 0x0001000100010001u * (0xffffu << shift & 0xffffu);
@@ -85,9 +83,12 @@ __attribute__((target("sse2"))) inline __m128i shifted(__m128i v, __m128i count,
 
 template <Store S>
 __attribute__((target("sse2"))) inline void put(std::uint8_t* p, __m128i v) {
-    if constexpr (S == Store::Aligned) _mm_store_si128(reinterpret_cast<__m128i*>(p), v);
-    else if constexpr (S == Store::Streaming) _mm_stream_si128(reinterpret_cast<__m128i*>(p), v);
-    else _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v);
+    if constexpr (S == Store::Aligned)
+        _mm_store_si128(reinterpret_cast<__m128i*>(p), v);
+    else if constexpr (S == Store::Streaming)
+        _mm_stream_si128(reinterpret_cast<__m128i*>(p), v);
+    else
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v);
 }
 
 __attribute__((target("sse2"))) inline __m128i get(const std::uint8_t* p) {
@@ -143,9 +144,12 @@ __attribute__((target("avx2"))) inline __m256i shifted(__m256i v, __m128i count,
 
 template <Store S>
 __attribute__((target("avx2"))) inline void put(std::uint8_t* p, __m256i v) {
-    if constexpr (S == Store::Aligned) _mm256_store_si256(reinterpret_cast<__m256i*>(p), v);
-    else if constexpr (S == Store::Streaming) _mm256_stream_si256(reinterpret_cast<__m256i*>(p), v);
-    else _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v);
+    if constexpr (S == Store::Aligned)
+        _mm256_store_si256(reinterpret_cast<__m256i*>(p), v);
+    else if constexpr (S == Store::Streaming)
+        _mm256_stream_si256(reinterpret_cast<__m256i*>(p), v);
+    else
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v);
 }
 
 __attribute__((target("avx2"))) inline __m256i get256(const std::uint8_t* p) {
@@ -156,8 +160,7 @@ template <unsigned Unit, Store S>
 __attribute__((target("avx2"))) std::size_t loopAvx2(std::uint8_t* dst, const std::uint8_t* src, std::size_t i,
                                                      std::size_t end, __m128i count, __m256i mask) {
     for (; i + 128 <= end; i += 128) {
-        const __m256i a = get256(src + i), b = get256(src + i + 32), c = get256(src + i + 64),
-                      d = get256(src + i + 96);
+        const __m256i a = get256(src + i), b = get256(src + i + 32), c = get256(src + i + 64), d = get256(src + i + 96);
         put<S>(dst + i, shifted(a, count, mask, Unit));
         put<S>(dst + i + 32, shifted(b, count, mask, Unit));
         put<S>(dst + i + 64, shifted(c, count, mask, Unit));

@@ -8,10 +8,10 @@
 namespace tq4::stream {
 
 struct ZevoBuffer {
-    intptr_t event;     // the caller's event (an eventfd on Linux)
-    void* buffer;       // the caller's image memory
-    uint32_t size;      // bytes at `buffer`
-    uint32_t* status;   // the caller's status word
+    intptr_t event;    // the caller's event (an eventfd on Linux)
+    void* buffer;      // the caller's image memory
+    uint32_t size;     // bytes at `buffer`
+    uint32_t* status;  // the caller's status word
 
     // Stores the status word with release order: a caller that reads it with acquire order
     // (or after its event) sees the image that came before it.

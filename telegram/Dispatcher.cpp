@@ -20,10 +20,14 @@ struct Row {
 };
 using CommandTable = std::unordered_map<uint16_t, Row>;
 
-#define TQ4_HANDLER_ROW(name) \
-    std::pair<uint16_t, Row> { name, Row{"ZEVO_TELEGRAM::do_" #name, do_##name} }
-#define TQ4_UNSUPPORTED_ROW(name) \
-    std::pair<uint16_t, Row> { name, Row{"", do_UNSUPPORTED} }
+#define TQ4_HANDLER_ROW(name)                               \
+    std::pair<uint16_t, Row> {                              \
+        name, Row { "ZEVO_TELEGRAM::do_" #name, do_##name } \
+    }
+#define TQ4_UNSUPPORTED_ROW(name)        \
+    std::pair<uint16_t, Row> {           \
+        name, Row { "", do_UNSUPPORTED } \
+    }
 
 // Every code of the protocol in protocol order. Rows whose commands the driver does not carry
 // out answer with do_UNSUPPORTED.
@@ -92,16 +96,14 @@ const CommandTable kCommandTable = buildCommandTable();
 
 constexpr const char* kOrigin = "ZEVO_TELEGRAM::callTeleJumpFnc";
 
-uint32_t answerUnknownCode(const Device& device, const Request& request, uint8_t* out,
-                           uint32_t size_out) {
-    TQ4_LOG(tq4::log::kVerbose, device.handle(), "%s: Unknown command code: 0x%04X, size: %d",
-            kOrigin, static_cast<unsigned>(request.code()), static_cast<int>(request.size()));
+uint32_t answerUnknownCode(const Device& device, const Request& request, uint8_t* out, uint32_t size_out) {
+    TQ4_LOG(tq4::log::kVerbose, device.handle(), "%s: Unknown command code: 0x%04X, size: %d", kOrigin,
+            static_cast<unsigned>(request.code()), static_cast<int>(request.size()));
     Response response = Response::failure(request.code(), ZEVO_ERROR_TELEGRAM_NOTSUPPORTED);
     if (size_out < response.length()) {
         TQ4_LOG(tq4::log::kVerbose, device.handle(),
-                "%s: Failure resp for TeleCode %X bigger than size_out %d, size of response: %d.",
-                kOrigin, static_cast<unsigned>(request.code()), static_cast<int>(size_out),
-                static_cast<int>(response.length()));
+                "%s: Failure resp for TeleCode %X bigger than size_out %d, size of response: %d.", kOrigin,
+                static_cast<unsigned>(request.code()), static_cast<int>(size_out), static_cast<int>(response.length()));
     }
     response.sealInto(kFailureFlag, out, size_out);
     return ZEVO_ERROR_TELEGRAM_NOTSUPPORTED;
@@ -111,8 +113,7 @@ uint32_t answerUnknownCode(const Device& device, const Request& request, uint8_t
 
 TQ4_TELEGRAM_HANDLER(UNSUPPORTED) { return call.sendUnsupported(); }
 
-uint32_t callTeleJumpFnc(Device& device, const void* tele_in, int32_t size_in, void* tele_out,
-                         uint32_t size_out) {
+uint32_t callTeleJumpFnc(Device& device, const void* tele_in, int32_t size_in, void* tele_out, uint32_t size_out) {
     const auto* in = static_cast<const uint8_t*>(tele_in);
     auto* out = static_cast<uint8_t*>(tele_out);
     const Request request(in, size_in);

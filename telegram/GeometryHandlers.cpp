@@ -42,13 +42,13 @@ struct PixelFormatFlag {
     const char* entry;
 };
 constexpr std::array<PixelFormatFlag, 8> kPixelFormatFlags = {{{0x01, "Mono16"},
-                                                              {0x02, "Mono14"},
-                                                              {0x04, "Mono12"},
-                                                              {0x08, "Mono10"},
-                                                              {0x10, "Mono8"},
-                                                              {0x20, "Mono14p"},
-                                                              {0x40, "Mono12p"},
-                                                              {0x80, "Mono10p"}}};
+                                                               {0x02, "Mono14"},
+                                                               {0x04, "Mono12"},
+                                                               {0x08, "Mono10"},
+                                                               {0x10, "Mono8"},
+                                                               {0x20, "Mono14p"},
+                                                               {0x40, "Mono12p"},
+                                                               {0x80, "Mono10p"}}};
 
 const char* entryOfFlag(uint32_t flag) {
     for (const auto& f : kPixelFormatFlags)
@@ -108,7 +108,8 @@ struct Span {
 std::optional<Span> spanInside(NodeMap& map, const Axis& axis, int64_t first, int64_t last) {
     int64_t limit = getInteger(map, axis.maximum);
     if (isAvailable(map, axis.sensor)) {
-        const int64_t binning = isAvailable(map, axis.binning) ? std::max<int64_t>(1, getInteger(map, axis.binning)) : 1;
+        const int64_t binning =
+            isAvailable(map, axis.binning) ? std::max<int64_t>(1, getInteger(map, axis.binning)) : 1;
         limit = std::min(limit, getInteger(map, axis.sensor) / binning);
     }
     if (first < 1 || last < first || last > limit) return std::nullopt;
@@ -234,7 +235,8 @@ TQ4_TELEGRAM_HANDLER(SET_CAMERA_SETUP) {
     const auto map = nodeMapOf(device);
     uint32_t result = ZEVO_NOERROR;
     if (type == kSetupShutter && flag != kShutterRolling) {
-        TQ4_LOG(kError, call.handle(), "%s: camera does not support shuttermode: %d", call.origin(), static_cast<int>(flag));
+        TQ4_LOG(kError, call.handle(), "%s: camera does not support shuttermode: %d", call.origin(),
+                static_cast<int>(flag));
         result = ZEVO_ERROR_DRIVER_WRONGVALUE;
     } else if (type == kSetupPixelFormat) {
         const char* entry = entryOfFlag(flag);

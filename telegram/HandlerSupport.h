@@ -28,9 +28,7 @@ uint32_t answerValue(const Call& call, uint16_t value, uint32_t result = 0);
 std::shared_ptr<NodeMap> nodeMapOf(const Device& device);
 
 // Readable, the test behind "the feature is available".
-inline bool isAvailable(NodeMap& map, const char* name) {
-    return tq4::features::isFeatureReadable(map, name);
-}
+inline bool isAvailable(NodeMap& map, const char* name) { return tq4::features::isFeatureReadable(map, name); }
 // Readable and writable.
 inline bool isSettable(NodeMap& map, const char* name) {
     return isAvailable(map, name) && tq4::features::isFeatureWritable(map, name);

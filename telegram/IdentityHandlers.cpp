@@ -40,8 +40,7 @@ constexpr const char* kProductText = "Orvanta ZEVO GmbH zevo.quillon 1.3 SWIR";
 
 // std::stoull's reading of `text`: the leading unsigned decimal number. On failure logs
 // "<label> stoull exception: %s <%s>" (class 32) and yields nothing.
-std::optional<uint64_t> leadingNumber(const std::string& text, const char* label,
-                                      const void* handle) {
+std::optional<uint64_t> leadingNumber(const std::string& text, const char* label, const void* handle) {
     try {
         return std::stoull(text, nullptr, 10);
     } catch (const std::exception& e) {
@@ -52,8 +51,7 @@ std::optional<uint64_t> leadingNumber(const std::string& text, const char* label
 
 // A hardware version text as a number: its leading decimal number; a single non-digit
 // character stands for its own character code (revision "A" is 65). Nothing when neither.
-std::optional<uint32_t> versionNumber(const std::string& text, const char* label,
-                                      const void* handle) {
+std::optional<uint32_t> versionNumber(const std::string& text, const char* label, const void* handle) {
     if (text.size() == 1 && !std::isdigit(static_cast<unsigned char>(text[0]))) {
         return static_cast<unsigned char>(text[0]);
     }
@@ -65,8 +63,8 @@ std::optional<uint32_t> versionNumber(const std::string& text, const char* label
 
 // The text of `primary`, or of `fallback` when `primary` is not available (logged at class 32
 // as "<origin>: instead take feature <fallback>").
-std::string textOfEither(NodeMap& map, const char* primary, const char* fallback,
-                         const char* origin, const void* handle) {
+std::string textOfEither(NodeMap& map, const char* primary, const char* fallback, const char* origin,
+                         const void* handle) {
     if (isAvailable(map, primary)) {
         return getString(map, primary);
     }
@@ -94,8 +92,7 @@ TQ4_TELEGRAM_HANDLER(GET_CAMERA_TYPE) {
 
     const std::string hardwareText =
         textOfEither(*map, "DeviceVersion", "InfoHardwareRev", call.origin(), call.handle());
-    TQ4_LOG(kLogDetailAndVerbose, call.handle(), "%s: Hardware version <%s>", call.origin(),
-            hardwareText.c_str());
+    TQ4_LOG(kLogDetailAndVerbose, call.handle(), "%s: Hardware version <%s>", call.origin(), hardwareText.c_str());
     auto hardware = versionNumber(hardwareText, kLabel, call.handle());
     if (!hardware) {
         TQ4_LOG(kProgress, call.handle(), "%s: can not read HW version <%s>. set: 0", call.origin(),
@@ -105,8 +102,7 @@ TQ4_TELEGRAM_HANDLER(GET_CAMERA_TYPE) {
     uint32_t firmware = kFirmwareUnknown;
     if (isAvailable(*map, "DeviceFirmwareVersion")) {
         const std::string firmwareText = getString(*map, "DeviceFirmwareVersion");
-        TQ4_LOG(kLogDetailAndVerbose, call.handle(), "%s: Firmware version <%s>", call.origin(),
-                firmwareText.c_str());
+        TQ4_LOG(kLogDetailAndVerbose, call.handle(), "%s: Firmware version <%s>", call.origin(), firmwareText.c_str());
         const auto number = versionNumber(firmwareText, kLabel, call.handle());
         if (!number) {
             TQ4_LOG(kProgress, call.handle(), "%s: can not read FW version <%s>. set: 0", call.origin(),
@@ -124,24 +120,17 @@ TQ4_TELEGRAM_HANDLER(GET_CAMERA_TYPE) {
     return call.send(response);
 }
 
-TQ4_TELEGRAM_HANDLER(GET_CAMERA_NAME) {
-    return textResponse(call, device.cameraName());
-}
+TQ4_TELEGRAM_HANDLER(GET_CAMERA_NAME) { return textResponse(call, device.cameraName()); }
 
 // Info type at offset 4: 1 camera name, 2 sensor, 3 material number, 4 driver version. Any
 // other type answers without text and returns ZEVO_ERROR_TELEGRAM_VALUEFAILED.
 TQ4_TELEGRAM_HANDLER(GET_INFO_STRING) {
     switch (call.request().u32(kInfoType)) {
-        case 1:
-            return textResponse(call, device.cameraName());
-        case 2:
-            return textResponse(call, "Sony IMX990");
-        case 3:
-            return textResponse(call, getString(*nodeMapOf(device), "MaterialNumber"));
-        case 4:
-            return textResponse(call, "1,9,0,0");
-        default:
-            return textResponse(call, "", ZEVO_ERROR_TELEGRAM_VALUEFAILED);
+        case 1: return textResponse(call, device.cameraName());
+        case 2: return textResponse(call, "Sony IMX990");
+        case 3: return textResponse(call, getString(*nodeMapOf(device), "MaterialNumber"));
+        case 4: return textResponse(call, "1,9,0,0");
+        default: return textResponse(call, "", ZEVO_ERROR_TELEGRAM_VALUEFAILED);
     }
 }
 
@@ -154,12 +143,10 @@ TQ4_TELEGRAM_HANDLER(GET_HARDWARE_VERSIONS) {
     static constexpr std::size_t kNameField = 16;
 
     const auto map = nodeMapOf(device);
-    const std::string name =
-        textOfEither(*map, "DeviceModelName", "InfoName", call.origin(), call.handle());
+    const std::string name = textOfEither(*map, "DeviceModelName", "InfoName", call.origin(), call.handle());
     const std::string revisionText =
         textOfEither(*map, "DeviceVersion", "InfoHardwareRev", call.origin(), call.handle());
-    const auto revision =
-        versionNumber(revisionText, "ZEVO_TELEGRAM::do_GET_HARDWARE_VERSIONS:", call.handle());
+    const auto revision = versionNumber(revisionText, "ZEVO_TELEGRAM::do_GET_HARDWARE_VERSIONS:", call.handle());
     if (!revision) {
         TQ4_LOG(kProgress, call.handle(), "%s: can not read board revision. set: 0", call.origin());
     }
@@ -167,9 +154,9 @@ TQ4_TELEGRAM_HANDLER(GET_HARDWARE_VERSIONS) {
     Response response(call.code(), static_cast<uint16_t>(kBoardOffset + kBoards * kBoardSize + 1));
     response.putU16(kBoardCount, kBoards);
     response.putText(kBoardOffset, name, kNameField);
-    response.putU16(kBoardOffset + kNameField, 0);                                        // batch
+    response.putU16(kBoardOffset + kNameField, 0);                                                // batch
     response.putU16(kBoardOffset + kNameField + 2, static_cast<uint16_t>(revision.value_or(0)));  // revision
-    response.putU16(kBoardOffset + kNameField + 4, 0);                                    // variant
+    response.putU16(kBoardOffset + kNameField + 4, 0);                                            // variant
     return call.send(response);
 }
 
@@ -196,16 +183,12 @@ TQ4_TELEGRAM_HANDLER(GET_FIRMWARE_VERSIONS) {
     if (isAvailable(*map, "DeviceFirmwareVersion")) {
         application.version = getString(*map, "DeviceFirmwareVersion");
         const auto dot = application.version.find('.');
-        const std::string afterDot =
-            dot == std::string::npos ? std::string() : application.version.substr(dot + 1);
+        const std::string afterDot = dot == std::string::npos ? std::string() : application.version.substr(dot + 1);
         application.major = static_cast<uint16_t>(
-            leadingNumber(application.version, "ZEVO_TELEGRAM::do_GET_FIRMWARE_VERSIONS:.wMajor",
-                          call.handle())
+            leadingNumber(application.version, "ZEVO_TELEGRAM::do_GET_FIRMWARE_VERSIONS:.wMajor", call.handle())
                 .value_or(0));
         application.variant = static_cast<uint16_t>(
-            leadingNumber(afterDot, "ZEVO_TELEGRAM::do_GET_FIRMWARE_VERSIONS: wVariant",
-                          call.handle())
-                .value_or(0));
+            leadingNumber(afterDot, "ZEVO_TELEGRAM::do_GET_FIRMWARE_VERSIONS: wVariant", call.handle()).value_or(0));
     }
 
     Response response(call.code(), kFirmwareLength);

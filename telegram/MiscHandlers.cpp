@@ -72,8 +72,8 @@ TQ4_TELEGRAM_HANDLER(SET_TIMESTAMP_MODE) {
         if (mode < kTimestampEntries.size()) {
             setEnum(*map, "ZEVOTimestamp", kTimestampEntries[mode]);
         } else {
-            TQ4_LOG(kError, call.handle(), "%s: unknown timestamp mode: %d for ZEVOTimestamp",
-                    call.origin(), static_cast<int>(mode));
+            TQ4_LOG(kError, call.handle(), "%s: unknown timestamp mode: %d for ZEVOTimestamp", call.origin(),
+                    static_cast<int>(mode));
         }
     } else if (const auto stream = device.activeStream()) {
         stream->setTimestampMode(mode);
@@ -82,13 +82,9 @@ TQ4_TELEGRAM_HANDLER(SET_TIMESTAMP_MODE) {
 }
 
 // The camera has no metadata block: both directions answer with an all-zero payload.
-TQ4_TELEGRAM_HANDLER(GET_METADATA_MODE) {
-    return zeroResponse(call, kMetadataLength);
-}
+TQ4_TELEGRAM_HANDLER(GET_METADATA_MODE) { return zeroResponse(call, kMetadataLength); }
 
-TQ4_TELEGRAM_HANDLER(SET_METADATA_MODE) {
-    return zeroResponse(call, kMetadataLength);
-}
+TQ4_TELEGRAM_HANDLER(SET_METADATA_MODE) { return zeroResponse(call, kMetadataLength); }
 
 // Signal numbers beyond the connector are refused with ZEVO_ERROR_TELEGRAM_OUTOFRANGE; the
 // descriptions themselves are not offered.

@@ -18,8 +18,7 @@ constexpr int kReportedMinimum = 8;
 const char* separatorAfter(const char* origin) { return origin[0] != '\0' ? ":" : ""; }
 }  // namespace
 
-Response::Response(uint16_t code, uint16_t length)
-    : length_(std::min<uint16_t>(length, kMaxTelegramSize)) {
+Response::Response(uint16_t code, uint16_t length) : length_(std::min<uint16_t>(length, kMaxTelegramSize)) {
     storeU16(bytes_.data() + kCodeOffset, code);
     storeU16(bytes_.data() + kSizeOffset, length_);
 }
@@ -42,9 +41,7 @@ void Response::putU32(std::size_t offset, uint32_t value) {
     }
 }
 
-uint32_t Response::u32(std::size_t offset) const {
-    return fits(offset, 4) ? loadU32(bytes_.data() + offset) : 0;
-}
+uint32_t Response::u32(std::size_t offset) const { return fits(offset, 4) ? loadU32(bytes_.data() + offset) : 0; }
 
 void Response::putText(std::size_t offset, const std::string& text, std::size_t fieldLength) {
     if (fieldLength == 0 || !fits(offset, fieldLength)) {
@@ -82,16 +79,15 @@ bool Call::requestHasAtLeast(int32_t needed) const {
     if (request_.sizeIn() >= needed) {
         return true;
     }
-    TQ4_LOG(tq4::log::kError, handle_, "%s%s size_in %d smaller than expected: %d.", origin_,
-            separatorAfter(origin_), request_.sizeIn(), kReportedMinimum);
+    TQ4_LOG(tq4::log::kError, handle_, "%s%s size_in %d smaller than expected: %d.", origin_, separatorAfter(origin_),
+            request_.sizeIn(), kReportedMinimum);
     return false;
 }
 
 uint32_t Call::send(Response& response, uint16_t flag, uint32_t result) const {
     if (sizeOut_ < response.length()) {
-        TQ4_LOG(tq4::log::kError, handle_, "%s%s size_out %d smaller than size of response: %d.",
-                origin_, separatorAfter(origin_), static_cast<int>(sizeOut_),
-                static_cast<int>(response.length()));
+        TQ4_LOG(tq4::log::kError, handle_, "%s%s size_out %d smaller than size of response: %d.", origin_,
+                separatorAfter(origin_), static_cast<int>(sizeOut_), static_cast<int>(response.length()));
     }
     response.sealInto(flag, out_, sizeOut_);
     return result;
@@ -106,8 +102,8 @@ uint32_t Call::sendUnsupported() const {
     Call shared(*this);
     shared.origin_ = "";
     const uint32_t result = shared.sendFailure(ZEVO_ERROR_TELEGRAM_NOTSUPPORTED);
-    TQ4_LOG(tq4::log::kVerbose, handle_, " Unsupported command code: 0x%04X, size: %d",
-            static_cast<unsigned>(code()), static_cast<int>(request_.size()));
+    TQ4_LOG(tq4::log::kVerbose, handle_, " Unsupported command code: 0x%04X, size: %d", static_cast<unsigned>(code()),
+            static_cast<int>(request_.size()));
     return result;
 }
 

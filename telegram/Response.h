@@ -53,8 +53,8 @@ private:
 // caller's handle, the request and the caller's response buffer.
 class Call {
 public:
-    Call(const char* origin, const void* handle, const uint8_t* tele_in, int32_t size_in,
-         uint8_t* tele_out, uint32_t size_out)
+    Call(const char* origin, const void* handle, const uint8_t* tele_in, int32_t size_in, uint8_t* tele_out,
+         uint32_t size_out)
         : origin_(origin), handle_(handle), request_(tele_in, size_in), out_(tele_out), sizeOut_(size_out) {}
 
     const char* origin() const { return origin_; }
@@ -88,6 +88,5 @@ private:
     uint8_t* out_;
     uint32_t sizeOut_;
 };
-
 
 }  // namespace ZEVO_TELEGRAM

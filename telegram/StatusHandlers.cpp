@@ -59,8 +59,7 @@ void readSensorBlock(NodeMap& map, Temperatures& out, const void* handle) {
         } else if (name == "Backend") {
             out.power = roundedTemperature(value);
         } else {
-            TQ4_LOG(kError, handle,
-                    "ZEVO_TELEGRAM::do_GET_TEMPERATURE: Unknown Temperature Sensor <%s: %.2f>",
+            TQ4_LOG(kError, handle, "ZEVO_TELEGRAM::do_GET_TEMPERATURE: Unknown Temperature Sensor <%s: %.2f>",
                     name.c_str(), value);
         }
     }
@@ -145,18 +144,15 @@ TQ4_TELEGRAM_HANDLER(SET_COOLING_SETPOINT_TEMPERATURE) {
     const auto map = nodeMapOf(device);
     const int16_t requested = call.request().s16(kValue);
     // Only the camera's value moves; the set point the device read at open stays as it was.
-    if (isSettable(*map, "CoolingAutomaticValue")) setFloat(*map, "CoolingAutomaticValue", static_cast<double>(requested));
+    if (isSettable(*map, "CoolingAutomaticValue"))
+        setFloat(*map, "CoolingAutomaticValue", static_cast<double>(requested));
     return answerValue(call, static_cast<uint16_t>(coolingSetpointOf(device, *map)));
 }
 
 // The camera has no busy state the caller could wait for.
-TQ4_TELEGRAM_HANDLER(GET_CAMERA_BUSY_STATUS) {
-    return answerValue(call, 0);
-}
+TQ4_TELEGRAM_HANDLER(GET_CAMERA_BUSY_STATUS) { return answerValue(call, 0); }
 
 // The exposure trigger signal is not reported by the camera.
-TQ4_TELEGRAM_HANDLER(GET_EXP_TRIG_SIGNAL_STATUS) {
-    return answerValue(call, 0);
-}
+TQ4_TELEGRAM_HANDLER(GET_EXP_TRIG_SIGNAL_STATUS) { return answerValue(call, 0); }
 
 }  // namespace ZEVO_TELEGRAM

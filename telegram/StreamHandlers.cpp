@@ -31,7 +31,8 @@ TQ4_TELEGRAM_HANDLER(ARM_CAMERA) {
     const auto stream = device.activeStream();
     if (!stream) return call.sendFailure(ZEVO_ERROR_DRIVER_NODRIVER);
     if (stream->recordingState() == kRecordingOn) {
-        TQ4_LOG(kError, call.handle(), "ZEVO_TELEGRAM::do_ARM_CAMERA: Can not ARM camera: recording state must be off.");
+        TQ4_LOG(kError, call.handle(),
+                "ZEVO_TELEGRAM::do_ARM_CAMERA: Can not ARM camera: recording state must be off.");
         return call.send(response, kSuccessFlag, ZEVO_ERROR_TELEGRAM_RECORDINGON);
     }
     stream->armCamera();
@@ -67,8 +68,9 @@ TQ4_TELEGRAM_HANDLER(GET_BIT_ALIGNMENT) {
     const auto stream = device.activeStream();
     const uint16_t alignment = stream ? stream->bitAlignment() : kAlignmentLsb;
     const std::string pixelFormat = tq4::features::getEnum(*nodeMapOf(device), "PixelFormat");
-    TQ4_LOG(tq4::log::kDetail, call.handle(), "ZEVO_TELEGRAM::do_GET_BIT_ALIGNMENT: %d (0: MSB, 1: LSB). PixelFormat: %s",
-            static_cast<int>(alignment), pixelFormat.c_str());
+    TQ4_LOG(tq4::log::kDetail, call.handle(),
+            "ZEVO_TELEGRAM::do_GET_BIT_ALIGNMENT: %d (0: MSB, 1: LSB). PixelFormat: %s", static_cast<int>(alignment),
+            pixelFormat.c_str());
     return answerValue(call, alignment, 0);
 }
 
@@ -80,7 +82,8 @@ TQ4_TELEGRAM_HANDLER(SET_BIT_ALIGNMENT) {
     if (!stream) return call.sendFailure(ZEVO_ERROR_DRIVER_NODRIVER);
     const uint16_t wanted = call.request().u16(kValue);
     if (wanted != kAlignmentMsb && wanted != kAlignmentLsb) {
-        TQ4_LOG(kError, call.handle(), "%s: unknown bit alignment: %d (0: MSB, 1: LSB)", call.origin(), static_cast<int>(wanted));
+        TQ4_LOG(kError, call.handle(), "%s: unknown bit alignment: %d (0: MSB, 1: LSB)", call.origin(),
+                static_cast<int>(wanted));
         return answerValue(call, stream->bitAlignment(), ZEVO_ERROR_DRIVER_WRONGVALUE);
     }
     stream->setBitAlignment(wanted);

@@ -33,12 +33,10 @@ constexpr std::size_t kMaxTelegramSize = 512;
 constexpr uint16_t kSuccessFlag = 0x0080;
 constexpr uint16_t kFailureFlag = 0x00C0;
 
-inline uint16_t loadU16(const uint8_t* p) {
-    return static_cast<uint16_t>(p[0] | (p[1] << 8));
-}
+inline uint16_t loadU16(const uint8_t* p) { return static_cast<uint16_t>(p[0] | (p[1] << 8)); }
 inline uint32_t loadU32(const uint8_t* p) {
-    return static_cast<uint32_t>(p[0]) | (static_cast<uint32_t>(p[1]) << 8) |
-           (static_cast<uint32_t>(p[2]) << 16) | (static_cast<uint32_t>(p[3]) << 24);
+    return static_cast<uint32_t>(p[0]) | (static_cast<uint32_t>(p[1]) << 8) | (static_cast<uint32_t>(p[2]) << 16) |
+           (static_cast<uint32_t>(p[3]) << 24);
 }
 inline void storeU16(uint8_t* p, uint16_t v) {
     p[0] = static_cast<uint8_t>(v);

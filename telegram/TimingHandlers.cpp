@@ -87,12 +87,12 @@ std::optional<uint16_t> acquireMode(NodeMap& map) {
 
 // The camera's timing as the delay/exposure telegrams see it.
 struct Timing {
-    double exposure = 0;         // ExposureTime in its unit
+    double exposure = 0;  // ExposureTime in its unit
     std::string exposureUnit;
     double rate = 0, rateMin = 0, rateMax = 0, rateInc = 0;
     std::string rateUnit;
     bool enableAvailable = false;
-    bool rateFixed = false;      // AcquisitionFrameRateEnable set
+    bool rateFixed = false;  // AcquisitionFrameRateEnable set
 };
 
 Timing readTiming(NodeMap& map) {
@@ -178,8 +178,9 @@ uint32_t answerDelayExposure(const Call& call, const DelayExposure& held, uint32
 void setFramePeriod(NodeMap& map, const Timing& t, double delayNs, const void* handle, const char* origin,
                     const DelayExposure& request, const char* exposureUnit, const char* delayUnit) {
     if (!t.enableAvailable || !isFeatureWritable(map, "AcquisitionFrameRateEnable")) {
-        TQ4_LOG(kDetail, handle, "%s: AFRE not readable; Exposure: %d%s + tele_in->dwDelay; > min(AFR): %.2fFps --> Delay: %d%s",
-                origin, static_cast<int>(request.exposure), exposureUnit, t.rateMin, static_cast<int>(request.delay),
+        TQ4_LOG(kDetail, handle,
+                "%s: AFRE not readable; Exposure: %d%s + tele_in->dwDelay; > min(AFR): %.2fFps --> Delay: %d%s", origin,
+                static_cast<int>(request.exposure), exposureUnit, t.rateMin, static_cast<int>(request.delay),
                 delayUnit);
         return;
     }
@@ -195,7 +196,8 @@ void setFramePeriod(NodeMap& map, const Timing& t, double delayNs, const void* h
     setFloat(map, "AcquisitionFrameRate", rate);
     if (rate <= t.rateMin)
         TQ4_LOG(kDetail, handle, "%s: Exposure: %d%s; > min(AFR): %.2fFps --> Delay: %d%s", origin,
-                static_cast<int>(request.exposure), exposureUnit, t.rateMin, static_cast<int>(request.delay), delayUnit);
+                static_cast<int>(request.exposure), exposureUnit, t.rateMin, static_cast<int>(request.delay),
+                delayUnit);
     else
         TQ4_LOG(kDetail, handle, "%s: Exposure: %d%s; AFR: %.2fFps --> Delay: %d%s", origin,
                 static_cast<int>(request.exposure), exposureUnit, rate, static_cast<int>(request.delay), delayUnit);
@@ -246,7 +248,8 @@ TQ4_TELEGRAM_HANDLER(SET_ACQUIRE_MODE) {
         switchTrigger(*map, "AcquisitionActive", false);
         switchTrigger(*map, "FrameBurstStart", false);
     } else {
-        TQ4_LOG(kError, call.handle(), "%s: Acquire mode 0x%x not supported.", call.origin(), static_cast<unsigned>(mode));
+        TQ4_LOG(kError, call.handle(), "%s: Acquire mode 0x%x not supported.", call.origin(),
+                static_cast<unsigned>(mode));
         return ZEVO_ERROR_DRIVER_WRONGVALUE;
     }
     return answerValue(call, mode);
@@ -256,7 +259,8 @@ TQ4_TELEGRAM_HANDLER(GET_ACQUIRE_MODE_EX) {
     const auto map = nodeMapOf(device);
     const auto mode = acquireMode(*map);
     if (!mode) return ZEVO_ERROR_TELEGRAM_NOTSUPPORTED;
-    const auto images = static_cast<uint32_t>(*mode == kAcquireBurst ? getInteger(*map, "AcquisitionBurstFrameCount") : 0);
+    const auto images =
+        static_cast<uint32_t>(*mode == kAcquireBurst ? getInteger(*map, "AcquisitionBurstFrameCount") : 0);
     TQ4_LOG(kProgress, call.handle(), "%s: get ZEVO acquire mode ex: 0x%x, #images: %d", call.origin(),
             static_cast<unsigned>(*mode), static_cast<int>(images));
     Response response(call.code(), kAcquireModeExLength);
@@ -285,7 +289,8 @@ TQ4_TELEGRAM_HANDLER(SET_ACQUIRE_MODE_EX) {
         switchTrigger(*map, "AcquisitionActive", false);
         switchTrigger(*map, "FrameBurstStart", false);
     } else {
-        TQ4_LOG(kError, call.handle(), "%s: Acquire mode 0x%x not supported.", call.origin(), static_cast<unsigned>(mode));
+        TQ4_LOG(kError, call.handle(), "%s: Acquire mode 0x%x not supported.", call.origin(),
+                static_cast<unsigned>(mode));
         return ZEVO_ERROR_DRIVER_WRONGVALUE;
     }
     TQ4_LOG(kProgress, call.handle(), "%s: set ZEVO acquire mode ex: 0x%x, #images: %d", call.origin(),
@@ -320,7 +325,8 @@ TQ4_TELEGRAM_HANDLER(SET_TRIGGER_MODE) {
     const auto map = nodeMapOf(device);
     const uint16_t mode = call.request().u16(kValue);
     if (mode > 3) {
-        TQ4_LOG(kError, call.handle(), "%s: Triggermode 0x%x not supported.", call.origin(), static_cast<unsigned>(mode));
+        TQ4_LOG(kError, call.handle(), "%s: Triggermode 0x%x not supported.", call.origin(),
+                static_cast<unsigned>(mode));
         return ZEVO_ERROR_DRIVER_WRONGVALUE;
     }
     if (mode == 3) {
@@ -357,12 +363,13 @@ TQ4_TELEGRAM_HANDLER(SET_DELAY_EXPOSURE_TIME) {
     const double wanted = units::convert(request.exposure, exposureUnit, unit);
     if (wanted < low || wanted > high) {
         const bool below = wanted < low;
-        TQ4_LOG(kError, call.handle(), below ? "%s: new exposure time %.3f%s smaller min limit: %.3f%s"
-                                             : "%s: new exposure time %.3f%s greater max limit: %.3f%s",
+        TQ4_LOG(kError, call.handle(),
+                below ? "%s: new exposure time %.3f%s smaller min limit: %.3f%s"
+                      : "%s: new exposure time %.3f%s greater max limit: %.3f%s",
                 call.origin(), wanted, unit.c_str(), below ? low : high, unit.c_str());
-        return answerDelayExposure(call, delayExposureOf(device, *map, "ZEVO_TELEGRAM::do_GET_DELAY_EXPOSURE_TIME",
-                                                         call.handle()),
-                                   ZEVO_ERROR_TELEGRAM_OUTOFRANGE);
+        return answerDelayExposure(
+            call, delayExposureOf(device, *map, "ZEVO_TELEGRAM::do_GET_DELAY_EXPOSURE_TIME", call.handle()),
+            ZEVO_ERROR_TELEGRAM_OUTOFRANGE);
     }
     setFloat(*map, "ExposureTime", wanted);
     setFramePeriod(*map, readTiming(*map), units::convert(request.delay, delayUnit, "ns"), call.handle(), call.origin(),

@@ -102,8 +102,8 @@ std::vector<std::string> decodeHardwareVersions(const Bytes& response) {
     std::vector<std::string> lines = {tq4::formatText("%-16s %u", "hardware boards", boards)};
     for (unsigned i = 0; i < boards && f.has(6 + (i + 1) * kBoard - 1, 1); ++i) {
         const std::size_t o = 6 + i * kBoard;
-        lines.push_back(tq4::formatText("  %-14s batch %u, revision %u, variant %u", f.text(o, 16).c_str(), f.u16(o + 16),
-                               f.u16(o + 18), f.u16(o + 20)));
+        lines.push_back(tq4::formatText("  %-14s batch %u, revision %u, variant %u", f.text(o, 16).c_str(),
+                                        f.u16(o + 16), f.u16(o + 18), f.u16(o + 20)));
     }
     return lines;
 }
@@ -117,7 +117,7 @@ std::vector<std::string> decodeFirmwareVersions(const Bytes& response) {
     for (unsigned i = 0; i < entries && f.has(46 + (i + 1) * kEntry - 1, 1); ++i) {
         const std::size_t o = 46 + i * kEntry;
         lines.push_back(tq4::formatText("  %-14s %s (%u.%u)", f.text(o, 16).c_str(), f.text(o + 16, 20).c_str(),
-                               f.u16(o + 36), f.u16(o + 38)));
+                                        f.u16(o + 36), f.u16(o + 38)));
     }
     return lines;
 }
@@ -126,8 +126,9 @@ std::vector<std::string> decodeTemperature(const Bytes& response) {
     const Fields f(response);
     if (!f.has(8, 2)) return tooShort("temperature", response, 11);
     const int sensorTenths = f.s16(4);
-    return {tq4::formatText("%-16s sensor %s%d.%d C, board %d C, power unit %d C", "temperature", sensorTenths < 0 ? "-" : "",
-                   std::abs(sensorTenths) / 10, std::abs(sensorTenths) % 10, f.s16(6), f.s16(8))};
+    return {tq4::formatText("%-16s sensor %s%d.%d C, board %d C, power unit %d C", "temperature",
+                            sensorTenths < 0 ? "-" : "", std::abs(sensorTenths) / 10, std::abs(sensorTenths) % 10,
+                            f.s16(6), f.s16(8))};
 }
 
 std::vector<std::string> decodeCoolingSetpoint(const Bytes& response) {
@@ -141,7 +142,8 @@ std::vector<std::string> decodeHealth(const Bytes& response) {
     if (!f.has(12, 4)) return tooShort("health", response, 17);
     const uint32_t warnings = f.u32(4);
     return {tq4::formatText("%-16s warnings 0x%08X%s, errors 0x%08X, status 0x%08X", "health", warnings,
-                   (warnings & kCoolingWarning) ? " (cooling set point not reached)" : "", f.u32(8), f.u32(12))};
+                            (warnings & kCoolingWarning) ? " (cooling set point not reached)" : "", f.u32(8),
+                            f.u32(12))};
 }
 
 }  // namespace tq4::tools

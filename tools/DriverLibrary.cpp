@@ -65,9 +65,9 @@ CameraSession::Exchange CameraSession::send(uint16_t code, const std::vector<uin
     Exchange exchange;
     exchange.request = buildTelegram(code, payload);
     std::vector<uint8_t> response(kResponseCapacity, 0);
-    exchange.result = library_.controlCommand(handle_, exchange.request.data(),
-                                              static_cast<int32_t>(exchange.request.size()), response.data(),
-                                              kResponseCapacity);
+    exchange.result =
+        library_.controlCommand(handle_, exchange.request.data(), static_cast<int32_t>(exchange.request.size()),
+                                response.data(), kResponseCapacity);
     // A refused request leaves the buffer alone: the size field then reads 0.
     const std::size_t length = std::min<std::size_t>(response[2] | (response[3] << 8), kResponseCapacity);
     response.resize(length);

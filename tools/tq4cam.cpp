@@ -145,8 +145,7 @@ bool reportOpen(const CameraSession& camera, const Options& options) {
         std::printf("%-16s %u\n", "camera", options.number);
         return true;
     }
-    std::fprintf(stderr,
-                 "tq4cam: opening camera %u failed: 0x%08X (is a GenTL producer on GENICAM_GENTL64_PATH?)\n",
+    std::fprintf(stderr, "tq4cam: opening camera %u failed: 0x%08X (is a GenTL producer on GENICAM_GENTL64_PATH?)\n",
                  options.number, camera.openResult());
     return false;
 }

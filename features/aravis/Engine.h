@@ -41,9 +41,7 @@ public:
     Node* find(const std::string& name);
     Node* wrap(ArvGcNode* engineNode);
 
-    static ArvGcFeatureNode* feature(const Node& node) {
-        return ARV_GC_FEATURE_NODE(node.engineNode());
-    }
+    static ArvGcFeatureNode* feature(const Node& node) { return ARV_GC_FEATURE_NODE(node.engineNode()); }
 
 private:
     ArvGc* genicam_;

@@ -116,7 +116,9 @@ void NodeMap::loadZippedXml(const void* data, std::size_t size) {
     const char* name = arv_zip_file_get_name(static_cast<ArvZipFile*>(files->data));
     std::size_t xmlSize = 0;
     BytesPtr xml(arv_zip_get_file(zip.get(), name, &xmlSize));
-    if (!xml) throw GenericException(std::string("Invalid zipped camera description: cannot unpack '") + (name ? name : "") + "'");
+    if (!xml)
+        throw GenericException(std::string("Invalid zipped camera description: cannot unpack '") + (name ? name : "") +
+                               "'");
     loadXml(static_cast<const char*>(xml.get()), xmlSize);
 }
 

@@ -75,9 +75,7 @@ Node* NodeCache::wrap(ArvGcNode* engineNode) {
 
 // ----------------------------------------------------------------------------------- Node
 
-std::string Node::GetName() const {
-    return text(arv_gc_feature_node_get_name(NodeCache::feature(*this)));
-}
+std::string Node::GetName() const { return text(arv_gc_feature_node_get_name(NodeCache::feature(*this))); }
 
 AccessMode Node::GetAccessMode() const {
     ArvGcFeatureNode* node = NodeCache::feature(*this);

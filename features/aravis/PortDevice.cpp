@@ -58,9 +58,7 @@ void tq4_port_device_class_init(Tq4PortDeviceClass* klass) {
 
 namespace tq4::features {
 
-ArvDevice* newPortDevice() {
-    return ARV_DEVICE(g_object_new(tq4_port_device_get_type(), nullptr));
-}
+ArvDevice* newPortDevice() { return ARV_DEVICE(g_object_new(tq4_port_device_get_type(), nullptr)); }
 
 void setPortDeviceTarget(ArvDevice* device, RegisterPort* port, ArvGc* genicam) {
     Tq4PortDevice* self = asPortDevice(device);

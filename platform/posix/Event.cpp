@@ -3,19 +3,19 @@
 
 #include <string>
 
-#include <cerrno>
-#include <climits>
-#include <cstring>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/uio.h>
 #include <unistd.h>
+#include <cerrno>
+#include <climits>
+#include <cstring>
 
 namespace tq4::platform {
 namespace {
 
 bool pollReadable(int fd, int timeoutMs) {
-    pollfd entry {fd, POLLIN, 0};
+    pollfd entry{fd, POLLIN, 0};
     int result;
     do {
         result = poll(&entry, 1, timeoutMs);
@@ -23,9 +23,7 @@ bool pollReadable(int fd, int timeoutMs) {
     return result > 0 && (entry.revents & POLLIN);
 }
 
-int clampTimeout(uint32_t timeoutMs) {
-    return timeoutMs > 0x7fffffffu ? -1 : static_cast<int>(timeoutMs);
-}
+int clampTimeout(uint32_t timeoutMs) { return timeoutMs > 0x7fffffffu ? -1 : static_cast<int>(timeoutMs); }
 
 }  // namespace
 
@@ -40,7 +38,7 @@ bool setEventByHandle(intptr_t nativeHandle) {
 // which waits only if another reader drains the counter between the two calls.
 bool drainWithoutWaiting(int fd) {
     uint64_t count = 0;
-    iovec part {&count, sizeof count};
+    iovec part{&count, sizeof count};
     const ssize_t result = preadv2(fd, &part, 1, -1, RWF_NOWAIT);
     if (result == sizeof count || (result < 0 && errno == EAGAIN)) return true;
     if (result < 0 && (errno == EOPNOTSUPP || errno == EINVAL || errno == ENOSYS)) {

@@ -1,13 +1,13 @@
 // Folders, files, environment and the append-only file.
 #include "platform/Platform.h"
 
-#include <cerrno>
-#include <climits>
-#include <cstdlib>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
 
 namespace tq4::platform {
 
@@ -59,9 +59,7 @@ std::string getEnvironment(const char* name) {
     return value ? value : "";
 }
 
-bool setEnvironment(const char* name, const std::string& value) {
-    return name && setenv(name, value.c_str(), 1) == 0;
-}
+bool setEnvironment(const char* name, const std::string& value) { return name && setenv(name, value.c_str(), 1) == 0; }
 
 bool executablePath(std::string& path) {
     char buffer[PATH_MAX];
@@ -102,8 +100,7 @@ uint64_t AppendFile::size() const {
 
 namespace {
 void lockFile(int fd, int operation) {
-    while (flock(fd, operation) != 0 && errno == EINTR) {
-    }
+    while (flock(fd, operation) != 0 && errno == EINTR) {}
 }
 }  // namespace
 

@@ -1,10 +1,10 @@
 // Dynamic modules through the dynamic linker.
 #include "platform/Platform.h"
 
+#include <dlfcn.h>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
-#include <dlfcn.h>
 #include <mutex>
 
 namespace tq4::platform {
@@ -15,9 +15,7 @@ namespace {
 // file from ever being unloaded.
 thread_local char lastError[512];
 
-void setLastError(const char* text) {
-    std::snprintf(lastError, sizeof lastError, "%s", text);
-}
+void setLastError(const char* text) { std::snprintf(lastError, sizeof lastError, "%s", text); }
 
 void rememberError(const char* fallback) {
     const char* text = dlerror();
@@ -57,7 +55,7 @@ void unloadModule(ModuleHandle module) {
 std::string lastModuleError() { return lastError; }
 
 bool modulePathOf(const void* addressInside, std::string& path) {
-    Dl_info info {};
+    Dl_info info{};
     if (!addressInside || dladdr(addressInside, &info) == 0 || !info.dli_fname) return false;
     char resolved[PATH_MAX];
     path = realpath(info.dli_fname, resolved) ? resolved : info.dli_fname;

@@ -1,11 +1,11 @@
 // Named shared memory as POSIX shared-memory objects.
 #include "platform/Platform.h"
 
-#include <cerrno>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cerrno>
 
 namespace tq4::platform {
 namespace {

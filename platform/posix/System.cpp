@@ -1,15 +1,15 @@
 // Threads, processes, clocks and the yes/no question.
 #include "platform/Platform.h"
 
-#include <atomic>
-#include <cerrno>
-#include <ctime>
 #include <sched.h>
 #include <spawn.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <atomic>
+#include <cerrno>
+#include <ctime>
 #include <vector>
 
 extern char** environ;
@@ -43,7 +43,7 @@ uint32_t processPriorityClass() {
 
 namespace {
 LocalTime localTimeOf(time_t seconds, int millisecond) {
-    tm parts {};
+    tm parts{};
     localtime_r(&seconds, &parts);
     return LocalTime{parts.tm_year + 1900, parts.tm_mon + 1, parts.tm_mday, parts.tm_hour,
                      parts.tm_min,         parts.tm_sec,     millisecond};
@@ -51,7 +51,7 @@ LocalTime localTimeOf(time_t seconds, int millisecond) {
 }  // namespace
 
 LocalTime localTime() {
-    timespec now {};
+    timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
     return localTimeOf(now.tv_sec, static_cast<int>(now.tv_nsec / 1000000));
 }
@@ -59,7 +59,7 @@ LocalTime localTime() {
 LocalTime localTimeAt(int64_t secondsSince1970) { return localTimeOf(static_cast<time_t>(secondsSince1970), 0); }
 
 uint64_t highResolutionCounter() {
-    timespec now {};
+    timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<uint64_t>(now.tv_sec) * 1000000000ull + static_cast<uint64_t>(now.tv_nsec);
 }
@@ -125,8 +125,7 @@ bool startProcess(const std::string& program, const std::string& arguments) {
     pid_t shell = 0;
     if (posix_spawn(&shell, "/bin/sh", nullptr, nullptr, argv.data(), environ) != 0) return false;
     int status = 0;
-    while (waitpid(shell, &status, 0) < 0 && errno == EINTR) {
-    }
+    while (waitpid(shell, &status, 0) < 0 && errno == EINTR) {}
     return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
@@ -161,8 +160,8 @@ int runAndWait(std::vector<std::string> words) {
 // A modal Yes/No dialog without icon. The text is shown as it stands (no markup), so that
 // angle brackets and quotes in it stay visible.
 Answer askOnDesktop(const std::string& title, const std::string& text) {
-    const int status = runAndWait({"zenity", "--question", "--no-markup", "--icon-name=",
-                                   "--title=" + title, "--text=" + text, "--ok-label=Yes", "--cancel-label=No"});
+    const int status = runAndWait({"zenity", "--question", "--no-markup", "--icon-name=", "--title=" + title,
+                                   "--text=" + text, "--ok-label=Yes", "--cancel-label=No"});
     if (status == 0) return Answer::Yes;
     return status == 1 ? Answer::No : Answer::NobodyAsked;
 }

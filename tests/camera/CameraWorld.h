@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "support/DriverWorld.h"
 #include "platform/Platform.h"
+#include "support/DriverWorld.h"
 
 namespace tq4::test {
 

@@ -13,7 +13,6 @@
 namespace tq4::test {
 namespace {
 
-
 constexpr const char* kCaption = "tq4_genicam.dll: ZEVO quillon SWIR (3101) (Serial No.: 3101)";
 constexpr const char* kNoWhiteText =
     "No white correction data found. To download camera specific correction data, please run the download tool "
@@ -32,7 +31,8 @@ protected:
     // Opens, lets the camera take and save the references of `kinds`, closes again.
     void takeReferences(std::initializer_list<uint16_t> kinds) {
         TQ4_HANDLE& h = open();
-        for (uint16_t kind : kinds) ASSERT_EQ(ask(h, SWIR_GENERATE_CORRECTION_DATA, kind).result, ZEVO_NOERROR) << dump();
+        for (uint16_t kind : kinds)
+            ASSERT_EQ(ask(h, SWIR_GENERATE_CORRECTION_DATA, kind).result, ZEVO_NOERROR) << dump();
         ASSERT_EQ(Close_Cam(&h), ZEVO_NOERROR);
         questions().clear();
         clearLines();
@@ -46,9 +46,10 @@ TEST_F(CorrectionData, NoReferencesAskWithTheGeneralTextAndNoKeepsTheCameraOpen)
     ASSERT_EQ(questions().size(), 1u);
     EXPECT_EQ(questions()[0].caption, kCaption);
     EXPECT_EQ(questions()[0].text, kNoneText);
-    EXPECT_TRUE(logged("Device::loadCorrectionData: User denied running zevo.quillonSWIR.exe. Continue without "
-                       "correction data!",
-                       log::kError));
+    EXPECT_TRUE(
+        logged("Device::loadCorrectionData: User denied running zevo.quillonSWIR.exe. Continue without "
+               "correction data!",
+               log::kError));
     EXPECT_TRUE(logged("Device::loadCorrectionData: Mode <Off>", log::kProgress)) << dump();
     EXPECT_TRUE(iniHas("SuppressWarnOnMissingCorrection=0")) << readFile(iniFile());
 }
@@ -67,8 +68,9 @@ TEST_F(CorrectionData, OnlyBlackSelectsBlackOnlyAndAsksForWhite) {
     open();
     ASSERT_EQ(questions().size(), 1u);
     EXPECT_EQ(questions()[0].text, kNoWhiteText);
-    EXPECT_TRUE(logged("Device::loadCorrectionData: White reference not available: <" + reference("_w16").string() + ">",
-                       log::kError));
+    EXPECT_TRUE(
+        logged("Device::loadCorrectionData: White reference not available: <" + reference("_w16").string() + ">",
+               log::kError));
     EXPECT_TRUE(logged("Device::loadCorrectionData: Mode <BlackReferenceOnly>", log::kProgress)) << dump();
 }
 
@@ -163,9 +165,9 @@ TEST_F(CorrectionData, YesClosesTheCameraAndStartsTheDownloadTool) {
 TEST_F(CorrectionData, FolderInTheWayOrUnwritableIniStillOpen) {
     writeFile(correctionFolder(), "a file where the folder belongs");
     TQ4_HANDLE& first = open();
-    EXPECT_TRUE(logged("Device::loadCorrectionData: Create correction directory failed: <" + correctionFolder().string() +
-                           ">",
-                       log::kError));
+    EXPECT_TRUE(
+        logged("Device::loadCorrectionData: Create correction directory failed: <" + correctionFolder().string() + ">",
+               log::kError));
     EXPECT_TRUE(questions().empty());
     ASSERT_EQ(Close_Cam(&first), ZEVO_NOERROR);
 
@@ -176,8 +178,9 @@ TEST_F(CorrectionData, FolderInTheWayOrUnwritableIniStillOpen) {
     // The file is replaced through a temporary file beside it; a folder in its place stops the write.
     fs::create_directories(iniFile().string() + ".tmp" + std::to_string(platform::currentProcessId()));
     TQ4_HANDLE& second = open();
-    EXPECT_TRUE(logged("Device::loadCorrectionData: Black reference not available: <" + reference("_b16").string() + ">",
-                       log::kError));
+    EXPECT_TRUE(
+        logged("Device::loadCorrectionData: Black reference not available: <" + reference("_b16").string() + ">",
+               log::kError));
     EXPECT_EQ(count("writeIniValue: cannot write [CONFIG] SuppressWarnOnMissingCorrection"), 1) << dump();
     EXPECT_EQ(readFile(iniFile()), ini);
 

@@ -8,7 +8,6 @@
 namespace tq4::test {
 namespace {
 
-
 class BufferBudgetTest : public StreamWorld {
 protected:
     // Arms a camera whose stream reports `payload` bytes; the announcement line it logged.

@@ -4,12 +4,11 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "support/DriverWorld.h"
 #include "driver/HandleExports.h"
+#include "support/DriverWorld.h"
 
 namespace tq4::test {
 namespace {
-
 
 class FrameTest : public DriverWorld {};
 
@@ -30,8 +29,7 @@ TEST_F(FrameTest, NullHandleIsRefusedByEveryCameraExport) {
 TEST_F(FrameTest, UnknownAndClosedHandlesAreNotAvailable) {
     TQ4_HANDLE& h = open();
     TQ4_HANDLE unknown = reinterpret_cast<TQ4_HANDLE>(intptr_t(0x5a5a5a));
-    for (const HandleExport& e : handleExports())
-        EXPECT_EQ(e.call(unknown), ZEVO_ERROR_DRIVER_NODRIVER) << e.name;
+    for (const HandleExport& e : handleExports()) EXPECT_EQ(e.call(unknown), ZEVO_ERROR_DRIVER_NODRIVER) << e.name;
 
     TQ4_HANDLE closed = h;
     ASSERT_EQ(Close_Cam(&h), ZEVO_NOERROR);

@@ -43,8 +43,8 @@ inline std::vector<HandleExport> handleExports() {
          [](TQ4_HANDLE h) {
              uint8_t image[64];
              uint32_t status = 0;
-             return Set_Image_Buffer(h, reinterpret_cast<TQ4_HANDLE>(intptr_t(1)), 0, 0, 0, 0, image,
-                                     sizeof image, &status);
+             return Set_Image_Buffer(h, reinterpret_cast<TQ4_HANDLE>(intptr_t(1)), 0, 0, 0, 0, image, sizeof image,
+                                     &status);
          }},
         {"Cancel_Images", true, [](TQ4_HANDLE h) { return Cancel_Images(h); }},
         {"Get_Pending_Buffer", true,

@@ -10,7 +10,6 @@
 namespace tq4::test {
 namespace {
 
-
 class ImageArgumentsTest : public StreamWorld {};
 
 TQ4_HANDLE asHandle(intptr_t value) { return reinterpret_cast<TQ4_HANDLE>(value); }

@@ -16,7 +16,8 @@ TEST_F(OpenCloseTest, ReopensCountUpAndTheLastCloseDestroysTheRegistry) {
         TQ4_HANDLE again = h;
         ASSERT_EQ(Open_Cam(0, &again), ZEVO_NOERROR);
         EXPECT_EQ(again, h);
-        EXPECT_TRUE(logged("Open_Cam_Ext: reopen device num 0, open_count " + std::to_string(expected), log::kProgress));
+        EXPECT_TRUE(
+            logged("Open_Cam_Ext: reopen device num 0, open_count " + std::to_string(expected), log::kProgress));
     }
     uint32_t generation = 0;
     EXPECT_EQ(Get_Generation_Count(h, &generation), ZEVO_NOERROR);
@@ -93,7 +94,8 @@ TEST_F(OpenCloseTest, AProducerThatCannotBeLoadedOnlyCostsItsTurn) {
     openStruct.producerList = "Missing.cti:ZEVO.cti";
     TQ4_HANDLE& h = opened_.emplace_back(nullptr);
     ASSERT_EQ(Open_Cam_Ext(0, &h, &openStruct), ZEVO_NOERROR) << dump();
-    EXPECT_TRUE(logged("Open_Cam_Ext: num: 0, cti_name list: Missing.cti:ZEVO.cti from TQ4_OpenStruct", log::kProgress));
+    EXPECT_TRUE(
+        logged("Open_Cam_Ext: num: 0, cti_name list: Missing.cti:ZEVO.cti from TQ4_OpenStruct", log::kProgress));
     EXPECT_TRUE(logged("Open_Cam_Ext: open TLI system failed. cti_token: Missing.cti", log::kError));
     EXPECT_TRUE(logged("Open_Cam_Ext: done.", log::kProgress));
 

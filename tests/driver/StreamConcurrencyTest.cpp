@@ -13,7 +13,6 @@
 namespace tq4::test {
 namespace {
 
-
 class StreamConcurrencyTest : public StreamWorld {};
 
 constexpr int kRounds = 200;
@@ -74,8 +73,9 @@ TEST_F(StreamConcurrencyTest, CancelAndCloseFromASecondThreadWhileFramesFlow) {
             // A buffer queued after the cancel restarted the stream: end that one too.
             ASSERT_EQ(Cancel_Images(h), ZEVO_NOERROR);
         }
-        for (CallerBuffer* b : ring) ASSERT_TRUE(consistent(*b)) << "round " << round << " status " << std::hex
-                                                                 << b->status() << " set " << b->event->isSet();
+        for (CallerBuffer* b : ring)
+            ASSERT_TRUE(consistent(*b)) << "round " << round << " status " << std::hex << b->status() << " set "
+                                        << b->event->isSet();
     }
     EXPECT_GT(delivered, 0u);
 }

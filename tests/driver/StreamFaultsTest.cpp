@@ -9,7 +9,6 @@
 namespace tq4::test {
 namespace {
 
-
 constexpr uint32_t kFrameBytes = 1296 * 1032;  // Mono8
 constexpr const char* kFastMono8 = "unlimited_frame_rate = 1\npixel_formats = Mono8\n";
 
@@ -83,8 +82,8 @@ TEST_F(StreamFaultsTest, RefusedFirstQueueIsReportedAndTheBufferStillEnds) {
     TQ4_HANDLE& h = openRecording();
     CallerBuffer& first = buffer(kFrameBytes);
     EXPECT_EQ(queue(h, first), 0x360000u);
-    EXPECT_TRUE(logged("DataStream::queueRemainingInitBuffers: Buffer 0 failed on DSQueueBuffer failed: -1001",
-                       log::kError));
+    EXPECT_TRUE(
+        logged("DataStream::queueRemainingInitBuffers: Buffer 0 failed on DSQueueBuffer failed: -1001", log::kError));
     EXPECT_EQ(pending(h), 1u);
     EXPECT_EQ(Cancel_Images(h), ZEVO_NOERROR);
     EXPECT_TRUE(first.event->isSet());
@@ -94,9 +93,10 @@ TEST_F(StreamFaultsTest, RefusedFirstQueueIsReportedAndTheBufferStillEnds) {
 TEST_F(StreamFaultsTest, RefusedAnnouncementsLeaveFewerBuffersThatStillStream) {
     configure(std::string(kFastMono8) + "fault.DSAnnounceBuffer = -1001, 2\n");
     TQ4_HANDLE& h = openRecording();
-    EXPECT_TRUE(logged("DataStream::setImageSizes: 0th Buffer (hBUF: 0x0) of 25 failed on DSAllocAndAnnounceBuffer "
-                       "failed: -1001",
-                       log::kError))
+    EXPECT_TRUE(
+        logged("DataStream::setImageSizes: 0th Buffer (hBUF: 0x0) of 25 failed on DSAllocAndAnnounceBuffer "
+               "failed: -1001",
+               log::kError))
         << dump();
     EXPECT_TRUE(logged("DataStream::setImageSizes: 25 buffers allocated and 23 buffers announced to GenTL Producer.",
                        log::kProgress));

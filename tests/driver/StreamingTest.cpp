@@ -4,12 +4,11 @@
 #include <ostream>
 #include <string>
 
-#include "support/StreamWorld.h"
 #include "stream/Timestamp.h"
+#include "support/StreamWorld.h"
 
 namespace tq4::test {
 namespace {
-
 
 class StreamingTest : public StreamWorld {};
 
@@ -99,7 +98,7 @@ TEST_F(StreamingTest, StartAndEndMayOnlyNameLiveStreaming) {
 TEST_F(StreamingTest, SmallBufferGetsTheImageStartAndLargeBufferAZeroedTail) {
     configure("unlimited_frame_rate = 1\npixel_formats = Mono8\n");
     TQ4_HANDLE& h = openRecording();
-    CallerBuffer& small = buffer(1000);      // only the first 600 bytes are handed over
+    CallerBuffer& small = buffer(1000);  // only the first 600 bytes are handed over
     CallerBuffer& large = buffer(kFullFrame8 + 4096);
     ASSERT_EQ(queue(h, small, 600), ZEVO_NOERROR);
     ASSERT_EQ(queue(h, large), ZEVO_NOERROR);
@@ -111,14 +110,15 @@ TEST_F(StreamingTest, SmallBufferGetsTheImageStartAndLargeBufferAZeroedTail) {
     EXPECT_EQ(std::count(small.image.begin() + 600, small.image.end(), 0xAB), 400);
     EXPECT_EQ(std::count(large.image.begin() + kFullFrame8, large.image.end(), 0), 4096);
     EXPECT_EQ(count("DataStream::copyImage: target buffer @1 too small: 600 Bytes"), 1) << dump();
-    EXPECT_EQ(count("DataStream::copyImage: target buffer @2 too big: " + std::to_string(kFullFrame8 + 4096) + " Bytes"), 1);
+    EXPECT_EQ(
+        count("DataStream::copyImage: target buffer @2 too big: " + std::to_string(kFullFrame8 + 4096) + " Bytes"), 1);
 }
 
 TEST_F(StreamingTest, ImageHasExactlyTheRegionSet) {
     configure("unlimited_frame_rate = 1\npixel_formats = Mono8\n");
     TQ4_HANDLE& h = open();
     std::vector<uint8_t> roi = telegram(SET_ROI, 13);  // the checksum is not checked
-    const uint16_t corners[4] = {105, 53, 696, 448};  // 592 x 396 pixels
+    const uint16_t corners[4] = {105, 53, 696, 448};   // 592 x 396 pixels
     for (int i = 0; i < 4; ++i) {
         roi[4 + 2 * i] = uint8_t(corners[i]);
         roi[5 + 2 * i] = uint8_t(corners[i] >> 8);

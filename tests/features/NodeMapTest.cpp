@@ -76,7 +76,8 @@ TEST(NodeMapLoad, BadInputRaisesAnExceptionWithADescription) {
         {"garbage zip", [](NodeMap& m) { m.loadZippedXml("PK\x03\x04garbage", 11); }},
         {"truncated zip", [&](NodeMap& m) { m.loadZippedXml(zip.data(), zip.size() / 2); }},
         {"corrupt zip", [&](NodeMap& m) { m.loadZippedXml(corrupt.data(), corrupt.size()); }},
-        {"zip of junk", [](NodeMap& m) {
+        {"zip of junk",
+         [](NodeMap& m) {
              std::string junk = test::makeZip("camera.xml", "no xml here", false);
              m.loadZippedXml(junk.data(), junk.size());
          }},
@@ -130,12 +131,18 @@ TEST_F(NodeModel, KindsAndAccessModes) {
         AccessMode mode;
     };
     const Expected table[] = {
-        {"Root", intfICategory, RO},           {"Width", intfIInteger, RW},
-        {"ExposureTime", intfIFloat, RW},      {"ReverseX", intfIBoolean, RW},
-        {"AcquisitionStart", intfICommand, RW}, {"PixelFormat", intfIEnumeration, RW},
-        {"DeviceUserID", intfIString, RW},     {"RawBlock", intfIRegister, RW},
-        {"Device", intfIPort, RO},             {"DeviceTemperatureRaw", intfIInteger, RO},
-        {"WriteOnlyValue", intfIInteger, WO},  {"NotImplemented", intfIInteger, NI},
+        {"Root", intfICategory, RO},
+        {"Width", intfIInteger, RW},
+        {"ExposureTime", intfIFloat, RW},
+        {"ReverseX", intfIBoolean, RW},
+        {"AcquisitionStart", intfICommand, RW},
+        {"PixelFormat", intfIEnumeration, RW},
+        {"DeviceUserID", intfIString, RW},
+        {"RawBlock", intfIRegister, RW},
+        {"Device", intfIPort, RO},
+        {"DeviceTemperatureRaw", intfIInteger, RO},
+        {"WriteOnlyValue", intfIInteger, WO},
+        {"NotImplemented", intfIInteger, NI},
         {"NotAvailable", intfIInteger, NA},
     };
     for (const auto& e : table) {

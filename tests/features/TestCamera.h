@@ -108,7 +108,9 @@ public:
     }
 
     template <class T>
-    void put(int64_t address, T value) { std::memcpy(bytes.data() + address, &value, sizeof value); }
+    void put(int64_t address, T value) {
+        std::memcpy(bytes.data() + address, &value, sizeof value);
+    }
     template <class T>
     T get(int64_t address) const {
         T value;

@@ -31,15 +31,15 @@ inline std::string makeZip(const std::string& name, const std::string& data, boo
     const uint32_t crc = uint32_t(crc32(0, reinterpret_cast<const Bytef*>(data.data()), uInt(data.size())));
     const uint16_t method = deflated ? 8 : 0;
     auto fileFields = [&](std::string& out) {
-        putLe(out, 20, 2);          // version needed
-        putLe(out, 0, 2);           // flags
+        putLe(out, 20, 2);  // version needed
+        putLe(out, 0, 2);   // flags
         putLe(out, method, 2);
-        putLe(out, 0, 4);           // time and date
+        putLe(out, 0, 4);  // time and date
         putLe(out, crc, 4);
         putLe(out, uint32_t(body.size()), 4);
         putLe(out, uint32_t(data.size()), 4);
         putLe(out, uint32_t(name.size()), 2);
-        putLe(out, 0, 2);           // extra length
+        putLe(out, 0, 2);  // extra length
     };
     std::string zip;
     putLe(zip, 0x04034b50, 4);
@@ -47,17 +47,17 @@ inline std::string makeZip(const std::string& name, const std::string& data, boo
     zip += name + body;
     const uint32_t directoryOffset = uint32_t(zip.size());
     putLe(zip, 0x02014b50, 4);
-    putLe(zip, 20, 2);              // version made by
+    putLe(zip, 20, 2);  // version made by
     fileFields(zip);
-    putLe(zip, 0, 2);               // comment length
-    putLe(zip, 0, 2);               // disk number
-    putLe(zip, 0, 2);               // internal attributes
-    putLe(zip, 0, 4);               // external attributes
-    putLe(zip, 0, 4);               // offset of the local header
+    putLe(zip, 0, 2);  // comment length
+    putLe(zip, 0, 2);  // disk number
+    putLe(zip, 0, 2);  // internal attributes
+    putLe(zip, 0, 4);  // external attributes
+    putLe(zip, 0, 4);  // offset of the local header
     zip += name;
     const uint32_t directorySize = uint32_t(zip.size()) - directoryOffset;
     putLe(zip, 0x06054b50, 4);
-    putLe(zip, 0, 4);               // disk numbers
+    putLe(zip, 0, 4);  // disk numbers
     putLe(zip, 1, 2);
     putLe(zip, 1, 2);
     putLe(zip, directorySize, 4);

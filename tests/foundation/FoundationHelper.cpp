@@ -18,7 +18,8 @@ namespace {
 
 void writeReport(const std::string& reportFile) {
     std::ofstream out(reportFile, std::ios::binary | std::ios::trunc);
-    auto shared = tq4::platform::SharedBlock::openOrCreate(tq4::config::kDriverBlockName, tq4::config::kDriverBlockSize);
+    auto shared =
+        tq4::platform::SharedBlock::openOrCreate(tq4::config::kDriverBlockName, tq4::config::kDriverBlockSize);
     if (!shared || shared->createdByThisProcess()) {
         out << "count=unavailable\n";
         if (shared) tq4::platform::SharedBlock::unlink(tq4::config::kDriverBlockName);

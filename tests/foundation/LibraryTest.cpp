@@ -22,7 +22,7 @@ class LibraryTest : public ::testing::Test {
 protected:
     // Loads the library in a helper process; returns its report as key/value pairs.
     std::map<std::string, std::string> load(const std::string& appData, const std::string& suffix,
-                                             int* status = nullptr) {
+                                            int* status = nullptr) {
         const std::string report = folder.file("report" + std::to_string(reports++) + ".txt");
         int result = runHelper(environment(appData, suffix), std::string("attach " TQ4_LIBRARY " ") + report);
         if (status) *status = result;
@@ -39,7 +39,9 @@ protected:
         }
         return values;
     }
-    std::string zevo(const std::string& name = "") const { return folder.file("zevo") + (name.empty() ? "" : "/" + name); }
+    std::string zevo(const std::string& name = "") const {
+        return folder.file("zevo") + (name.empty() ? "" : "/" + name);
+    }
     static void waitFor(const std::string& file) {
         for (int i = 0; i < 1000 && !std::filesystem::exists(file); ++i)
             std::this_thread::sleep_for(std::chrono::milliseconds(10));

@@ -9,8 +9,8 @@
 #include <thread>
 
 #include "foundation/RunHelper.h"
-#include "support/TestFolder.h"
 #include "log/Log.h"
+#include "support/TestFolder.h"
 
 namespace tq4::test {
 namespace {
@@ -20,8 +20,8 @@ protected:
     void start(const std::string& parameters, bool withLogFile = true) {
         if (!parameters.empty()) writeFile(paramFile(), parameters);
         if (withLogFile) writeFile(logFile(), "");
-        log::init_logging({"tq4_genicam", folder.path(), paramFile(), "1,9,0,0", "GenICam_Driver (64bit)",
-                           "Apr 17 2025", ""});
+        log::init_logging(
+            {"tq4_genicam", folder.path(), paramFile(), "1,9,0,0", "GenICam_Driver (64bit)", "Apr 17 2025", ""});
     }
     void TearDown() override {
         log::exit_logging();
@@ -91,7 +91,8 @@ TEST_F(LogTest, ColumnsFollowTheirOrderAndDecimalKeysAndPathAreRead) {
     auto line = std::find_if(lines.begin(), lines.end(),
                              [](const std::string& l) { return l.find("message of class 1") != std::string::npos; });
     ASSERT_NE(line, lines.end());
-    EXPECT_TRUE(std::regex_match(*line, std::regex("^ +\\d+\\.\\d{3}ms 0x2345 0x[0-9a-f]{4,} ERROR: message of class 1$")))
+    EXPECT_TRUE(
+        std::regex_match(*line, std::regex("^ +\\d+\\.\\d{3}ms 0x2345 0x[0-9a-f]{4,} ERROR: message of class 1$")))
         << *line;
 }
 

@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <thread>
 
-#include "support/TestFolder.h"
 #include "platform/Platform.h"
+#include "support/TestFolder.h"
 
 namespace tq4::test {
 namespace {

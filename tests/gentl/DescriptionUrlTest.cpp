@@ -28,12 +28,12 @@ TEST(DescriptionUrl, LocalRegisterFileWithAndWithoutAuthorityAndQuery) {
 }
 
 TEST(DescriptionUrl, RegisterFilesThatAreNeverUsed) {
-    EXPECT_FALSE(parseDescriptionUrl("local:///C.xm;10000;2A3F").usable());    // 4 characters
-    EXPECT_TRUE(parseDescriptionUrl("local:///Ca.xm;10000;2A3F").usable());    // 5 characters
+    EXPECT_FALSE(parseDescriptionUrl("local:///C.xm;10000;2A3F").usable());  // 4 characters
+    EXPECT_TRUE(parseDescriptionUrl("local:///Ca.xm;10000;2A3F").usable());  // 5 characters
     EXPECT_FALSE(parseDescriptionUrl("local:///Cam.xml;0;2A3F").usable());
     EXPECT_FALSE(parseDescriptionUrl("local:///Cam.xml;10000;0").usable());
     EXPECT_FALSE(parseDescriptionUrl("local:///Cam.xml;10000").usable());      // no length
-    EXPECT_FALSE(parseDescriptionUrl("local:///Cam.xml;OOOO;2A3F").usable());     // not hexadecimal
+    EXPECT_FALSE(parseDescriptionUrl("local:///Cam.xml;OOOO;2A3F").usable());  // not hexadecimal
     EXPECT_FALSE(parseDescriptionUrl("local:///Cam.xml").usable());
 }
 

@@ -104,8 +104,8 @@ TEST_F(DeviceOpen, SecondCloseWithCountTwoKeepsTheNodeMap) {
     ASSERT_NE(handle, nullptr) << dump();
     device.incrementOpenCount();
     EXPECT_EQ(device.close(), handle);
-    EXPECT_TRUE(logged("Device::close: Closed 1x device ID <" + device.id() + ">. Is still 1 times open.",
-                       log::kProgress));
+    EXPECT_TRUE(
+        logged("Device::close: Closed 1x device ID <" + device.id() + ">. Is still 1 times open.", log::kProgress));
     EXPECT_TRUE(device.nodeMap()->isLoaded());
     EXPECT_EQ(device.number(), 0);
     EXPECT_EQ(device.getAccessStatus(), 5);
@@ -119,9 +119,9 @@ TEST_F(DeviceOpen, TwoDataStreamsAreOpenedAndTheFirstIsUsed) {
     ASSERT_NE(device.open(0, "ZEVO.cti"), nullptr) << dump();
     EXPECT_EQ(device.numDataStreams(), 2u);
     const std::string active = device.activeStreamId();
-    EXPECT_TRUE(logged("Device::open: Device <" + device.id() + "> supports 2 DataStreams ... only ID <" + active +
-                           "> is used.",
-                       log::kProgress))
+    EXPECT_TRUE(logged(
+        "Device::open: Device <" + device.id() + "> supports 2 DataStreams ... only ID <" + active + "> is used.",
+        log::kProgress))
         << dump();
     EXPECT_EQ(count("Device::setupDataStream: Opened DataStream with ID <"), 2);
     EXPECT_EQ(count("Device::setupDataStream: Set active DataStream ID <" + active + ">"), 1);
@@ -136,8 +136,8 @@ TEST_F(DeviceOpen, LocalUrlReadsLengthBytesAtAddressAndLoadsByExactExtension) {
     const std::string xml = servedDescription(false, name);
 
     // The address and length of the URL are hexadecimal; the query is ignored.
-    Device& zipped = registerDevice("url_info=0\nurl=local:///Cam.zip;100000;" + hex(zip.size()) +
-                                    "?SchemaVersion=1.1.0\n");
+    Device& zipped =
+        registerDevice("url_info=0\nurl=local:///Cam.zip;100000;" + hex(zip.size()) + "?SchemaVersion=1.1.0\n");
     ASSERT_NE(zipped.open(0, "ZEVO.cti"), nullptr) << dump();
     EXPECT_TRUE(logged("Device::allocNodeMap: but GCGetPortURL succeed. URL: local:///Cam.zip;100000;" +
                            hex(zip.size()) + "?SchemaVersion=1.1.0",
@@ -201,7 +201,8 @@ TEST_F(DeviceOpen, FileUrlIsMappedToALocalNameCopiedAndLoadedFromTheDataDirector
     // An absolute path, as the producer writes it, zipped.
     Device& absolute = registerDevice("url_scheme=file\nxml_file_dir=" + (root_ / "desc").string() + "\n");
     ASSERT_NE(absolute.open(0, "ZEVO.cti"), nullptr) << dump();
-    EXPECT_EQ(readFile(dataDirectory() / "ZEVO_quillon13SWIR.zip"), readFile(root_ / "desc" / "ZEVO_quillon13SWIR.zip"));
+    EXPECT_EQ(readFile(dataDirectory() / "ZEVO_quillon13SWIR.zip"),
+              readFile(root_ / "desc" / "ZEVO_quillon13SWIR.zip"));
 
     // Without a directory part nothing is copied: the data directory's file is loaded.
     fs::remove_all(root_ / "cwd" / "C:");
@@ -279,7 +280,8 @@ TEST_F(BadDescription, BrokenZipFailsTheOpenAndClosesTheDevice) {
 TEST_F(BadDescription, TruncatedDescriptionFailsTheOpen) {
     std::string name;
     const std::string xml = servedDescription(false, name);
-    Device& device = registerDevice("xml_zipped=0\nurl_info=0\nurl=local:///Cam.xml;100000;" + hex(xml.size() / 2) + "\n");
+    Device& device =
+        registerDevice("xml_zipped=0\nurl_info=0\nurl=local:///Cam.xml;100000;" + hex(xml.size() / 2) + "\n");
     EXPECT_THROW(device.open(0, "ZEVO.cti"), features::GenericException);
     expectClosedAgain(device);
 }

@@ -55,9 +55,15 @@ TEST_F(Enumeration, NewDeviceLinesComeInTheirOrder) {
     auto system = openSystem();
     const auto lines = messagesStartingWith("Interface::updateDeviceMap: ");
     ASSERT_EQ(lines.size(), 9u) << dump();
-    const char* order[] = {"New device found. DEVICE_INFO_DISPLAYNAME: ", "DEVICE_INFO_VERSION: ", "DEVICE_INFO_ID: ",
-                           "DEVICE_INFO_VENDOR: ", "DEVICE_INFO_MODEL: ", "DEVICE_INFO_TLTYPE: ",
-                           "DEVICE_INFO_USER_DEFINED_NAME: ", "DEVICE_INFO_SERIAL_NUMBER: ", "Registered Device with ID <"};
+    const char* order[] = {"New device found. DEVICE_INFO_DISPLAYNAME: ",
+                           "DEVICE_INFO_VERSION: ",
+                           "DEVICE_INFO_ID: ",
+                           "DEVICE_INFO_VENDOR: ",
+                           "DEVICE_INFO_MODEL: ",
+                           "DEVICE_INFO_TLTYPE: ",
+                           "DEVICE_INFO_USER_DEFINED_NAME: ",
+                           "DEVICE_INFO_SERIAL_NUMBER: ",
+                           "Registered Device with ID <"};
     for (size_t i = 0; i < 9; ++i)
         EXPECT_EQ(lines[i].find(order[i]), std::string("Interface::updateDeviceMap: ").size()) << lines[i];
     const auto device = system->findDevice([](const Device&) { return true; });

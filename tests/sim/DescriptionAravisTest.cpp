@@ -27,40 +27,34 @@ struct PortDeviceClass {
 
 G_DEFINE_TYPE(PortDevice, port_device, ARV_TYPE_DEVICE)
 
-gboolean transferFailed(GError** error, GC_ERROR rc)
-{
+gboolean transferFailed(GError** error, GC_ERROR rc) {
     g_set_error(error, ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_PROTOCOL_ERROR, "GenTL error %d", int(rc));
     return FALSE;
 }
 
-gboolean readMemory(ArvDevice* device, guint64 address, guint32 size, void* buffer, GError** error)
-{
+gboolean readMemory(ArvDevice* device, guint64 address, guint32 size, void* buffer, GError** error) {
     size_t n = size;
     const GC_ERROR rc = Producer::get().GCReadPort(reinterpret_cast<PortDevice*>(device)->port, address, buffer, &n);
     return rc == GC_ERR_SUCCESS && n == size ? TRUE : transferFailed(error, rc);
 }
 
-gboolean writeMemory(ArvDevice* device, guint64 address, guint32 size, void* buffer, GError** error)
-{
+gboolean writeMemory(ArvDevice* device, guint64 address, guint32 size, void* buffer, GError** error) {
     size_t n = size;
     const GC_ERROR rc = Producer::get().GCWritePort(reinterpret_cast<PortDevice*>(device)->port, address, buffer, &n);
     return rc == GC_ERR_SUCCESS ? TRUE : transferFailed(error, rc);
 }
 
-gboolean readRegister(ArvDevice* device, guint64 address, guint32* value, GError** error)
-{
+gboolean readRegister(ArvDevice* device, guint64 address, guint32* value, GError** error) {
     return readMemory(device, address, sizeof(*value), value, error);
 }
 
-gboolean writeRegister(ArvDevice* device, guint64 address, guint32 value, GError** error)
-{
+gboolean writeRegister(ArvDevice* device, guint64 address, guint32 value, GError** error) {
     return writeMemory(device, address, sizeof(value), &value, error);
 }
 
 void port_device_init(PortDevice*) {}
 
-void port_device_class_init(PortDeviceClass* cls)
-{
+void port_device_class_init(PortDeviceClass* cls) {
     ArvDeviceClass* device = ARV_DEVICE_CLASS(cls);
     device->read_memory = readMemory;
     device->write_memory = writeMemory;
@@ -72,26 +66,25 @@ void port_device_class_init(PortDeviceClass* cls)
 
 class SimDescription : public ::testing::Test {
 protected:
-    explicit SimDescription(const std::string& config = "cooling_time_constant_s = 0.05\n") : s(config, Session::ToDevice)
-    {
+    explicit SimDescription(const std::string& config = "cooling_time_constant_s = 0.05\n")
+        : s(config, Session::ToDevice) {
         device = static_cast<PortDevice*>(g_object_new(port_device_get_type(), nullptr));
         device->port = s.port;
         const std::string xml = servedXml();
         gc = arv_gc_new(ARV_DEVICE(device), xml.data(), xml.size());
     }
-    ~SimDescription() override
-    {
+    ~SimDescription() override {
         if (gc) g_object_unref(gc);
         g_object_unref(device);
     }
 
     // The zip archive read from the port as the URL says, unpacked by Aravis.
-    std::string servedXml()
-    {
+    std::string servedXml() {
         uint64_t address = 0, size = 0;
         INFO_DATATYPE type = 0;
         size_t n = sizeof(uint64_t);
-        EXPECT_EQ(s.gc.GCGetPortURLInfo(s.port, 0, URL_INFO_FILE_REGISTER_ADDRESS, &type, &address, &n), GC_ERR_SUCCESS);
+        EXPECT_EQ(s.gc.GCGetPortURLInfo(s.port, 0, URL_INFO_FILE_REGISTER_ADDRESS, &type, &address, &n),
+                  GC_ERR_SUCCESS);
         EXPECT_EQ(s.gc.GCGetPortURLInfo(s.port, 0, URL_INFO_FILE_SIZE, &type, &size, &n), GC_ERR_SUCCESS);
         std::vector<char> zipped(size);
         n = size;
@@ -109,54 +102,46 @@ protected:
         return xml;
     }
 
-    ArvGcNode* node(const char* name)
-    {
+    ArvGcNode* node(const char* name) {
         ArvGcNode* n = arv_gc_get_node(gc, name);
         EXPECT_NE(n, nullptr) << name;
         return n;
     }
-    int64_t integer(const char* name)
-    {
+    int64_t integer(const char* name) {
         GError* error = nullptr;
         const int64_t v = arv_gc_integer_get_value(ARV_GC_INTEGER(node(name)), &error);
         return checked(v, error, name);
     }
-    double number(const char* name)
-    {
+    double number(const char* name) {
         GError* error = nullptr;
         const double v = arv_gc_float_get_value(ARV_GC_FLOAT(node(name)), &error);
         return checked(v, error, name);
     }
-    std::string symbol(const char* name)
-    {
+    std::string symbol(const char* name) {
         GError* error = nullptr;
         const char* v = arv_gc_enumeration_get_string_value(ARV_GC_ENUMERATION(node(name)), &error);
         return checked(std::string(v ? v : ""), error, name);
     }
-    std::string text(const char* name)
-    {
+    std::string text(const char* name) {
         GError* error = nullptr;
         const char* v = arv_gc_string_get_value(ARV_GC_STRING(node(name)), &error);
         return checked(std::string(v ? v : ""), error, name);
     }
-    bool flag(const char* name)
-    {
+    bool flag(const char* name) {
         GError* error = nullptr;
         const bool v = arv_gc_boolean_get_value(ARV_GC_BOOLEAN(node(name)), &error);
         return checked(v, error, name);
     }
     // True when Aravis accepted the call.
     template <typename Call>
-    bool ok(Call call)
-    {
+    bool ok(Call call) {
         GError* error = nullptr;
         call(&error);
         const bool good = error == nullptr;
         g_clear_error(&error);
         return good;
     }
-    std::set<std::string> availableEntries(const char* name)
-    {
+    std::set<std::string> availableEntries(const char* name) {
         std::set<std::string> names;
         for (const GSList* e = arv_gc_enumeration_get_entries(ARV_GC_ENUMERATION(node(name))); e; e = e->next) {
             auto* entry = ARV_GC_FEATURE_NODE(e->data);
@@ -171,30 +156,36 @@ protected:
 
 private:
     template <typename T>
-    static T checked(T value, GError* error, const char* name)
-    {
+    static T checked(T value, GError* error, const char* name) {
         EXPECT_EQ(error, nullptr) << name << ": " << (error ? error->message : "");
         g_clear_error(&error);
         return value;
     }
 };
 
-TEST_F(SimDescription, EveryNamedFeatureReadsBackWhatTheProducerHolds)
-{
+TEST_F(SimDescription, EveryNamedFeatureReadsBackWhatTheProducerHolds) {
     ASSERT_NE(gc, nullptr) << "Aravis refused the description";
-    struct Int { const char* name; uint64_t address; };
-    for (const Int& f : {Int{"SensorWidth", reg::kSensorWidth}, Int{"SensorHeight", reg::kSensorHeight},
-                         Int{"WidthMax", reg::kWidthMax}, Int{"HeightMax", reg::kHeightMax}, Int{"Width", reg::kWidth},
-                         Int{"Height", reg::kHeight}, Int{"OffsetX", reg::kOffsetX}, Int{"OffsetY", reg::kOffsetY},
-                         Int{"BinningHorizontal", reg::kBinningHorizontal}, Int{"BinningVertical", reg::kBinningVertical},
-                         Int{"PayloadSize", reg::kPayloadSize}, Int{"TLParamsLocked", reg::kTLParamsLocked},
-                         Int{"AcquisitionBurstFrameCount", reg::kAcquisitionBurstFrameCount},
-                         Int{"TempSensorId", reg::kTempSensorBlock}, Int{"PressureSensorId", reg::kPressureSensorBlock}})
+    struct Int {
+        const char* name;
+        uint64_t address;
+    };
+    for (const Int& f :
+         {Int{"SensorWidth", reg::kSensorWidth}, Int{"SensorHeight", reg::kSensorHeight},
+          Int{"WidthMax", reg::kWidthMax}, Int{"HeightMax", reg::kHeightMax}, Int{"Width", reg::kWidth},
+          Int{"Height", reg::kHeight}, Int{"OffsetX", reg::kOffsetX}, Int{"OffsetY", reg::kOffsetY},
+          Int{"BinningHorizontal", reg::kBinningHorizontal}, Int{"BinningVertical", reg::kBinningVertical},
+          Int{"PayloadSize", reg::kPayloadSize}, Int{"TLParamsLocked", reg::kTLParamsLocked},
+          Int{"AcquisitionBurstFrameCount", reg::kAcquisitionBurstFrameCount},
+          Int{"TempSensorId", reg::kTempSensorBlock}, Int{"PressureSensorId", reg::kPressureSensorBlock}})
         EXPECT_EQ(integer(f.name), s.readInt(f.address)) << f.name;
     EXPECT_EQ(integer("SensorWidth"), 1296);
     EXPECT_EQ(integer("SensorHeight"), 1032);
 
-    struct Text { const char* name; uint64_t address; std::string expected; };
+    struct Text {
+        const char* name;
+        uint64_t address;
+        std::string expected;
+    };
     for (const Text& f : {Text{"DeviceVendorName", reg::kDeviceVendorName, "Orvanta ZEVO GmbH"},
                           Text{"DeviceModelName", reg::kDeviceModelName, "zevo.quillon 1.3 SWIR"},
                           Text{"DeviceFamilyName", reg::kDeviceFamilyName, "zevo.quillon"},
@@ -204,20 +195,23 @@ TEST_F(SimDescription, EveryNamedFeatureReadsBackWhatTheProducerHolds)
                           Text{"MaterialNumber", reg::kMaterialNumber, s.readString(reg::kMaterialNumber)},
                           Text{"TempSensorName", reg::kTempSensorBlock + reg::kSensorNameOffset, "Img-Sen"}}) {
         EXPECT_EQ(text(f.name), f.expected) << f.name;
-        EXPECT_EQ(s.readString(f.address, f.name == std::string("TempSensorName") ? reg::kSensorNameLength : reg::kStringLength),
+        EXPECT_EQ(s.readString(f.address,
+                               f.name == std::string("TempSensorName") ? reg::kSensorNameLength : reg::kStringLength),
                   f.expected);
     }
 
-    struct Enum { const char* name; std::string expected; };
-    for (const Enum& f : {Enum{"DeviceType", "Transmitter"}, Enum{"DeviceScanType", "Areascan"},
-                          Enum{"PixelFormat", "Mono12"}, Enum{"PixelSize", "Bpp12"},
-                          Enum{"AcquisitionMode", "Continuous"}, Enum{"ExposureMode", "Timed"},
-                          Enum{"ExposureAuto", "Off"}, Enum{"TriggerSelector", "FrameStart"},
-                          Enum{"TriggerMode", "Off"}, Enum{"TriggerSource", "Software"},
-                          Enum{"LineSelector", "Line0"}, Enum{"LineSource", "Off"}, Enum{"LineMode", "Input"},
-                          Enum{"DeviceTemperatureSelector", "Sensor"}, Enum{"CoolingMode", "Automatic"},
-                          Enum{"FanControlMode", "AutomaticTarget"}, Enum{"NUCMode", "Off"},
-                          Enum{"ZEVOTimestamp", "Off"}, Enum{"BalanceWhiteAuto", "Off"}})
+    struct Enum {
+        const char* name;
+        std::string expected;
+    };
+    for (const Enum& f :
+         {Enum{"DeviceType", "Transmitter"}, Enum{"DeviceScanType", "Areascan"}, Enum{"PixelFormat", "Mono12"},
+          Enum{"PixelSize", "Bpp12"}, Enum{"AcquisitionMode", "Continuous"}, Enum{"ExposureMode", "Timed"},
+          Enum{"ExposureAuto", "Off"}, Enum{"TriggerSelector", "FrameStart"}, Enum{"TriggerMode", "Off"},
+          Enum{"TriggerSource", "Software"}, Enum{"LineSelector", "Line0"}, Enum{"LineSource", "Off"},
+          Enum{"LineMode", "Input"}, Enum{"DeviceTemperatureSelector", "Sensor"}, Enum{"CoolingMode", "Automatic"},
+          Enum{"FanControlMode", "AutomaticTarget"}, Enum{"NUCMode", "Off"}, Enum{"ZEVOTimestamp", "Off"},
+          Enum{"BalanceWhiteAuto", "Off"}})
         EXPECT_EQ(symbol(f.name), f.expected) << f.name;
 
     EXPECT_DOUBLE_EQ(number("ExposureTime"), s.readFloat(reg::kExposureTime));
@@ -238,13 +232,13 @@ TEST_F(SimDescription, EveryNamedFeatureReadsBackWhatTheProducerHolds)
     EXPECT_EQ(error, nullptr);
 }
 
-TEST_F(SimDescription, WritesThroughTheEngineReachTheCameraAndItsDependentFeatures)
-{
+TEST_F(SimDescription, WritesThroughTheEngineReachTheCameraAndItsDependentFeatures) {
     ASSERT_NE(gc, nullptr);
     EXPECT_TRUE(ok([&](GError** e) { arv_gc_integer_set_value(ARV_GC_INTEGER(node("Width")), 640, e); }));
     EXPECT_EQ(s.readInt(reg::kWidth), 640);
     EXPECT_EQ(arv_gc_integer_get_max(ARV_GC_INTEGER(node("OffsetX")), nullptr), 1296 - 640);
-    EXPECT_TRUE(ok([&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("PixelFormat")), "Mono8", e); }));
+    EXPECT_TRUE(ok(
+        [&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("PixelFormat")), "Mono8", e); }));
     EXPECT_EQ(symbol("PixelSize"), "Bpp8");
     EXPECT_EQ(integer("PayloadSize"), 640 * 1032);
     EXPECT_TRUE(ok([&](GError** e) { arv_gc_integer_set_value(ARV_GC_INTEGER(node("TLParamsLocked")), 1, e); }));
@@ -254,34 +248,42 @@ TEST_F(SimDescription, WritesThroughTheEngineReachTheCameraAndItsDependentFeatur
     // Selectors switch what their selected features show.
     EXPECT_TRUE(ok([&](GError** e) { arv_gc_integer_set_value(ARV_GC_INTEGER(node("TempSensorId")), 1, e); }));
     EXPECT_EQ(text("TempSensorName"), "Hum-Sen");
-    EXPECT_TRUE(ok([&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("TriggerSelector")), "FrameBurstStart", e); }));
-    EXPECT_TRUE(ok([&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("TriggerMode")), "On", e); }));
-    EXPECT_TRUE(ok([&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("TriggerSelector")), "FrameStart", e); }));
+    EXPECT_TRUE(ok([&](GError** e) {
+        arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("TriggerSelector")), "FrameBurstStart", e);
+    }));
+    EXPECT_TRUE(
+        ok([&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("TriggerMode")), "On", e); }));
+    EXPECT_TRUE(ok([&](GError** e) {
+        arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("TriggerSelector")), "FrameStart", e);
+    }));
     EXPECT_EQ(symbol("TriggerMode"), "Off");
-    EXPECT_TRUE(ok([&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("LineSelector")), "Line2", e); }));
-    EXPECT_TRUE(ok([&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("LineSource")), "FrameTriggerOut", e); }));
+    EXPECT_TRUE(ok([&](GError** e) {
+        arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("LineSelector")), "Line2", e);
+    }));
+    EXPECT_TRUE(ok([&](GError** e) {
+        arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("LineSource")), "FrameTriggerOut", e);
+    }));
     EXPECT_EQ(symbol("LineMode"), "Output");
     EXPECT_FALSE(ok([&](GError** e) { arv_gc_float_set_value(ARV_GC_FLOAT(node("ExposureTime")), 5.0, e); }));
 }
 
-TEST_F(SimDescription, SensorTemperatureApproachesTheSetPointAndWarnsWhenOutOfReach)
-{
+TEST_F(SimDescription, SensorTemperatureApproachesTheSetPointAndWarnsWhenOutOfReach) {
     ASSERT_NE(gc, nullptr);
     EXPECT_TRUE(ok([&](GError** e) { arv_gc_float_set_value(ARV_GC_FLOAT(node("CoolingAutomaticValue")), 0.0, e); }));
-    std::this_thread::sleep_for(std::chrono::milliseconds(400));   // many time constants of 50 ms
+    std::this_thread::sleep_for(std::chrono::milliseconds(400));  // many time constants of 50 ms
     EXPECT_NEAR(number("TempSensorValue"), 0.0, 0.1);
     EXPECT_FALSE(flag("CoolingWarning"));
     EXPECT_TRUE(ok([&](GError** e) { arv_gc_float_set_value(ARV_GC_FLOAT(node("CoolingAutomaticValue")), -20.0, e); }));
     std::this_thread::sleep_for(std::chrono::milliseconds(400));
-    EXPECT_NEAR(number("TempSensorValue"), 24.0 - 40.0, 0.1);   // ambient less what the cooler can do
+    EXPECT_NEAR(number("TempSensorValue"), 24.0 - 40.0, 0.1);  // ambient less what the cooler can do
     EXPECT_TRUE(flag("CoolingWarning"));
 }
 
-TEST_F(SimDescription, CorrectionReferencesAreCreatedSavedLoadedAndUnlockTheirModes)
-{
+TEST_F(SimDescription, CorrectionReferencesAreCreatedSavedLoadedAndUnlockTheirModes) {
     ASSERT_NE(gc, nullptr);
     EXPECT_EQ(availableEntries("NUCMode"), (std::set<std::string>{"Off"}));
-    EXPECT_FALSE(ok([&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("NUCMode")), "Both", e); }));
+    EXPECT_FALSE(
+        ok([&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("NUCMode")), "Both", e); }));
 
     const std::filesystem::path dir = std::filesystem::path(::testing::TempDir()) / "zevo_nuc";
     std::filesystem::remove_all(dir);
@@ -295,8 +297,8 @@ TEST_F(SimDescription, CorrectionReferencesAreCreatedSavedLoadedAndUnlockTheirMo
     };
     ASSERT_TRUE(setPath("NUCBlackReferencePath", black));
     ASSERT_TRUE(setPath("NUCWhiteReferencePath", white));
-    EXPECT_FALSE(run("NUCBlackReferenceLoad"));   // no file yet
-    EXPECT_FALSE(run("NUCBlackReferenceSave"));   // nothing taken yet
+    EXPECT_FALSE(run("NUCBlackReferenceLoad"));  // no file yet
+    EXPECT_FALSE(run("NUCBlackReferenceSave"));  // nothing taken yet
     EXPECT_TRUE(run("CreateBlackReference"));
     EXPECT_TRUE(run("NUCBlackReferenceSave"));
     EXPECT_EQ(availableEntries("NUCMode"), (std::set<std::string>{"Off", "BlackReferenceOnly"}));
@@ -312,16 +314,17 @@ TEST_F(SimDescription, CorrectionReferencesAreCreatedSavedLoadedAndUnlockTheirMo
         device->port = fresh.port;
         EXPECT_EQ(availableEntries("NUCMode"), (std::set<std::string>{"Off"}));
         ASSERT_TRUE(setPath("NUCBlackReferencePath", white));
-        EXPECT_FALSE(run("NUCBlackReferenceLoad"));   // a white reference is no black one
+        EXPECT_FALSE(run("NUCBlackReferenceLoad"));  // a white reference is no black one
         ASSERT_TRUE(setPath("NUCBlackReferencePath", black));
         ASSERT_TRUE(setPath("NUCWhiteReferencePath", white));
         EXPECT_TRUE(run("NUCBlackReferenceLoad"));
         EXPECT_TRUE(run("NUCWhiteReferenceLoad"));
         EXPECT_EQ(availableEntries("NUCMode"), (std::set<std::string>{"Off", "BlackReferenceOnly", "Both"}));
-        EXPECT_TRUE(ok([&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("NUCMode")), "Both", e); }));
+        EXPECT_TRUE(ok(
+            [&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("NUCMode")), "Both", e); }));
         EXPECT_EQ(fresh.readInt(reg::kNUCMode), 2);
     }
-    s.gc.GCInitLib();   // the fixture's session closes the library once more
+    s.gc.GCInitLib();  // the fixture's session closes the library once more
 }
 
 }  // namespace
@@ -331,8 +334,7 @@ namespace zevo::test {
 namespace {
 
 // The modules' own ports describe the modules: Aravis loads each plain description.
-TEST(SimModulePorts, EveryModuleDescribesItselfThroughItsPort)
-{
+TEST(SimModulePorts, EveryModuleDescribesItselfThroughItsPort) {
     Session s;
     for (const auto& [handle, feature, expected] :
          {std::tuple<void*, const char*, std::string>{s.tl, "TLVendorName", "Orvanta ZEVO GmbH"},

@@ -6,23 +6,20 @@
 namespace zevo::test {
 namespace {
 
-uint32_t devicesAfterUpdate(Session& s)
-{
+uint32_t devicesAfterUpdate(Session& s) {
     uint32_t n = 99;
     EXPECT_EQ(s.gc.IFUpdateDeviceList(s.iface, nullptr, 100), GC_ERR_SUCCESS);
     EXPECT_EQ(s.gc.IFGetNumDevices(s.iface, &n), GC_ERR_SUCCESS);
     return n;
 }
 
-std::string urlInfoText(Session& s, URL_INFO_CMD cmd)
-{
+std::string urlInfoText(Session& s, URL_INFO_CMD cmd) {
     INFO_DATATYPE type = 0;
     return Session::text([&](char* b, size_t* n) { return s.gc.GCGetPortURLInfo(s.port, 0, cmd, &type, b, n); });
 }
 
 // The description text, read through the port as served (plain XML configured).
-std::string servedXml(Session& s)
-{
+std::string servedXml(Session& s) {
     uint64_t address = 0, size = 0;
     INFO_DATATYPE type = 0;
     size_t n = sizeof(uint64_t);
@@ -34,8 +31,7 @@ std::string servedXml(Session& s)
     return xml;
 }
 
-TEST(SimFaults, InitAndOpenFailuresComeFromTheirFunctions)
-{
+TEST(SimFaults, InitAndOpenFailuresComeFromTheirFunctions) {
     Producer& gc = Producer::get();
     useConfig("fault.GCInitLib = -1001\n");
     EXPECT_EQ(gc.GCInitLib(), GC_ERR_ERROR);
@@ -44,21 +40,20 @@ TEST(SimFaults, InitAndOpenFailuresComeFromTheirFunctions)
     ASSERT_EQ(gc.GCInitLib(), GC_ERR_SUCCESS);
     TL_HANDLE tl = nullptr;
     EXPECT_EQ(gc.TLOpen(&tl), GC_ERR_ACCESS_DENIED);
-    EXPECT_EQ(gc.TLOpen(&tl), GC_ERR_SUCCESS);   // only the first call fails
+    EXPECT_EQ(gc.TLOpen(&tl), GC_ERR_SUCCESS);  // only the first call fails
     EXPECT_EQ(gc.GCCloseLib(), GC_ERR_SUCCESS);
     useConfig("no_equals_sign_here\n");
     EXPECT_EQ(gc.GCInitLib(), GC_ERR_INVALID_PARAMETER);
 }
 
-TEST(SimFaults, DevicesAppearLateVanishAndReportAConfiguredAccessStatus)
-{
+TEST(SimFaults, DevicesAppearLateVanishAndReportAConfiguredAccessStatus) {
     {
         Session s("devices_appear_after_updates = 2\ndevices_vanish_after_updates = 5\n", Session::ToInterface);
-        EXPECT_TRUE(s.deviceId.empty());         // the session's update was the first
+        EXPECT_TRUE(s.deviceId.empty());  // the session's update was the first
         EXPECT_EQ(devicesAfterUpdate(s), 0u);
-        EXPECT_EQ(devicesAfterUpdate(s), 1u);   // third update
+        EXPECT_EQ(devicesAfterUpdate(s), 1u);  // third update
         EXPECT_EQ(devicesAfterUpdate(s), 1u);
-        EXPECT_EQ(devicesAfterUpdate(s), 0u);   // fifth update
+        EXPECT_EQ(devicesAfterUpdate(s), 0u);  // fifth update
     }
     {
         // Opens like a free device, then reports busy; the display name is taken as configured.
@@ -69,7 +64,8 @@ TEST(SimFaults, DevicesAppearLateVanishAndReportAConfiguredAccessStatus)
         EXPECT_EQ(open.gc.DevGetInfo(open.dev, DEVICE_INFO_ACCESS_STATUS, &type, &status, &size), GC_ERR_SUCCESS);
         EXPECT_EQ(status, DEVICE_ACCESS_STATUS_BUSY);
         EXPECT_EQ(Session::text([&](char* b, size_t* n) {
-                      return open.gc.IFGetDeviceInfo(open.iface, open.deviceId.c_str(), DEVICE_INFO_DISPLAYNAME, &type, b, n);
+                      return open.gc.IFGetDeviceInfo(open.iface, open.deviceId.c_str(), DEVICE_INFO_DISPLAYNAME, &type,
+                                                     b, n);
                   }),
                   "Bench camera 7");
     }
@@ -84,10 +80,10 @@ TEST(SimFaults, DevicesAppearLateVanishAndReportAConfiguredAccessStatus)
     EXPECT_EQ(s.gc.IFOpenDevice(s.iface, s.deviceId.c_str(), DEVICE_ACCESS_EXCLUSIVE, &dev), GC_ERR_ACCESS_DENIED);
 }
 
-TEST(SimFaults, StreamFaultsHitTheConfiguredCalls)
-{
-    Session s("unlimited_frame_rate = 1\nfault.DSRevokeBuffer = -1022, 2\nfault.EventGetData = -1011, 1, 2\n"
-              "fault.BUFFER_INFO_BASE = 0, 1, 1\nfault.DSQueueBuffer = -1010, 1, 3\n");
+TEST(SimFaults, StreamFaultsHitTheConfiguredCalls) {
+    Session s(
+        "unlimited_frame_rate = 1\nfault.DSRevokeBuffer = -1022, 2\nfault.EventGetData = -1011, 1, 2\n"
+        "fault.BUFFER_INFO_BASE = 0, 1, 1\nfault.DSQueueBuffer = -1010, 1, 3\n");
     BUFFER_HANDLE b = nullptr;
     ASSERT_EQ(s.gc.DSAllocAndAnnounceBuffer(s.ds, s.streamInfo<size_t>(STREAM_INFO_PAYLOAD_SIZE), nullptr, &b),
               GC_ERR_SUCCESS);
@@ -117,8 +113,7 @@ TEST(SimFaults, StreamFaultsHitTheConfiguredCalls)
     EXPECT_EQ(baseIsNull, (std::vector<bool>{false, true, false}));
 }
 
-TEST(SimFaults, DescriptionUrlsAndShortReadsAreServedAsConfigured)
-{
+TEST(SimFaults, DescriptionUrlsAndShortReadsAreServedAsConfigured) {
     {
         Session s("url = local:///Cam.zip;10000;2A3F?SchemaVersion=1.1.0\n", Session::ToDevice);
         EXPECT_EQ(urlInfoText(s, URL_INFO_URL), "local:///Cam.zip;10000;2A3F?SchemaVersion=1.1.0");
@@ -129,7 +124,8 @@ TEST(SimFaults, DescriptionUrlsAndShortReadsAreServedAsConfigured)
         EXPECT_EQ(std::string(magic, 2), "PK");
     }
     {
-        Session s("url_scheme = file\nxml_zipped = 0\nxml_file_dir = " + ::testing::TempDir() + "zevo_file_url\n", Session::ToDevice);
+        Session s("url_scheme = file\nxml_zipped = 0\nxml_file_dir = " + ::testing::TempDir() + "zevo_file_url\n",
+                  Session::ToDevice);
         const std::string url = urlInfoText(s, URL_INFO_URL);
         ASSERT_EQ(url.rfind("file:///", 0), 0u) << url;
         const std::string path = url.substr(7, url.find('?') - 7);
@@ -153,7 +149,7 @@ TEST(SimFaults, DescriptionUrlsAndShortReadsAreServedAsConfigured)
         EXPECT_EQ(xml.rfind("<?xml", 0), 0u);
         n = 8;
         EXPECT_EQ(s.gc.GCReadPort(s.port, reg::kWidth, &size, &n), GC_ERR_SUCCESS);
-        EXPECT_EQ(n, 8u);   // registers outside the description read whole
+        EXPECT_EQ(n, 8u);  // registers outside the description read whole
     }
     Session s("url_info = 0\n", Session::ToDevice);
     uint64_t value = 0;
@@ -162,13 +158,14 @@ TEST(SimFaults, DescriptionUrlsAndShortReadsAreServedAsConfigured)
     EXPECT_EQ(s.gc.GCGetPortURLInfo(s.port, 0, URL_INFO_URL, &type, &value, &n), GC_ERR_NOT_IMPLEMENTED);
 }
 
-TEST(SimFaults, DescriptionVariantsAndIdentityOverrides)
-{
+TEST(SimFaults, DescriptionVariantsAndIdentityOverrides) {
     const std::string fiftyChars(50, 'Q');
-    Session s("xml_zipped = 0\ninfo_names = 1\nremove_features = BalanceWhiteAuto, TempSensorId\n"
-              "trigger_selector_read_only = 1\npixel_formats = Mono8, Mono16msb\ndevice_version = AB\n"
-              "model_name = " + fiftyChars + "\ntemperature.Backend = 61.5\ncooling_warning = 1\n",
-              Session::ToDevice);
+    Session s(
+        "xml_zipped = 0\ninfo_names = 1\nremove_features = BalanceWhiteAuto, TempSensorId\n"
+        "trigger_selector_read_only = 1\npixel_formats = Mono8, Mono16msb\ndevice_version = AB\n"
+        "model_name = " +
+            fiftyChars + "\ntemperature.Backend = 61.5\ncooling_warning = 1\n",
+        Session::ToDevice);
     const std::string xml = servedXml(s);
     EXPECT_EQ(xml.find("\"BalanceWhiteAuto\""), std::string::npos);
     EXPECT_EQ(xml.find("\"TempSensorId\""), std::string::npos);
@@ -188,7 +185,7 @@ TEST(SimFaults, DescriptionVariantsAndIdentityOverrides)
     EXPECT_EQ(s.readString(reg::kTempSensorBlock + reg::kSensorNameOffset, reg::kSensorNameLength), "Backend");
     EXPECT_DOUBLE_EQ(s.readFloat(reg::kTempSensorBlock + reg::kSensorValueOffset), 61.5);
     EXPECT_EQ(s.readInt(reg::kCoolingWarning), 1);
-    EXPECT_EQ(s.readInt(reg::kPixelFormat), 0x01080001);   // the first offered format
+    EXPECT_EQ(s.readInt(reg::kPixelFormat), 0x01080001);  // the first offered format
 }
 
 }  // namespace

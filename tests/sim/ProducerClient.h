@@ -20,20 +20,24 @@ namespace zevo::test {
 
 using namespace GenTL;
 
-#define ZEVO_GENTL_FUNCTIONS(X)                                                                               \
-    X(GCInitLib) X(GCCloseLib) X(GCGetInfo) X(GCGetLastError) X(GCReadPort) X(GCWritePort) X(GCGetPortURL)  \
-    X(GCGetPortInfo) X(GCRegisterEvent) X(GCUnregisterEvent) X(EventGetData) X(EventGetDataInfo)             \
-    X(EventGetInfo) X(EventFlush) X(EventKill) X(TLOpen) X(TLClose) X(TLGetInfo) X(TLGetNumInterfaces)        \
-    X(TLGetInterfaceID) X(TLGetInterfaceInfo) X(TLOpenInterface) X(TLUpdateInterfaceList) X(IFClose)        \
-    X(IFGetInfo) X(IFGetNumDevices) X(IFGetDeviceID) X(IFUpdateDeviceList) X(IFGetDeviceInfo)               \
-    X(IFOpenDevice) X(DevGetPort) X(DevGetNumDataStreams) X(DevGetDataStreamID) X(DevOpenDataStream)         \
-    X(DevGetInfo) X(DevClose) X(DSAnnounceBuffer) X(DSAllocAndAnnounceBuffer) X(DSFlushQueue)                 \
-    X(DSStartAcquisition) X(DSStopAcquisition) X(DSGetInfo) X(DSGetBufferID) X(DSClose) X(DSRevokeBuffer)     \
-    X(DSQueueBuffer) X(DSGetBufferInfo) X(GCGetNumPortURLs) X(GCGetPortURLInfo) X(GCReadPortStacked)          \
-    X(GCWritePortStacked) X(DSGetBufferChunkData) X(IFGetParentTL) X(DevGetParentIF) X(DSGetParentDev)       \
-    X(DSGetNumBufferParts) X(DSGetBufferPartInfo) X(DSAnnounceCompositeBuffer) X(DSGetBufferInfoStacked)     \
-    X(DSGetBufferPartInfoStacked) X(DSGetNumFlows) X(DSGetFlowInfo) X(DSGetNumBufferSegments)                 \
-    X(DSGetBufferSegmentInfo)
+#define ZEVO_GENTL_FUNCTIONS(X)                                                                                        \
+    X(GCInitLib)                                                                                                       \
+    X(GCCloseLib) X(GCGetInfo) X(GCGetLastError) X(GCReadPort) X(GCWritePort) X(GCGetPortURL) X(GCGetPortInfo)         \
+        X(GCRegisterEvent) X(GCUnregisterEvent) X(EventGetData) X(EventGetDataInfo) X(EventGetInfo) X(EventFlush)      \
+            X(EventKill) X(TLOpen) X(TLClose) X(TLGetInfo) X(TLGetNumInterfaces) X(TLGetInterfaceID)                   \
+                X(TLGetInterfaceInfo) X(TLOpenInterface) X(TLUpdateInterfaceList) X(IFClose) X(IFGetInfo)              \
+                    X(IFGetNumDevices) X(IFGetDeviceID) X(IFUpdateDeviceList) X(IFGetDeviceInfo) X(IFOpenDevice)       \
+                        X(DevGetPort) X(DevGetNumDataStreams) X(DevGetDataStreamID) X(DevOpenDataStream) X(DevGetInfo) \
+                            X(DevClose) X(DSAnnounceBuffer) X(DSAllocAndAnnounceBuffer) X(DSFlushQueue)                \
+                                X(DSStartAcquisition) X(DSStopAcquisition) X(DSGetInfo) X(DSGetBufferID) X(DSClose)    \
+                                    X(DSRevokeBuffer) X(DSQueueBuffer) X(DSGetBufferInfo) X(GCGetNumPortURLs)          \
+                                        X(GCGetPortURLInfo) X(GCReadPortStacked) X(GCWritePortStacked)                 \
+                                            X(DSGetBufferChunkData) X(IFGetParentTL) X(DevGetParentIF)                 \
+                                                X(DSGetParentDev) X(DSGetNumBufferParts) X(DSGetBufferPartInfo)        \
+                                                    X(DSAnnounceCompositeBuffer) X(DSGetBufferInfoStacked)             \
+                                                        X(DSGetBufferPartInfoStacked) X(DSGetNumFlows)                 \
+                                                            X(DSGetFlowInfo) X(DSGetNumBufferSegments)                 \
+                                                                X(DSGetBufferSegmentInfo)
 
 struct Producer {
 #define ZEVO_MEMBER(name) P##name name = nullptr;
@@ -43,19 +47,17 @@ struct Producer {
     int resolved = 0;
 
     // One load per test program: the producer is a process-wide library like any .cti.
-    static Producer& get()
-    {
+    static Producer& get() {
         static Producer p = load();
         return p;
     }
 
 private:
-    static Producer load()
-    {
+    static Producer load() {
         Producer p;
         p.module = tq4::platform::loadModule(ZEVO_CTI_PATH);
-#define ZEVO_RESOLVE(name)                                                                                   \
-    p.name = reinterpret_cast<P##name>(p.module ? tq4::platform::moduleSymbol(p.module, #name) : nullptr);        \
+#define ZEVO_RESOLVE(name)                                                                                 \
+    p.name = reinterpret_cast<P##name>(p.module ? tq4::platform::moduleSymbol(p.module, #name) : nullptr); \
     p.resolved += p.name != nullptr;
         ZEVO_GENTL_FUNCTIONS(ZEVO_RESOLVE)
 #undef ZEVO_RESOLVE
@@ -65,8 +67,7 @@ private:
 
 // Writes `text` as the configuration file and points ZEVO_SIM_CONFIG at it (empty: none).
 // The file name is unique per process, so that test programs may run in parallel.
-inline void useConfig(const std::string& text)
-{
+inline void useConfig(const std::string& text) {
     static const std::string path =
         ::testing::TempDir() + "zevo_sim_test_" + std::to_string(std::random_device{}()) + ".cfg";
     std::ofstream(path, std::ios::trunc) << text;
@@ -86,8 +87,7 @@ struct Session {
     enum Depth { ToInterface, ToDevice, ToStream };
 
     // ToInterface also lists the devices once and remembers the first ID, if any.
-    explicit Session(const std::string& config = "", Depth depth = ToStream)
-    {
+    explicit Session(const std::string& config = "", Depth depth = ToStream) {
         useConfig(config);
         EXPECT_EQ(gc.GCInitLib(), GC_ERR_SUCCESS);
         EXPECT_EQ(gc.TLOpen(&tl), GC_ERR_SUCCESS);
@@ -107,8 +107,7 @@ struct Session {
 
     // A text answer of a size-query function: first the size, then the text.
     template <typename Query>
-    static std::string text(Query query)
-    {
+    static std::string text(Query query) {
         size_t size = 0;
         if (query(nullptr, &size) != GC_ERR_SUCCESS || size == 0) return {};
         std::vector<char> buffer(size);
@@ -116,39 +115,33 @@ struct Session {
         return std::string(buffer.data());
     }
 
-    int64_t readInt(uint64_t address) const
-    {
+    int64_t readInt(uint64_t address) const {
         int64_t v = 0;
         size_t n = sizeof(v);
         EXPECT_EQ(gc.GCReadPort(port, address, &v, &n), GC_ERR_SUCCESS);
         return v;
     }
-    double readFloat(uint64_t address) const
-    {
+    double readFloat(uint64_t address) const {
         double v = 0;
         size_t n = sizeof(v);
         EXPECT_EQ(gc.GCReadPort(port, address, &v, &n), GC_ERR_SUCCESS);
         return v;
     }
-    std::string readString(uint64_t address, size_t length = reg::kStringLength) const
-    {
+    std::string readString(uint64_t address, size_t length = reg::kStringLength) const {
         std::vector<char> v(length + 1, 0);
         size_t n = length;
         EXPECT_EQ(gc.GCReadPort(port, address, v.data(), &n), GC_ERR_SUCCESS);
         return v.data();
     }
-    GC_ERROR writeInt(uint64_t address, int64_t v) const
-    {
+    GC_ERROR writeInt(uint64_t address, int64_t v) const {
         size_t n = sizeof(v);
         return gc.GCWritePort(port, address, &v, &n);
     }
-    GC_ERROR writeFloat(uint64_t address, double v) const
-    {
+    GC_ERROR writeFloat(uint64_t address, double v) const {
         size_t n = sizeof(v);
         return gc.GCWritePort(port, address, &v, &n);
     }
-    GC_ERROR writeString(uint64_t address, const std::string& v, size_t length) const
-    {
+    GC_ERROR writeString(uint64_t address, const std::string& v, size_t length) const {
         std::vector<char> bytes(length, 0);
         std::memcpy(bytes.data(), v.data(), std::min(v.size(), length - 1));
         size_t n = length;
@@ -157,8 +150,7 @@ struct Session {
     GC_ERROR execute(uint64_t address) const { return writeInt(address, 1); }
 
     template <typename T>
-    T streamInfo(STREAM_INFO_CMD cmd) const
-    {
+    T streamInfo(STREAM_INFO_CMD cmd) const {
         T v{};
         INFO_DATATYPE type = 0;
         size_t size = sizeof(v);
@@ -166,8 +158,7 @@ struct Session {
         return v;
     }
     template <typename T>
-    T bufferInfo(BUFFER_HANDLE b, BUFFER_INFO_CMD cmd) const
-    {
+    T bufferInfo(BUFFER_HANDLE b, BUFFER_INFO_CMD cmd) const {
         T v{};
         INFO_DATATYPE type = 0;
         size_t size = sizeof(v);

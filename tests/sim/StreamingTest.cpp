@@ -18,8 +18,7 @@ struct Acquisition {
     std::vector<BUFFER_HANDLE> buffers;
     EVENT_HANDLE event = nullptr;
 
-    Acquisition(Session& session, size_t count, size_t size = 0) : s(session)
-    {
+    Acquisition(Session& session, size_t count, size_t size = 0) : s(session) {
         if (size == 0) size = s.streamInfo<size_t>(STREAM_INFO_PAYLOAD_SIZE);
         for (size_t i = 0; i < count; ++i) {
             BUFFER_HANDLE b = nullptr;
@@ -30,15 +29,13 @@ struct Acquisition {
         EXPECT_EQ(s.gc.GCRegisterEvent(s.ds, EVENT_NEW_BUFFER, &event), GC_ERR_SUCCESS);
     }
 
-    void start(uint64_t count = GENTL_INFINITE)
-    {
+    void start(uint64_t count = GENTL_INFINITE) {
         ASSERT_EQ(s.gc.DSStartAcquisition(s.ds, ACQ_START_FLAGS_DEFAULT, count), GC_ERR_SUCCESS);
         ASSERT_EQ(s.execute(reg::kAcquisitionStart), GC_ERR_SUCCESS);
     }
 
     // The next delivered buffer, or null with the GenTL code in `rc`.
-    BUFFER_HANDLE next(uint64_t timeoutMs, GC_ERROR* rc = nullptr, void** user = nullptr)
-    {
+    BUFFER_HANDLE next(uint64_t timeoutMs, GC_ERROR* rc = nullptr, void** user = nullptr) {
         EVENT_NEW_BUFFER_DATA data{};
         size_t size = sizeof(data);
         const GC_ERROR r = s.gc.EventGetData(event, &data, &size, timeoutMs);
@@ -50,8 +47,7 @@ struct Acquisition {
     const uint8_t* data(BUFFER_HANDLE b) const { return s.bufferInfo<const uint8_t*>(b, BUFFER_INFO_BASE); }
 };
 
-TEST(SimStreaming, ThousandFramesArriveOnceInOrderWithRightSizeAndRisingTimestamps)
-{
+TEST(SimStreaming, ThousandFramesArriveOnceInOrderWithRightSizeAndRisingTimestamps) {
     Session s("unlimited_frame_rate = 1\n");
     ASSERT_EQ(s.writeInt(reg::kPixelFormat, Mono16), GC_ERR_SUCCESS);
     const size_t payload = s.streamInfo<size_t>(STREAM_INFO_PAYLOAD_SIZE);
@@ -83,8 +79,7 @@ TEST(SimStreaming, ThousandFramesArriveOnceInOrderWithRightSizeAndRisingTimestam
     EXPECT_EQ(s.gc.DSStopAcquisition(s.ds, ACQ_STOP_FLAGS_KILL), GC_ERR_RESOURCE_IN_USE);
 }
 
-TEST(SimStreaming, EventKillEndsAWaitWithAbortAndLosesNoBuffer)
-{
+TEST(SimStreaming, EventKillEndsAWaitWithAbortAndLosesNoBuffer) {
     Session s;
     Acquisition a(s, 2);
     auto waiter = std::async(std::launch::async, [&] {
@@ -108,7 +103,7 @@ TEST(SimStreaming, EventKillEndsAWaitWithAbortAndLosesNoBuffer)
     const BUFFER_HANDLE b = a.next(0, &rc);
     ASSERT_EQ(rc, GC_ERR_SUCCESS);
     EXPECT_EQ(s.bufferInfo<uint8_t>(b, BUFFER_INFO_NEW_DATA), 0);
-    ASSERT_NE(a.next(0, &rc), nullptr);   // the second buffer; the queue is empty now
+    ASSERT_NE(a.next(0, &rc), nullptr);  // the second buffer; the queue is empty now
     // Unregistering ends waits too.
     auto second = std::async(std::launch::async, [&] {
         GC_ERROR r = 0;
@@ -121,8 +116,7 @@ TEST(SimStreaming, EventKillEndsAWaitWithAbortAndLosesNoBuffer)
     EXPECT_EQ(s.gc.EventKill(a.event), GC_ERR_INVALID_HANDLE);
 }
 
-TEST(SimStreaming, RevokeIsRefusedWhileQueuedAndEveryFlushMovesTheRightBuffers)
-{
+TEST(SimStreaming, RevokeIsRefusedWhileQueuedAndEveryFlushMovesTheRightBuffers) {
     Session s;
     Acquisition a(s, 3, 4096);
     EXPECT_EQ(s.streamInfo<size_t>(STREAM_INFO_NUM_ANNOUNCED), 3u);
@@ -149,22 +143,21 @@ TEST(SimStreaming, RevokeIsRefusedWhileQueuedAndEveryFlushMovesTheRightBuffers)
     EXPECT_EQ(second, a.buffers[1]);
     void *memory = &s, *user = nullptr;
     EXPECT_EQ(s.gc.DSRevokeBuffer(s.ds, a.buffers[1], &memory, &user), GC_ERR_SUCCESS);
-    EXPECT_EQ(memory, nullptr);   // allocated by the producer
+    EXPECT_EQ(memory, nullptr);  // allocated by the producer
     EXPECT_EQ(user, reinterpret_cast<void*>(2));
     ASSERT_EQ(s.gc.DSGetBufferID(s.ds, 1, &second), GC_ERR_SUCCESS);
-    EXPECT_EQ(second, a.buffers[2]);   // revoking compacts the indices
+    EXPECT_EQ(second, a.buffers[2]);  // revoking compacts the indices
 }
 
-TEST(SimStreaming, SoftwareTriggerGivesOneFrameAndBurstTriggerGivesTheBurst)
-{
+TEST(SimStreaming, SoftwareTriggerGivesOneFrameAndBurstTriggerGivesTheBurst) {
     Session s;
     ASSERT_EQ(s.writeInt(reg::kWidth, 64), GC_ERR_SUCCESS);
     ASSERT_EQ(s.writeInt(reg::kHeight, 32), GC_ERR_SUCCESS);
     ASSERT_EQ(s.writeFloat(reg::kExposureTime, 100.0), GC_ERR_SUCCESS);
     ASSERT_EQ(s.writeInt(reg::kAcquisitionFrameRateEnable, 0), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.writeInt(reg::kTriggerSelector, 0), GC_ERR_SUCCESS);   // FrameStart
+    ASSERT_EQ(s.writeInt(reg::kTriggerSelector, 0), GC_ERR_SUCCESS);  // FrameStart
     ASSERT_EQ(s.writeInt(reg::kTriggerMode, 1), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.writeInt(reg::kTriggerSource, 0), GC_ERR_SUCCESS);     // Software
+    ASSERT_EQ(s.writeInt(reg::kTriggerSource, 0), GC_ERR_SUCCESS);  // Software
     Acquisition a(s, 8);
     a.start();
     GC_ERROR rc = 0;
@@ -175,7 +168,7 @@ TEST(SimStreaming, SoftwareTriggerGivesOneFrameAndBurstTriggerGivesTheBurst)
     EXPECT_EQ(a.next(100, &rc), nullptr);
 
     ASSERT_EQ(s.writeInt(reg::kTriggerMode, 0), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.writeInt(reg::kTriggerSelector, 1), GC_ERR_SUCCESS);   // FrameBurstStart
+    ASSERT_EQ(s.writeInt(reg::kTriggerSelector, 1), GC_ERR_SUCCESS);  // FrameBurstStart
     ASSERT_EQ(s.writeInt(reg::kTriggerMode, 1), GC_ERR_SUCCESS);
     ASSERT_EQ(s.writeInt(reg::kAcquisitionBurstFrameCount, 3), GC_ERR_SUCCESS);
     ASSERT_EQ(s.execute(reg::kTriggerSoftware), GC_ERR_SUCCESS);
@@ -184,8 +177,7 @@ TEST(SimStreaming, SoftwareTriggerGivesOneFrameAndBurstTriggerGivesTheBurst)
     EXPECT_EQ(rc, GC_ERR_TIMEOUT);
 }
 
-TEST(SimStreaming, StopsByItselfAfterTheRequestedNumberOfBuffers)
-{
+TEST(SimStreaming, StopsByItselfAfterTheRequestedNumberOfBuffers) {
     Session s("unlimited_frame_rate = 1\n");
     Acquisition a(s, 8, 0);
     a.start(5);
@@ -202,18 +194,18 @@ TEST(SimStreaming, StopsByItselfAfterTheRequestedNumberOfBuffers)
 }
 
 // Every format: payload, declared format, codes within the bit depth, a recognisable scene.
-TEST(SimStreaming, ImagesFitFormatGeometryAndBitDepth)
-{
+TEST(SimStreaming, ImagesFitFormatGeometryAndBitDepth) {
     Session s("unlimited_frame_rate = 1\npixel_formats = Mono8, Mono12, Mono16, Mono12msb\n");
     ASSERT_EQ(s.writeInt(reg::kBinningHorizontal, 2), GC_ERR_SUCCESS);
     EXPECT_EQ(s.readInt(reg::kWidthMax), 648);
     EXPECT_EQ(s.readInt(reg::kWidth), 648);
     ASSERT_EQ(s.writeInt(reg::kHeight, 512), GC_ERR_SUCCESS);
     ASSERT_EQ(s.writeInt(reg::kOffsetY, 100), GC_ERR_SUCCESS);
-    EXPECT_EQ(s.writeInt(reg::kOffsetY, 101), GC_ERR_INVALID_VALUE);   // increment 4
-    EXPECT_EQ(s.writeInt(reg::kPixelFormat, 0x01100003), GC_ERR_INVALID_VALUE);   // Mono10 not offered
-    for (const auto& [format, bits, bpp, msb] : {std::tuple{Mono8, 8, 1, false}, std::tuple{Mono12, 12, 2, false},
-                                                 std::tuple{Mono16, 16, 2, false}, std::tuple{Mono12msb, 12, 2, true}}) {
+    EXPECT_EQ(s.writeInt(reg::kOffsetY, 101), GC_ERR_INVALID_VALUE);             // increment 4
+    EXPECT_EQ(s.writeInt(reg::kPixelFormat, 0x01100003), GC_ERR_INVALID_VALUE);  // Mono10 not offered
+    for (const auto& [format, bits, bpp, msb] :
+         {std::tuple{Mono8, 8, 1, false}, std::tuple{Mono12, 12, 2, false}, std::tuple{Mono16, 16, 2, false},
+          std::tuple{Mono12msb, 12, 2, true}}) {
         ASSERT_EQ(s.writeInt(reg::kPixelFormat, format), GC_ERR_SUCCESS);
         EXPECT_EQ(s.readInt(reg::kPixelSize), bits);
         const size_t payload = size_t(648) * 512 * bpp;
@@ -249,8 +241,7 @@ TEST(SimStreaming, ImagesFitFormatGeometryAndBitDepth)
     EXPECT_EQ(s.writeInt(reg::kWidth, 320), GC_ERR_SUCCESS);
 }
 
-TEST(SimStreaming, ATooSmallBufferIsDeliveredIncomplete)
-{
+TEST(SimStreaming, ATooSmallBufferIsDeliveredIncomplete) {
     Session s("unlimited_frame_rate = 1\n");
     const size_t payload = s.streamInfo<size_t>(STREAM_INFO_PAYLOAD_SIZE);
     Acquisition a(s, 1, payload / 2);
@@ -263,25 +254,24 @@ TEST(SimStreaming, ATooSmallBufferIsDeliveredIncomplete)
     EXPECT_EQ(s.bufferInfo<size_t>(b, BUFFER_INFO_DATA_SIZE), payload);
 }
 
-TEST(SimStreaming, FramesComeAtTheConfiguredRateAndFramesWithoutBuffersAreCountedLost)
-{
+TEST(SimStreaming, FramesComeAtTheConfiguredRateAndFramesWithoutBuffersAreCountedLost) {
     Session s;
     ASSERT_EQ(s.writeInt(reg::kHeight, 64), GC_ERR_SUCCESS);
     ASSERT_EQ(s.writeFloat(reg::kExposureTime, 1000.0), GC_ERR_SUCCESS);
     ASSERT_EQ(s.writeFloat(reg::kAcquisitionFrameRate, 50.0), GC_ERR_SUCCESS);
-    EXPECT_GT(s.readFloat(reg::kAcquisitionFrameRateMax), 125.0);   // a small region reads out faster
+    EXPECT_GT(s.readFloat(reg::kAcquisitionFrameRateMax), 125.0);  // a small region reads out faster
     Acquisition a(s, 1);
     a.start();
     const auto begin = std::chrono::steady_clock::now();
     const BUFFER_HANDLE first = a.next(2000);
     ASSERT_NE(first, nullptr);
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));   // no buffer queued meanwhile
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));  // no buffer queued meanwhile
     ASSERT_EQ(s.gc.DSQueueBuffer(s.ds, first), GC_ERR_SUCCESS);
     const BUFFER_HANDLE second = a.next(2000);
     ASSERT_NE(second, nullptr);
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(200));
     const uint64_t id = s.bufferInfo<uint64_t>(second, BUFFER_INFO_FRAMEID);
-    EXPECT_GT(id, 4u);   // lost frames use up their ids
+    EXPECT_GT(id, 4u);  // lost frames use up their ids
     EXPECT_LE(id - 2, s.streamInfo<uint64_t>(STREAM_INFO_NUM_UNDERRUN));
 }
 

@@ -5,27 +5,25 @@
 namespace zevo::test {
 namespace {
 
-std::string deviceInfo(Session& s, DEVICE_INFO_CMD cmd)
-{
+std::string deviceInfo(Session& s, DEVICE_INFO_CMD cmd) {
     INFO_DATATYPE type = 0;
-    return Session::text([&](char* b, size_t* n) { return s.gc.IFGetDeviceInfo(s.iface, s.deviceId.c_str(), cmd, &type, b, n); });
+    return Session::text(
+        [&](char* b, size_t* n) { return s.gc.IFGetDeviceInfo(s.iface, s.deviceId.c_str(), cmd, &type, b, n); });
 }
 
-int32_t accessStatus(Session& s, bool throughDevice)
-{
+int32_t accessStatus(Session& s, bool throughDevice) {
     int32_t status = -1;
     INFO_DATATYPE type = 0;
     size_t size = sizeof(status);
-    const GC_ERROR rc = throughDevice
-                            ? s.gc.DevGetInfo(s.dev, DEVICE_INFO_ACCESS_STATUS, &type, &status, &size)
-                            : s.gc.IFGetDeviceInfo(s.iface, s.deviceId.c_str(), DEVICE_INFO_ACCESS_STATUS, &type, &status, &size);
+    const GC_ERROR rc = throughDevice ? s.gc.DevGetInfo(s.dev, DEVICE_INFO_ACCESS_STATUS, &type, &status, &size)
+                                      : s.gc.IFGetDeviceInfo(s.iface, s.deviceId.c_str(), DEVICE_INFO_ACCESS_STATUS,
+                                                             &type, &status, &size);
     EXPECT_EQ(rc, GC_ERR_SUCCESS);
     EXPECT_EQ(type, INFO_DATATYPE_INT32);
     return status;
 }
 
-TEST(SimTree, LoadsLikeAnyProducerAndGuardsItsLifeCycle)
-{
+TEST(SimTree, LoadsLikeAnyProducerAndGuardsItsLifeCycle) {
     Producer& gc = Producer::get();
     ASSERT_NE(gc.module, nullptr) << tq4::platform::lastModuleError();
     EXPECT_EQ(gc.resolved, 64);
@@ -43,11 +41,11 @@ TEST(SimTree, LoadsLikeAnyProducerAndGuardsItsLifeCycle)
     EXPECT_EQ(gc.GCCloseLib(), GC_ERR_SUCCESS);
 }
 
-TEST(SimTree, WalksSystemInterfaceDeviceStreamWithConsistentInformation)
-{
+TEST(SimTree, WalksSystemInterfaceDeviceStreamWithConsistentInformation) {
     Session s("", Session::ToDevice);
     INFO_DATATYPE type = 0;
-    const std::string path = Session::text([&](char* b, size_t* n) { return s.gc.TLGetInfo(s.tl, TL_INFO_ID, &type, b, n); });
+    const std::string path =
+        Session::text([&](char* b, size_t* n) { return s.gc.TLGetInfo(s.tl, TL_INFO_ID, &type, b, n); });
     EXPECT_NE(path.find("ZEVO.cti"), std::string::npos) << path;
     uint32_t major = 0;
     size_t size = sizeof(major);
@@ -71,7 +69,8 @@ TEST(SimTree, WalksSystemInterfaceDeviceStreamWithConsistentInformation)
     EXPECT_EQ(s.gc.IFGetParentTL(parentIf, &parentTl), GC_ERR_SUCCESS);
     EXPECT_EQ(parentTl, s.tl);
 
-    const std::string module = Session::text([&](char* b, size_t* n) { return s.gc.GCGetPortInfo(s.port, PORT_INFO_MODULE, &type, b, n); });
+    const std::string module =
+        Session::text([&](char* b, size_t* n) { return s.gc.GCGetPortInfo(s.port, PORT_INFO_MODULE, &type, b, n); });
     EXPECT_EQ(module, "Device");
     // The URL list ends with an extra NUL that the size counts.
     size = 0;
@@ -89,8 +88,7 @@ TEST(SimTree, WalksSystemInterfaceDeviceStreamWithConsistentInformation)
     EXPECT_EQ(s.gc.IFOpenDevice(s.iface, s.deviceId.c_str(), DEVICE_ACCESS_EXCLUSIVE, &s.dev), GC_ERR_SUCCESS);
 }
 
-TEST(SimTree, InformationQueriesFollowTheSizeConvention)
-{
+TEST(SimTree, InformationQueriesFollowTheSizeConvention) {
     Session s;
     INFO_DATATYPE type = 0;
     size_t size = 0;
@@ -118,8 +116,7 @@ TEST(SimTree, InformationQueriesFollowTheSizeConvention)
     EXPECT_EQ(s.streamInfo<size_t>(STREAM_INFO_PAYLOAD_SIZE), size_t(s.readInt(reg::kPayloadSize)));
 }
 
-TEST(SimTree, BadHandlesAndPointersGetErrorCodesNotCrashes)
-{
+TEST(SimTree, BadHandlesAndPointersGetErrorCodesNotCrashes) {
     Session s;
     int stranger = 0;
     void* bogus = &stranger;
@@ -134,7 +131,7 @@ TEST(SimTree, BadHandlesAndPointersGetErrorCodesNotCrashes)
     EXPECT_EQ(s.gc.DSQueueBuffer(s.ds, bogus), GC_ERR_INVALID_HANDLE);
     EXPECT_EQ(s.gc.EventGetData(bogus, text, &size, 0), GC_ERR_INVALID_HANDLE);
     EXPECT_EQ(s.gc.GCReadPort(bogus, 0, text, &size), GC_ERR_INVALID_HANDLE);
-    EXPECT_EQ(s.gc.DevClose(s.port), GC_ERR_INVALID_HANDLE);   // the remote port is not a device
+    EXPECT_EQ(s.gc.DevClose(s.port), GC_ERR_INVALID_HANDLE);  // the remote port is not a device
     EXPECT_EQ(s.gc.GCRegisterEvent(s.port, EVENT_NEW_BUFFER, &bogus), GC_ERR_INVALID_HANDLE);
 
     EXPECT_EQ(s.gc.TLGetNumInterfaces(s.tl, nullptr), GC_ERR_INVALID_PARAMETER);
@@ -165,8 +162,7 @@ TEST(SimTree, BadHandlesAndPointersGetErrorCodesNotCrashes)
     EXPECT_EQ(s.gc.DSRevokeBuffer(s.ds, buffer, nullptr, nullptr), GC_ERR_INVALID_HANDLE);
 }
 
-TEST(SimTree, ForeignBuffersAreRefusedBetweenTwoStreams)
-{
+TEST(SimTree, ForeignBuffersAreRefusedBetweenTwoStreams) {
     Session s("streams = 2\n");
     uint32_t streams = 0;
     ASSERT_EQ(s.gc.DevGetNumDataStreams(s.dev, &streams), GC_ERR_SUCCESS);
@@ -184,8 +180,7 @@ TEST(SimTree, ForeignBuffersAreRefusedBetweenTwoStreams)
     EXPECT_EQ(returned, memory.data());
 }
 
-TEST(SimTree, ConfiguredTopologyGivesEveryDeviceItsSerialNumber)
-{
+TEST(SimTree, ConfiguredTopologyGivesEveryDeviceItsSerialNumber) {
     Session s("interfaces = 2\ndevices_per_interface = 2\nserials = 4001, 4002, 4003, 4004\n", Session::ToDevice);
     uint32_t n = 0;
     ASSERT_EQ(s.gc.TLGetNumInterfaces(s.tl, &n), GC_ERR_SUCCESS);
@@ -198,8 +193,9 @@ TEST(SimTree, ConfiguredTopologyGivesEveryDeviceItsSerialNumber)
     ASSERT_EQ(n, 2u);
     const std::string dev = Session::text([&](char* b, size_t* sz) { return s.gc.IFGetDeviceID(second, 1, b, sz); });
     INFO_DATATYPE type = 0;
-    const std::string serial = Session::text(
-        [&](char* b, size_t* sz) { return s.gc.IFGetDeviceInfo(second, dev.c_str(), DEVICE_INFO_SERIAL_NUMBER, &type, b, sz); });
+    const std::string serial = Session::text([&](char* b, size_t* sz) {
+        return s.gc.IFGetDeviceInfo(second, dev.c_str(), DEVICE_INFO_SERIAL_NUMBER, &type, b, sz);
+    });
     EXPECT_EQ(serial, "4004");
     EXPECT_EQ(s.readString(reg::kDeviceSerialNumber), "4001");
 }

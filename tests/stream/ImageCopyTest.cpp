@@ -45,10 +45,9 @@ bool check(std::size_t bytes, std::size_t srcOff, std::size_t dstOff, unsigned b
         model(expected.data() + at, image, bytes, bytesPerPixel, shift);
         if (target != expected) {
             const auto diff = std::mismatch(target.begin(), target.end(), expected.begin()).first - target.begin();
-            ADD_FAILURE() << "kernel " << tq4::stream::copyKernelName() << ", " << bytes << " bytes, "
-                          << bytesPerPixel << "-byte pixels, shift " << shift << ", source +" << srcOff
-                          << ", target +" << dstOff << ": first difference at target byte "
-                          << diff - static_cast<std::ptrdiff_t>(at);
+            ADD_FAILURE() << "kernel " << tq4::stream::copyKernelName() << ", " << bytes << " bytes, " << bytesPerPixel
+                          << "-byte pixels, shift " << shift << ", source +" << srcOff << ", target +" << dstOff
+                          << ": first difference at target byte " << diff - static_cast<std::ptrdiff_t>(at);
             return false;
         }
     }

@@ -66,7 +66,8 @@ TEST(BinaryStamp, RoundTripsAtEachDepthWithTheByteInTheTopSignificantBits) {
         std::vector<uint8_t> image(64);
         writeBinaryStamp(image.data(), image.size(), d.pixels, kEarly);
         const uint32_t expected[] = {0x67, 0x89, 0x01, 0x23, 0x20, 0x26, 0x03, 0x04, 0x05, 0x06, 0x07, 0, 0, 0};
-        for (unsigned i = 0; i < 14; ++i) EXPECT_EQ(pixelAt(image, i, d.pixels.bytesPerPixel), expected[i] << d.bcdShift) << i;
+        for (unsigned i = 0; i < 14; ++i)
+            EXPECT_EQ(pixelAt(image, i, d.pixels.bytesPerPixel), expected[i] << d.bcdShift) << i;
     }
 }
 

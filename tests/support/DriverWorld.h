@@ -30,8 +30,7 @@ protected:
 
     void TearDown() override {
         for (TQ4_HANDLE& h : opened_)
-            while (h && Close_Cam(&h) == ZEVO_NOERROR) {
-            }
+            while (h && Close_Cam(&h) == ZEVO_NOERROR) {}
         opened_.clear();
         SimWorld::TearDown();
     }

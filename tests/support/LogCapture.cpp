@@ -27,7 +27,8 @@ void LogCapture::clear() {
 
 int LogCapture::count(const std::string& part) const {
     const auto all = lines();
-    return int(std::count_if(all.begin(), all.end(), [&](const Line& l) { return l.text.find(part) != std::string::npos; }));
+    return int(
+        std::count_if(all.begin(), all.end(), [&](const Line& l) { return l.text.find(part) != std::string::npos; }));
 }
 
 bool LogCapture::logged(const std::string& text, uint32_t cls) const {

@@ -45,9 +45,9 @@ public:
     Answer send(const Bytes& request, uint32_t sizeOut = 512, int32_t sizeIn = -1) {
         Answer answer;
         answer.bytes.assign(sizeOut, 0xEE);
-        answer.result = Control_Command(handle_, request.data(),
-                                        sizeIn < 0 ? static_cast<int32_t>(request.size()) : sizeIn,
-                                        answer.bytes.data(), sizeOut);
+        answer.result =
+            Control_Command(handle_, request.data(), sizeIn < 0 ? static_cast<int32_t>(request.size()) : sizeIn,
+                            answer.bytes.data(), sizeOut);
         return answer;
     }
 
@@ -56,9 +56,9 @@ private:
     // their folders apart.
     static std::string freshFolder() {
         static std::atomic<int> counter{0};
-        const auto folder = std::filesystem::temp_directory_path() /
-                            ("tq4_simcamera_" + std::to_string(platform::currentProcessId()) + "_" +
-                             std::to_string(counter++));
+        const auto folder =
+            std::filesystem::temp_directory_path() /
+            ("tq4_simcamera_" + std::to_string(platform::currentProcessId()) + "_" + std::to_string(counter++));
         std::filesystem::remove_all(folder);
         std::filesystem::create_directories(folder);
         return folder.string();

@@ -25,8 +25,8 @@ protected:
     void SetUp() override {
         static std::atomic<int> counter{0};
         const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        root_ = fs::temp_directory_path() / ("tq4_test_" + std::string(info->name()) + "_" +
-                                             std::to_string(counter++) + "_" + std::to_string(std::random_device{}()));
+        root_ = fs::temp_directory_path() / ("tq4_test_" + std::string(info->name()) + "_" + std::to_string(counter++) +
+                                             "_" + std::to_string(std::random_device{}()));
         fs::remove_all(root_);
         fs::create_directories(root_ / "appdata");
         fs::create_directories(root_ / "cwd");

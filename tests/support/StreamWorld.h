@@ -8,19 +8,20 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
-#include <thread>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
-#include "support/DriverWorld.h"
 #include "platform/Platform.h"
+#include "support/DriverWorld.h"
 
 namespace tq4::test {
 
 // One caller buffer: image memory, status word and event, as a caller keeps them.
 struct CallerBuffer {
-    explicit CallerBuffer(std::size_t bytes, uint8_t fill = 0xAB) : image(bytes, fill), event(platform::Event::create()) {}
+    explicit CallerBuffer(std::size_t bytes, uint8_t fill = 0xAB)
+        : image(bytes, fill), event(platform::Event::create()) {}
 
     TQ4_HANDLE eventHandle() const { return reinterpret_cast<TQ4_HANDLE>(event->nativeHandle()); }
     // Read as the thread that sets the event wrote it.

@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 
 #include "include/tq4_genicam.h"
+#include "support/SimCamera.h"
 #include "telegram/Dispatcher.h"
 #include "telegram/Telegram.h"
-#include "support/SimCamera.h"
 
 using namespace tq4::test;
 
@@ -18,19 +18,55 @@ protected:
     SimCamera camera;
 };
 
-const uint16_t kAllCodes[] = {
-    GET_CAMERA_TYPE, GET_CAMERA_HEALTH_STATUS, GET_TEMPERATURE, GET_HARDWARE_VERSIONS,
-    GET_FIRMWARE_VERSIONS, GET_CAMERA_NAME, GET_INFO_STRING, GET_CAMERA_SETUP, SET_CAMERA_SETUP,
-    GET_CAMERA_DESCRIPTION, GET_ROI, SET_ROI, GET_BINNING, SET_BINNING, GET_PIXELRATE,
-    GET_COOLING_SETPOINT_TEMPERATURE, SET_COOLING_SETPOINT_TEMPERATURE, GET_SENSOR_FORMAT,
-    SET_SENSOR_FORMAT, UNSUPPORTED_0x2511, GET_HW_IO_SIGNAL_DESCRIPTION, GET_DELAY_EXPOSURE_TIME,
-    SET_DELAY_EXPOSURE_TIME, GET_TRIGGER_MODE, SET_TRIGGER_MODE, FORCE_TRIGGER,
-    GET_CAMERA_BUSY_STATUS, GET_EXP_TRIG_SIGNAL_STATUS, GET_TIMEBASE, SET_TIMEBASE,
-    GET_COC_RUNTIME, GET_FRAMERATE, GET_HW_IO_SIGNAL, SET_HW_IO_SIGNAL, GET_RECORDING_STATE,
-    SET_RECORDING_STATE, GET_ACQUIRE_MODE, SET_ACQUIRE_MODE, ARM_CAMERA, SET_DATE_TIME,
-    GET_TIMESTAMP_MODE, SET_TIMESTAMP_MODE, GET_ACQUIRE_MODE_EX, SET_ACQUIRE_MODE_EX,
-    GET_BIT_ALIGNMENT, SET_BIT_ALIGNMENT, GET_METADATA_MODE, SET_METADATA_MODE,
-    SWIR_GENERATE_CORRECTION_DATA};
+const uint16_t kAllCodes[] = {GET_CAMERA_TYPE,
+                              GET_CAMERA_HEALTH_STATUS,
+                              GET_TEMPERATURE,
+                              GET_HARDWARE_VERSIONS,
+                              GET_FIRMWARE_VERSIONS,
+                              GET_CAMERA_NAME,
+                              GET_INFO_STRING,
+                              GET_CAMERA_SETUP,
+                              SET_CAMERA_SETUP,
+                              GET_CAMERA_DESCRIPTION,
+                              GET_ROI,
+                              SET_ROI,
+                              GET_BINNING,
+                              SET_BINNING,
+                              GET_PIXELRATE,
+                              GET_COOLING_SETPOINT_TEMPERATURE,
+                              SET_COOLING_SETPOINT_TEMPERATURE,
+                              GET_SENSOR_FORMAT,
+                              SET_SENSOR_FORMAT,
+                              UNSUPPORTED_0x2511,
+                              GET_HW_IO_SIGNAL_DESCRIPTION,
+                              GET_DELAY_EXPOSURE_TIME,
+                              SET_DELAY_EXPOSURE_TIME,
+                              GET_TRIGGER_MODE,
+                              SET_TRIGGER_MODE,
+                              FORCE_TRIGGER,
+                              GET_CAMERA_BUSY_STATUS,
+                              GET_EXP_TRIG_SIGNAL_STATUS,
+                              GET_TIMEBASE,
+                              SET_TIMEBASE,
+                              GET_COC_RUNTIME,
+                              GET_FRAMERATE,
+                              GET_HW_IO_SIGNAL,
+                              SET_HW_IO_SIGNAL,
+                              GET_RECORDING_STATE,
+                              SET_RECORDING_STATE,
+                              GET_ACQUIRE_MODE,
+                              SET_ACQUIRE_MODE,
+                              ARM_CAMERA,
+                              SET_DATE_TIME,
+                              GET_TIMESTAMP_MODE,
+                              SET_TIMESTAMP_MODE,
+                              GET_ACQUIRE_MODE_EX,
+                              SET_ACQUIRE_MODE_EX,
+                              GET_BIT_ALIGNMENT,
+                              SET_BIT_ALIGNMENT,
+                              GET_METADATA_MODE,
+                              SET_METADATA_MODE,
+                              SWIR_GENERATE_CORRECTION_DATA};
 
 }  // namespace
 

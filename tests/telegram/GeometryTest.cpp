@@ -127,11 +127,21 @@ TEST(TelegramRequests, EveryRequestOneByteShortGetsNoAnswer) {
         uint16_t code;
         uint16_t bytes;
     };
-    const Needs table[] = {{GET_CAMERA_SETUP, 23}, {SET_CAMERA_SETUP, 23}, {SET_ROI, 13},
-                           {SET_COOLING_SETPOINT_TEMPERATURE, 7}, {SET_SENSOR_FORMAT, 7},
-                           {GET_HW_IO_SIGNAL_DESCRIPTION, 7}, {SET_DELAY_EXPOSURE_TIME, 13}, {SET_TRIGGER_MODE, 7},
-                           {SET_TIMEBASE, 9}, {GET_HW_IO_SIGNAL, 7}, {SET_HW_IO_SIGNAL, 17}, {SET_RECORDING_STATE, 7},
-                           {SET_ACQUIRE_MODE, 7}, {SET_DATE_TIME, 13}, {SET_ACQUIRE_MODE_EX, 27},
+    const Needs table[] = {{GET_CAMERA_SETUP, 23},
+                           {SET_CAMERA_SETUP, 23},
+                           {SET_ROI, 13},
+                           {SET_COOLING_SETPOINT_TEMPERATURE, 7},
+                           {SET_SENSOR_FORMAT, 7},
+                           {GET_HW_IO_SIGNAL_DESCRIPTION, 7},
+                           {SET_DELAY_EXPOSURE_TIME, 13},
+                           {SET_TRIGGER_MODE, 7},
+                           {SET_TIMEBASE, 9},
+                           {GET_HW_IO_SIGNAL, 7},
+                           {SET_HW_IO_SIGNAL, 17},
+                           {SET_RECORDING_STATE, 7},
+                           {SET_ACQUIRE_MODE, 7},
+                           {SET_DATE_TIME, 13},
+                           {SET_ACQUIRE_MODE_EX, 27},
                            {SET_BIT_ALIGNMENT, 7}};
     SimCamera camera;
     ASSERT_TRUE(camera.isOpen());

@@ -89,8 +89,7 @@ TEST(TelegramIdentity, VersionLists) {
 }
 
 TEST(TelegramStatus, TemperaturesAreRoundedAndTheSelectorWins) {
-    const std::string sensors =
-        "temperature.Img-Sen=21.37\ntemperature.Hum-Sen=40.5\ntemperature.Backend=-3.7\n";
+    const std::string sensors = "temperature.Img-Sen=21.37\ntemperature.Hum-Sen=40.5\ntemperature.Backend=-3.7\n";
     const Answer block = ask("remove_features=DeviceTemperatureSelector\n" + sensors, telegram(GET_TEMPERATURE));
     EXPECT_EQ(block.result, 0u);
     EXPECT_EQ(u16At(block.bytes, 2), 11);
@@ -140,8 +139,7 @@ TEST(TelegramMisc, TimestampModeOnTheCameraAndInTheDriver) {
         const Answer seven = camera.send(telegram(SET_TIMESTAMP_MODE, u16Bytes(7)));
         EXPECT_EQ(seven.result, 0u);
         EXPECT_EQ(u16At(seven.bytes, 4), 0);
-        EXPECT_TRUE(log.contains(
-            "ZEVO_TELEGRAM::do_SET_TIMESTAMP_MODE: unknown timestamp mode: 7 for ZEVOTimestamp"));
+        EXPECT_TRUE(log.contains("ZEVO_TELEGRAM::do_SET_TIMESTAMP_MODE: unknown timestamp mode: 7 for ZEVOTimestamp"));
         EXPECT_EQ(u16At(camera.send(telegram(GET_TIMESTAMP_MODE)).bytes, 4), 2);
     }
     SimCamera camera("remove_features=ZEVOTimestamp\n");

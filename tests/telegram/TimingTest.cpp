@@ -38,10 +38,17 @@ struct DelayCase {
 
 TEST(TelegramTiming, DelayAndExposureFollowTheFramePeriodModel) {
     const DelayCase cases[] = {
-        {0, 2000000, 1000000, 2000000}, {1, 2000, 1000, 2000},       {2, 2, 1, 2},          // above the minimum rate
-        {1, 5000, 20000, 5000},         {2, 5, 20, 5},                                      // exposure beyond 8 ms
-        {0, 2000000000, 1000000, 999000000}, {1, 2000000, 1000, 999000}, {2, 2000, 1, 999}, // at 1 Hz
-        {0, 0, 1000000, 0},             {1, 0, 1000, 0},             {2, 0, 1, 0},          // free run
+        {0, 2000000, 1000000, 2000000},
+        {1, 2000, 1000, 2000},
+        {2, 2, 1, 2},  // above the minimum rate
+        {1, 5000, 20000, 5000},
+        {2, 5, 20, 5},  // exposure beyond 8 ms
+        {0, 2000000000, 1000000, 999000000},
+        {1, 2000000, 1000, 999000},
+        {2, 2000, 1, 999},  // at 1 Hz
+        {0, 0, 1000000, 0},
+        {1, 0, 1000, 0},
+        {2, 0, 1, 0},  // free run
     };
     SimCamera camera;
     ASSERT_TRUE(camera.isOpen());
@@ -69,10 +76,12 @@ TEST(TelegramTiming, ExposureOutsideItsLimitsIsRefusedWithWhatTheCameraHolds) {
         EXPECT_EQ(u32At(refused.bytes, 4), 2000u);
         EXPECT_EQ(u32At(refused.bytes, 8), 1000u);
     }
-    EXPECT_TRUE(log.contains("ZEVO_TELEGRAM::do_SET_DELAY_EXPOSURE_TIME: new exposure time 5.000us smaller min limit: "
-                             "10.000us"));
-    EXPECT_TRUE(log.contains("ZEVO_TELEGRAM::do_SET_DELAY_EXPOSURE_TIME: new exposure time 2000000.000us greater max "
-                             "limit: 1000000.000us"));
+    EXPECT_TRUE(
+        log.contains("ZEVO_TELEGRAM::do_SET_DELAY_EXPOSURE_TIME: new exposure time 5.000us smaller min limit: "
+                     "10.000us"));
+    EXPECT_TRUE(
+        log.contains("ZEVO_TELEGRAM::do_SET_DELAY_EXPOSURE_TIME: new exposure time 2000000.000us greater max "
+                     "limit: 1000000.000us"));
 }
 
 TEST(TelegramTiming, FrameRateAndCycleTimeFromTheSameModel) {
@@ -119,7 +128,8 @@ TEST(TelegramTrigger, AcquireModesRoundTripAndModeFourOnlyThroughEx) {
 
     EXPECT_EQ(u16At(camera.send(telegram(SET_ACQUIRE_MODE, u16Bytes(1))).bytes, 4), 1);
     EXPECT_EQ(u16At(camera.send(telegram(GET_ACQUIRE_MODE)).bytes, 4), 1);
-    const Answer burst = camera.send(telegram(SET_ACQUIRE_MODE_EX, concat({u16Bytes(4), u32Bytes(1000), Bytes(16, 0)})));
+    const Answer burst =
+        camera.send(telegram(SET_ACQUIRE_MODE_EX, concat({u16Bytes(4), u32Bytes(1000), Bytes(16, 0)})));
     EXPECT_EQ(u16At(burst.bytes, 4), 4);
     EXPECT_EQ(u32At(burst.bytes, 6), 255u) << "brought to the largest burst";
     const Answer ex = camera.send(telegram(GET_ACQUIRE_MODE_EX));
