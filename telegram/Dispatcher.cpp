@@ -3,10 +3,10 @@
 #include <unordered_map>
 
 #include "gentl/Device.h"
-#include "include/tq4_genicam.h"
 #include "log/Log.h"
 #include "telegram/Handlers.h"
 #include "telegram/Response.h"
+#include "tq4_genicam.h"
 
 namespace ZEVO_TELEGRAM {
 

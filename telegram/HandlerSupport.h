@@ -7,11 +7,11 @@
 
 #include "features/Features.h"
 #include "gentl/Device.h"
-#include "include/tq4_genicam.h"
 #include "log/Log.h"
 #include "stream/DataStream.h"
 #include "telegram/Handlers.h"
 #include "telegram/Response.h"
+#include "tq4_genicam.h"
 
 namespace ZEVO_TELEGRAM {
 

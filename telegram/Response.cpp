@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "include/tq4_genicam.h"
 #include "log/Log.h"
+#include "tq4_genicam.h"
 
 namespace ZEVO_TELEGRAM {
 

@@ -20,24 +20,22 @@ namespace zevo::test {
 
 using namespace GenTL;
 
-#define ZEVO_GENTL_FUNCTIONS(X)                                                                                        \
-    X(GCInitLib)                                                                                                       \
-    X(GCCloseLib) X(GCGetInfo) X(GCGetLastError) X(GCReadPort) X(GCWritePort) X(GCGetPortURL) X(GCGetPortInfo)         \
-        X(GCRegisterEvent) X(GCUnregisterEvent) X(EventGetData) X(EventGetDataInfo) X(EventGetInfo) X(EventFlush)      \
-            X(EventKill) X(TLOpen) X(TLClose) X(TLGetInfo) X(TLGetNumInterfaces) X(TLGetInterfaceID)                   \
-                X(TLGetInterfaceInfo) X(TLOpenInterface) X(TLUpdateInterfaceList) X(IFClose) X(IFGetInfo)              \
-                    X(IFGetNumDevices) X(IFGetDeviceID) X(IFUpdateDeviceList) X(IFGetDeviceInfo) X(IFOpenDevice)       \
-                        X(DevGetPort) X(DevGetNumDataStreams) X(DevGetDataStreamID) X(DevOpenDataStream) X(DevGetInfo) \
-                            X(DevClose) X(DSAnnounceBuffer) X(DSAllocAndAnnounceBuffer) X(DSFlushQueue)                \
-                                X(DSStartAcquisition) X(DSStopAcquisition) X(DSGetInfo) X(DSGetBufferID) X(DSClose)    \
-                                    X(DSRevokeBuffer) X(DSQueueBuffer) X(DSGetBufferInfo) X(GCGetNumPortURLs)          \
-                                        X(GCGetPortURLInfo) X(GCReadPortStacked) X(GCWritePortStacked)                 \
-                                            X(DSGetBufferChunkData) X(IFGetParentTL) X(DevGetParentIF)                 \
-                                                X(DSGetParentDev) X(DSGetNumBufferParts) X(DSGetBufferPartInfo)        \
-                                                    X(DSAnnounceCompositeBuffer) X(DSGetBufferInfoStacked)             \
-                                                        X(DSGetBufferPartInfoStacked) X(DSGetNumFlows)                 \
-                                                            X(DSGetFlowInfo) X(DSGetNumBufferSegments)                 \
-                                                                X(DSGetBufferSegmentInfo)
+// clang-format off
+#define ZEVO_GENTL_FUNCTIONS(X)                                                                               \
+    X(GCInitLib) X(GCCloseLib) X(GCGetInfo) X(GCGetLastError) X(GCReadPort) X(GCWritePort) X(GCGetPortURL)  \
+    X(GCGetPortInfo) X(GCRegisterEvent) X(GCUnregisterEvent) X(EventGetData) X(EventGetDataInfo)             \
+    X(EventGetInfo) X(EventFlush) X(EventKill) X(TLOpen) X(TLClose) X(TLGetInfo) X(TLGetNumInterfaces)        \
+    X(TLGetInterfaceID) X(TLGetInterfaceInfo) X(TLOpenInterface) X(TLUpdateInterfaceList) X(IFClose)        \
+    X(IFGetInfo) X(IFGetNumDevices) X(IFGetDeviceID) X(IFUpdateDeviceList) X(IFGetDeviceInfo)               \
+    X(IFOpenDevice) X(DevGetPort) X(DevGetNumDataStreams) X(DevGetDataStreamID) X(DevOpenDataStream)         \
+    X(DevGetInfo) X(DevClose) X(DSAnnounceBuffer) X(DSAllocAndAnnounceBuffer) X(DSFlushQueue)                 \
+    X(DSStartAcquisition) X(DSStopAcquisition) X(DSGetInfo) X(DSGetBufferID) X(DSClose) X(DSRevokeBuffer)     \
+    X(DSQueueBuffer) X(DSGetBufferInfo) X(GCGetNumPortURLs) X(GCGetPortURLInfo) X(GCReadPortStacked)          \
+    X(GCWritePortStacked) X(DSGetBufferChunkData) X(IFGetParentTL) X(DevGetParentIF) X(DSGetParentDev)       \
+    X(DSGetNumBufferParts) X(DSGetBufferPartInfo) X(DSAnnounceCompositeBuffer) X(DSGetBufferInfoStacked)     \
+    X(DSGetBufferPartInfoStacked) X(DSGetNumFlows) X(DSGetFlowInfo) X(DSGetNumBufferSegments)                 \
+    X(DSGetBufferSegmentInfo)
+// clang-format on
 
 struct Producer {
 #define ZEVO_MEMBER(name) P##name name = nullptr;

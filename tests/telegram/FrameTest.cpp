@@ -2,10 +2,10 @@
 // failure answer, truncation to the caller's buffer, the checksum and the short-request rule.
 #include <gtest/gtest.h>
 
-#include "include/tq4_genicam.h"
 #include "support/SimCamera.h"
 #include "telegram/Dispatcher.h"
 #include "telegram/Telegram.h"
+#include "tq4_genicam.h"
 
 using namespace tq4::test;
 

@@ -2,8 +2,8 @@
 // Control_Command on the simulated camera (1296 x 1032; widths in steps of 8, heights of 4).
 #include <gtest/gtest.h>
 
-#include "include/tq4_genicam.h"
 #include "support/SimCamera.h"
+#include "tq4_genicam.h"
 
 using namespace tq4::test;
 

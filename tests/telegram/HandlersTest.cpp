@@ -5,8 +5,8 @@
 #include "driver/Driver.h"
 #include "features/Features.h"
 #include "gentl/Device.h"
-#include "include/tq4_genicam.h"
 #include "support/SimCamera.h"
+#include "tq4_genicam.h"
 
 using namespace tq4::test;
 

@@ -3,8 +3,8 @@
 // AcquisitionFrameRate from 1 Hz; ExposureTime 10 us to 1 s).
 #include <gtest/gtest.h>
 
-#include "include/tq4_genicam.h"
 #include "support/SimCamera.h"
+#include "tq4_genicam.h"
 
 using namespace tq4::test;
 
