@@ -51,6 +51,15 @@ public:
 
     Node* getNode(const std::string& name);  // null when absent
 
+    // The features as the description's categories order them, from "Root" down: each with
+    // its depth below Root and whether it is a category itself.
+    struct TreeEntry {
+        std::string name;
+        int depth;
+        bool isCategory;
+    };
+    std::vector<TreeEntry> featureTree();
+
     // The node map may be reached from the SDK's thread and from the stream thread; callers
     // that touch nodes hold this lock for the whole access (the feature helpers do).
     std::recursive_mutex& mutex();

@@ -50,15 +50,22 @@ GenTLModule::~GenTLModule() {
     module_ = nullptr;
 }
 
-std::string GenTLModule::findProducer(const std::string& name) {
+std::vector<std::string> GenTLModule::searchFolders() {
     const std::string list = producerSearchList();
     const char sep = platform::gentlPathListSeparator();
+    std::vector<std::string> folders;
     std::size_t start = 0;
     while (start <= list.size()) {
         std::size_t end = list.find(sep, start);
         if (end == std::string::npos) end = list.size();
-        const std::string folder = list.substr(start, end - start);
+        folders.push_back(list.substr(start, end - start));
         start = end + 1;
+    }
+    return folders;
+}
+
+std::string GenTLModule::findProducer(const std::string& name) {
+    for (const std::string& folder : searchFolders()) {
         // Piece, separator, name: an empty piece names the root folder, as on Windows the root
         // of the current drive, never the current directory out of turn.
         const char separator = platform::pathSeparator();

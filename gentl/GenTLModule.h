@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "gentl/GenTL.h"
 #include "platform/Platform.h"
@@ -52,6 +53,8 @@ public:
     // (separated by platform::gentlPathListSeparator()), then the current directory, then the
     // driver data directory; the bare name when none exists (the loader's own search decides).
     static std::string findProducer(const std::string& name);
+    // The folders findProducer walks, in its order (an empty piece of the variable included).
+    static std::vector<std::string> searchFolders();
 
     // GCInitLib, then the rest of the table. A second call deinitialises first. False when the
     // library is not loaded or GCInitLib reports an error.

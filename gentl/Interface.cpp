@@ -98,6 +98,15 @@ std::string Interface::deviceInfoText(const std::string& deviceId, GenTL::DEVICE
     return text;
 }
 
+int32_t Interface::deviceAccessStatus(const std::string& deviceId) const {
+    GenTL::INFO_DATATYPE type = GenTL::INFO_DATATYPE_INT32;
+    int32_t status = -1;
+    std::size_t size = sizeof(status);
+    const GenTL::GC_ERROR result = callGenTL(module_->fn().IFGetDeviceInfo, hIF_, deviceId.c_str(),
+                                             GenTL::DEVICE_INFO_ACCESS_STATUS, &type, &status, &size);
+    return result == GenTL::GC_ERR_SUCCESS && type == GenTL::INFO_DATATYPE_INT32 ? status : -1;
+}
+
 void Interface::registerDevice(const std::string& deviceId) {
     std::string displayName;
     std::string version;

@@ -37,10 +37,14 @@ public:
     // Serialises refreshes of this interface.
     std::mutex& mutex() { return mutex_; }
 
+    // What the producer tells of a device before it is opened (IFGetDeviceInfo): a text
+    // (empty when unknown), and the access status (-1 when unknown).
+    std::string deviceInfoText(const std::string& deviceId, GenTL::DEVICE_INFO_CMD command) const;
+    int32_t deviceAccessStatus(const std::string& deviceId) const;
+
 private:
     bool updateDeviceList(uint32_t& count);
     void registerDevice(const std::string& deviceId);
-    std::string deviceInfoText(const std::string& deviceId, GenTL::DEVICE_INFO_CMD command) const;
 
     std::mutex mutex_;
     std::shared_ptr<GenTLModule> module_;

@@ -3,6 +3,7 @@
 // The POSIX implementation lives in platform/posix/, a Windows one will sit beside it.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -148,6 +149,13 @@ bool startProcess(const std::string& program, const std::string& arguments);
 // Windows' timeBeginPeriod/timeEndPeriod. Linux timers need no request: always "not changed".
 bool requestTimerPeriod(unsigned milliseconds);
 void releaseTimerPeriod(unsigned milliseconds);
+
+// ---- terminal and Ctrl-C -----------------------------------------------------------------------
+// True when the standard output is a terminal, where a progress line may redraw itself.
+bool standardOutputIsTerminal();
+// From the first call on, Ctrl-C (SIGINT; on Windows the console's Ctrl-C event) no longer ends
+// the program but sets the returned flag, which a long-running loop polls.
+const std::atomic<bool>& ctrlCFlag();
 
 // ---- yes/no question to the user ----------------------------------------------------------------
 // Windows shows a message box. Here the answer comes, in this order, from an installable

@@ -5,7 +5,7 @@ set -euo pipefail
 packages=(
   cmake make g++ clang libclang-rt-14-dev clang-format clang-tidy pkg-config git
   libaravis-dev libusb-1.0-0-dev libglib2.0-dev libxml2-dev zlib1g-dev
-  libsimpleini-dev
+  libsimpleini-dev libcli11-dev libtiff-dev libpng-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   zenity xvfb openbox xdotool imagemagick
 )

@@ -18,9 +18,9 @@ class Fields {
 public:
     explicit Fields(const Bytes& bytes) : bytes_(bytes) {}
     bool has(std::size_t offset, std::size_t width) const { return offset + width <= bytes_.size(); }
-    uint16_t u16(std::size_t o) const { return has(o, 2) ? uint16_t(bytes_[o] | (bytes_[o + 1] << 8)) : 0; }
+    uint16_t u16(std::size_t o) const { return u16At(bytes_, o); }
     int16_t s16(std::size_t o) const { return static_cast<int16_t>(u16(o)); }
-    uint32_t u32(std::size_t o) const { return uint32_t(u16(o)) | (uint32_t(u16(o + 2)) << 16); }
+    uint32_t u32(std::size_t o) const { return u32At(bytes_, o); }
     // Zero-terminated text in a field of `width` bytes.
     std::string text(std::size_t o, std::size_t width) const {
         if (!has(o, width)) return {};
@@ -47,6 +47,13 @@ std::string withoutHexPrefix(const std::string& text) {
 }
 
 }  // namespace
+
+uint16_t u16At(const Bytes& bytes, std::size_t o) {
+    return o + 2 <= bytes.size() ? uint16_t(bytes[o] | (bytes[o + 1] << 8)) : 0;
+}
+uint32_t u32At(const Bytes& bytes, std::size_t o) {
+    return uint32_t(u16At(bytes, o)) | (uint32_t(u16At(bytes, o + 2)) << 16);
+}
 
 std::string hexBytes(const Bytes& bytes) {
     std::string out;

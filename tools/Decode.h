@@ -9,6 +9,10 @@ namespace tq4::tools {
 
 using Bytes = std::vector<uint8_t>;
 
+// Little-endian fields of a response; 0 where the response is shorter.
+uint16_t u16At(const Bytes& bytes, std::size_t offset);
+uint32_t u32At(const Bytes& bytes, std::size_t offset);
+
 // "10 01 05 00 16"
 std::string hexBytes(const Bytes& bytes);
 // Parses hex text ("0110", "0x0110", "01 00 00 00" split over words) into bytes; false on a

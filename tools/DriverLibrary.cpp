@@ -30,7 +30,9 @@ bool DriverLibrary::load(const std::string& path, std::string& error) {
     }
     return resolve(openCam, "Open_Cam", error) && resolve(openCamExt, "Open_Cam_Ext", error) &&
            resolve(closeCam, "Close_Cam", error) && resolve(controlCommand, "Control_Command", error) &&
-           resolve(getVersion, "ZEVO_GetVersionTQ4_Genicam", error);
+           resolve(getVersion, "ZEVO_GetVersionTQ4_Genicam", error) &&
+           resolve(setImageBuffer, "Set_Image_Buffer", error) && resolve(cancelImages, "Cancel_Images", error) &&
+           resolve(getImageTransferMode, "Get_Image_Transfer_Mode", error);
 }
 
 std::string DriverLibrary::defaultPath() {

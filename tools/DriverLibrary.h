@@ -30,6 +30,9 @@ public:
     decltype(&::Close_Cam) closeCam = nullptr;
     decltype(&::Control_Command) controlCommand = nullptr;
     decltype(&::ZEVO_GetVersionTQ4_Genicam) getVersion = nullptr;
+    decltype(&::Set_Image_Buffer) setImageBuffer = nullptr;
+    decltype(&::Cancel_Images) cancelImages = nullptr;
+    decltype(&::Get_Image_Transfer_Mode) getImageTransferMode = nullptr;
 
 private:
     template <typename F>
@@ -57,6 +60,7 @@ public:
     };
     // Sends a telegram built from `code` and `payload` (size and checksum added).
     Exchange send(uint16_t code, const std::vector<uint8_t>& payload = {});
+    DriverLibrary& library() { return library_; }
 
 private:
     DriverLibrary& library_;

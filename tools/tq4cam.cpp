@@ -1,209 +1,78 @@
-// tq4cam: command-line front end of the driver library. Loads libtq4_genicam.so the way the
-// camera SDK does, opens a camera through the driver and talks to it with telegrams.
-//
-//   tq4cam [options] info              identity and status of the camera, readable
-//   tq4cam [options] raw CODE [HEX..]  one telegram: code as four hex digits, payload bytes
-//   tq4cam [options] version           the driver library's version
-// options: --raw (show request and response bytes), --num N (camera number, default 0),
-//          --producers LIST (producer list instead of the configuration file's), --lib PATH
-#include <cstdint>
-#include <cstdio>
-#include <functional>
+// tq4cam: the camera user's tool. Telegram and image commands go through the driver library,
+// loaded at run time as the camera SDK loads it; list, features, get and set look at the
+// producers and the camera's features directly, through the driver's own transport classes.
+#include <CLI/CLI.hpp>
+
 #include <string>
 #include <vector>
 
-#include "tools/Decode.h"
-#include "tools/DriverLibrary.h"
+#include "tools/Commands.h"
 
 namespace {
 
-using tq4::tools::Bytes;
-using tq4::tools::CameraSession;
-using tq4::tools::DriverLibrary;
+using namespace tq4::tools;
 
-struct Options {
-    std::string libraryPath;
-    std::string producers;
-    uint32_t number = 0;
-    bool raw = false;
-    std::string command = "info";
-    std::vector<std::string> arguments;  // after the command
-};
-
-void printUsage() {
-    std::fprintf(stderr,
-                 "usage: tq4cam [--raw] [--num N] [--producers LIST] [--lib PATH] [info|raw CODE [HEX...]|version]\n"
-                 "  info     identity and status of the camera (default)\n"
-                 "  raw      send one telegram, e.g. 'raw 0110' or 'raw 0A10 01000000'\n"
-                 "  version  the driver library's version\n"
-                 "  --raw    also print every request and response in hex\n");
-}
-
-bool parseNumber(const std::string& text, uint32_t& value) {
-    try {
-        std::size_t used = 0;
-        const unsigned long parsed = std::stoul(text, &used, 0);
-        value = static_cast<uint32_t>(parsed);
-        return used == text.size() && parsed <= 0xFFFFFFFFul;
-    } catch (const std::exception&) {
-        return false;
-    }
-}
-
-bool parseOptions(int argc, char** argv, Options& options) {
-    const std::vector<std::string> words(argv + 1, argv + argc);
-    bool commandSeen = false;
-    for (std::size_t i = 0; i < words.size(); ++i) {
-        const std::string& w = words[i];
-        const bool hasValue = i + 1 < words.size();
-        if (commandSeen) {
-            options.arguments.push_back(w);
-        } else if (w == "--raw") {
-            options.raw = true;
-        } else if (w == "--lib" && hasValue) {
-            options.libraryPath = words[++i];
-        } else if (w == "--producers" && hasValue) {
-            options.producers = words[++i];
-        } else if (w == "--num" && hasValue) {
-            if (!parseNumber(words[++i], options.number)) return false;
-        } else if (!w.empty() && w[0] != '-') {
-            options.command = w;
-            commandSeen = true;
-        } else {
-            return false;
-        }
-    }
-    return true;
-}
-
-void printLines(const std::vector<std::string>& lines) {
-    for (const std::string& line : lines) std::printf("%s\n", line.c_str());
-}
-
-void printExchange(const CameraSession::Exchange& exchange) {
-    std::printf("  > %s\n", tq4::tools::hexBytes(exchange.request).c_str());
-    if (!exchange.response.empty()) std::printf("  < %s\n", tq4::tools::hexBytes(exchange.response).c_str());
-    if (exchange.result != ZEVO_NOERROR) std::printf("  result 0x%08X\n", exchange.result);
-}
-
-// ---- info ------------------------------------------------------------------------------------
-
-struct Query {
-    std::string label;
-    uint16_t code;
-    Bytes payload;
-    std::function<std::vector<std::string>(const Bytes&)> decode;
-};
-
-Bytes infoType(uint8_t type) { return {type, 0, 0, 0}; }
-
-std::vector<Query> infoQueries() {
-    using namespace tq4::tools;
-    auto text = [](const std::string& label) {
-        return [label](const Bytes& response) { return decodeText(label, response); };
-    };
-    return {
-        {"camera type", GET_CAMERA_TYPE, {}, decodeCameraType},
-        {"name", GET_CAMERA_NAME, {}, text("name")},
-        {"info camera", GET_INFO_STRING, infoType(1), text("info camera")},
-        {"info sensor", GET_INFO_STRING, infoType(2), text("info sensor")},
-        {"info material", GET_INFO_STRING, infoType(3), text("info material")},
-        {"info driver", GET_INFO_STRING, infoType(4), text("info driver")},
-        {"hardware", GET_HARDWARE_VERSIONS, {}, decodeHardwareVersions},
-        {"firmware", GET_FIRMWARE_VERSIONS, {}, decodeFirmwareVersions},
-        {"temperature", GET_TEMPERATURE, {}, decodeTemperature},
-        {"cooling", GET_COOLING_SETPOINT_TEMPERATURE, {}, decodeCoolingSetpoint},
-        {"health", GET_CAMERA_HEALTH_STATUS, {}, decodeHealth},
-    };
-}
-
-// A failed answer is reported and the rest still shown; the exit code tells that one failed.
-bool runQuery(CameraSession& camera, const Query& query, bool raw) {
-    const CameraSession::Exchange exchange = camera.send(query.code, query.payload);
-    const bool answered = exchange.result == ZEVO_NOERROR;
-    if (answered)
-        printLines(query.decode(exchange.response));
-    else
-        std::printf("%-16s failed: 0x%08X\n", query.label.c_str(), exchange.result);
-    if (raw) printExchange(exchange);
-    return answered;
-}
-
-int printVersion(const DriverLibrary& library) {
-    uint32_t v[4] = {0, 0, 0, 0};
-    const uint32_t result = library.getVersion(&v[0], &v[1], &v[2], &v[3]);
-    if (result != ZEVO_NOERROR) {
-        std::fprintf(stderr, "tq4cam: ZEVO_GetVersionTQ4_Genicam returned 0x%08X\n", result);
-        return 1;
-    }
-    std::printf("%-16s %u.%u.%u.%u\n", "driver", v[0], v[1], v[2], v[3]);
-    return 0;
-}
-
-bool reportOpen(const CameraSession& camera, const Options& options) {
-    if (camera.isOpen()) {
-        std::printf("%-16s %u\n", "camera", options.number);
-        return true;
-    }
-    std::fprintf(stderr, "tq4cam: opening camera %u failed: 0x%08X (is a GenTL producer on GENICAM_GENTL64_PATH?)\n",
-                 options.number, camera.openResult());
-    return false;
-}
-
-int runInfo(DriverLibrary& library, const Options& options) {
-    if (printVersion(library) != 0) return 1;
-    CameraSession camera(library, options.number, options.producers);
-    if (!reportOpen(camera, options)) return 1;
-    bool allAnswered = true;
-    for (const Query& query : infoQueries()) allAnswered = runQuery(camera, query, options.raw) && allAnswered;
-    return allAnswered ? 0 : 1;
-}
-
-// ---- raw -------------------------------------------------------------------------------------
-
-int runRaw(DriverLibrary& library, const Options& options) {
-    uint16_t code = 0;
-    Bytes payload;
-    if (options.arguments.empty() || !tq4::tools::parseCode(options.arguments[0], code)) {
-        std::fprintf(stderr, "tq4cam: raw needs a command code of four hex digits, e.g. 0110\n");
-        return 2;
-    }
-    for (std::size_t i = 1; i < options.arguments.size(); ++i)
-        if (!tq4::tools::parseHexBytes(options.arguments[i], payload)) {
-            std::fprintf(stderr, "tq4cam: '%s' is not hex bytes\n", options.arguments[i].c_str());
-            return 2;
-        }
-    CameraSession camera(library, options.number, options.producers);
-    if (!reportOpen(camera, options)) return 1;
-    const CameraSession::Exchange exchange = camera.send(code, payload);
-    printExchange(exchange);
-    if (exchange.result == ZEVO_NOERROR) std::printf("  result 0x%08X\n", exchange.result);
-    return exchange.result == ZEVO_NOERROR ? 0 : 1;
-}
-
-int runCommand(DriverLibrary& library, const Options& options) {
-    if (options.command == "version") return printVersion(library);
-    if (options.command == "info") return runInfo(library, options);
-    if (options.command == "raw") return runRaw(library, options);
-    std::fprintf(stderr, "tq4cam: unknown command '%s'\n", options.command.c_str());
-    printUsage();
-    return 2;
+void addSettingOptions(CLI::App& command, CameraSettings& s) {
+    command.add_option("--exposure", s.exposure, "exposure time, e.g. 10ms, 250us, 1s (a bare number is us)");
+    command.add_option("--delay", s.delay, "delay before the exposure, as --exposure");
+    command.add_option("--roi", s.roi, "region X0,Y0,X1,Y1: first and last column and row, from 1");
+    command.add_option("--binning", s.binning, "binning factor for both axes");
+    command.add_option("--trigger", s.trigger, "auto, software, external or width");
+    command.add_option("--timestamp", s.timestamp, "time stamp in the image: none, binary, both or readable");
+    command.add_option("--bit-alignment", s.bitAlignment, "msb or lsb");
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    Options options;
-    if (!parseOptions(argc, argv, options)) {
-        printUsage();
-        return 2;
-    }
-    DriverLibrary library;
-    std::string error;
-    const std::string path = options.libraryPath.empty() ? DriverLibrary::defaultPath() : options.libraryPath;
-    if (!library.load(path, error)) {
-        std::fprintf(stderr, "tq4cam: %s\n", error.c_str());
-        return 1;
-    }
-    return runCommand(library, options);
+    CLI::App app{"tq4cam: look at cameras, change their settings and take images through the tq4_genicam driver"};
+    app.set_version_flag("--version", "tq4cam 1.9.0");
+    GlobalOptions global;
+    app.add_option("--num", global.number, "camera number (default 0)");
+    app.add_option("--producers", global.producers, "producer list, e.g. ZEVO.cti:Other.cti (default: the ini file's)");
+    app.add_option("--lib", global.libraryPath, "the driver library to load");
+    app.add_flag("--raw", global.raw, "also print every telegram's bytes");
+    app.require_subcommand(0, 1);
+
+    CLI::App* info = app.add_subcommand("info", "identity and status of the camera (the default)");
+    std::vector<std::string> rawWords;
+    CLI::App* raw = app.add_subcommand("raw", "send one telegram: CODE as four hex digits, then payload bytes in hex");
+    raw->add_option("words", rawWords, "e.g. 0110, or 0A10 01000000")->required();
+    CLI::App* version = app.add_subcommand("version", "the driver library's version");
+    CLI::App* list = app.add_subcommand("list", "producers on the search path, their cameras and camera numbers");
+    std::string filter;
+    CLI::App* featuresCommand =
+        app.add_subcommand("features", "the camera's features with type, access, value, limits");
+    featuresCommand->add_option("filter", filter, "only features whose name contains this");
+    std::vector<std::string> names;
+    CLI::App* get = app.add_subcommand("get", "features by name");
+    get->add_option("names", names, "feature names")->required();
+    std::vector<std::string> assignments;
+    CLI::App* set = app.add_subcommand("set", "write features: NAME=VALUE ...");
+    set->add_option("assignments", assignments, "NAME=VALUE")->required();
+    CameraSettings settings;
+    CLI::App* control = app.add_subcommand("control", "everyday settings through the driver's telegrams");
+    addSettingOptions(*control, settings);
+    GrabOptions grab;
+    CLI::App* grabCommand = app.add_subcommand("grab", "take images into files through the driver");
+    grabCommand->add_option("-n,--frames", grab.frames, "number of images (default 10)");
+    grabCommand->add_option("-o,--output", grab.folder, "folder for the files")->required();
+    grabCommand->add_option("--format", grab.format, "tiff (the data), png (8-bit preview) or pgm")
+        ->check(CLI::IsMember({"tiff", "png", "pgm"}));
+    grabCommand->add_option("--buffers", grab.buffers, "caller buffers in the ring (default 4)");
+    grabCommand->add_option("--timeout", grab.timeoutMs, "longest wait for one image in ms (default 5000)");
+    addSettingOptions(*grabCommand, settings);
+
+    CLI11_PARSE(app, argc, argv);
+
+    if (*raw) return runRaw(global, rawWords);
+    if (*version) return runVersion(global);
+    if (*list) return runList(global);
+    if (*featuresCommand) return runFeatures(global, filter);
+    if (*get) return runGet(global, names);
+    if (*set) return runSet(global, assignments);
+    if (*control) return runControl(global, settings);
+    if (*grabCommand) return runGrab(global, settings, grab);
+    (void)info;
+    return runInfo(global);
 }

@@ -151,6 +151,34 @@ Node* NodeMap::getNode(const std::string& name) {
     return impl_->nodes ? impl_->nodes->find(name) : nullptr;
 }
 
+namespace {
+
+// Depth-first below one category; a name listed twice in the tree (a feature in two
+// categories) is given every time, a category already walked is not walked again.
+void walkCategory(ArvGc* genicam, const char* name, int depth, std::vector<NodeMap::TreeEntry>& out,
+                  std::vector<std::string>& walked) {
+    ArvGcNode* node = arv_gc_get_node(genicam, name);
+    if (!ARV_IS_GC_CATEGORY(node)) return;
+    if (std::find(walked.begin(), walked.end(), name) != walked.end()) return;
+    walked.emplace_back(name);
+    for (const GSList* item = arv_gc_category_get_features(ARV_GC_CATEGORY(node)); item; item = item->next) {
+        const char* feature = static_cast<const char*>(item->data);
+        const bool isCategory = ARV_IS_GC_CATEGORY(arv_gc_get_node(genicam, feature));
+        out.push_back({feature, depth, isCategory});
+        if (isCategory) walkCategory(genicam, feature, depth + 1, out, walked);
+    }
+}
+
+}  // namespace
+
+std::vector<NodeMap::TreeEntry> NodeMap::featureTree() {
+    std::lock_guard lock(impl_->mutex);
+    std::vector<TreeEntry> tree;
+    std::vector<std::string> walked;
+    if (impl_->genicam) walkCategory(impl_->genicam, "Root", 0, tree, walked);
+    return tree;
+}
+
 std::recursive_mutex& NodeMap::mutex() { return impl_->mutex; }
 
 void NodeMap::setRegisterCacheEnabled(bool enabled) {

@@ -2,6 +2,7 @@
 #include "platform/Platform.h"
 
 #include <sched.h>
+#include <signal.h>
 #include <spawn.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -131,6 +132,25 @@ bool startProcess(const std::string& program, const std::string& arguments) {
 
 bool requestTimerPeriod(unsigned) { return false; }
 void releaseTimerPeriod(unsigned) {}
+
+// ---- terminal and Ctrl-C ----------------------------------------------------------------------
+bool standardOutputIsTerminal() { return isatty(STDOUT_FILENO) == 1; }
+
+namespace {
+std::atomic<bool> ctrlCSeen{false};
+void noteCtrlC(int) { ctrlCSeen.store(true); }
+}  // namespace
+
+const std::atomic<bool>& ctrlCFlag() {
+    static const bool installed = [] {
+        struct sigaction action {};
+        action.sa_handler = noteCtrlC;
+        sigemptyset(&action.sa_mask);
+        return sigaction(SIGINT, &action, nullptr) == 0;
+    }();
+    (void)installed;
+    return ctrlCSeen;
+}
 
 // ---- yes/no question -------------------------------------------------------------------------
 namespace {

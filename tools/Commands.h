@@ -1,0 +1,52 @@
+// tq4cam's commands. Each returns the program's exit code: 0 done, 1 the camera or the driver
+// refused, 2 bad arguments, 130 interrupted by Ctrl-C. Messages name their cause in one line on
+// stderr; results go to stdout.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tq4::tools {
+
+struct GlobalOptions {
+    std::string libraryPath;  // the driver library; empty: next to tq4cam, then the linker's search
+    std::string producers;    // producer list instead of the configuration file's
+    uint32_t number = 0;      // camera number
+    bool raw = false;         // also print every telegram's bytes
+};
+
+// The everyday settings, sent as the SDK sends them: telegrams through the driver.
+struct CameraSettings {
+    std::optional<std::string> exposure;  // "10ms", "250us", "1s", "800ns"; a bare number is us
+    std::optional<std::string> delay;
+    std::optional<std::string> roi;  // "X0,Y0,X1,Y1", from 1, inclusive
+    std::optional<uint16_t> binning;
+    std::optional<std::string> trigger;       // auto, software, external, width
+    std::optional<std::string> timestamp;     // none, binary, both, readable
+    std::optional<std::string> bitAlignment;  // msb, lsb
+};
+
+struct GrabOptions {
+    uint32_t frames = 10;
+    std::string folder;
+    std::string format = "tiff";  // tiff, png, pgm
+    uint32_t buffers = 4;
+    uint32_t timeoutMs = 5000;
+};
+
+int runInfo(const GlobalOptions& options);
+int runRaw(const GlobalOptions& options, const std::vector<std::string>& words);
+int runVersion(const GlobalOptions& options);
+int runList(const GlobalOptions& options);
+int runFeatures(const GlobalOptions& options, const std::string& filter);
+int runGet(const GlobalOptions& options, const std::vector<std::string>& names);
+int runSet(const GlobalOptions& options, const std::vector<std::string>& assignments);
+int runControl(const GlobalOptions& options, const CameraSettings& settings);
+int runGrab(const GlobalOptions& options, const CameraSettings& settings, const GrabOptions& grab);
+
+// The message every command prints for a failure: "tq4cam: <text>" on stderr.
+void complain(const std::string& text);
+
+}  // namespace tq4::tools

@@ -1,0 +1,269 @@
+// list, features, get, set: the producers and one camera's features, read in this process
+// through the transport and node-map classes the driver uses.
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "features/Features.h"
+#include "features/NodeMap.h"
+#include "gentl/GenTLModule.h"
+#include "tools/Commands.h"
+#include "tools/Producers.h"
+
+namespace tq4::tools {
+
+namespace {
+
+using features::NodeMap;
+
+const char* typeName(features::InterfaceType type) {
+    switch (type) {
+        case features::intfIInteger: return "Integer";
+        case features::intfIBoolean: return "Boolean";
+        case features::intfICommand: return "Command";
+        case features::intfIFloat: return "Float";
+        case features::intfIString: return "String";
+        case features::intfIRegister: return "Register";
+        case features::intfICategory: return "Category";
+        case features::intfIEnumeration: return "Enumeration";
+        default: return "Node";
+    }
+}
+
+const char* accessName(features::AccessMode mode) {
+    switch (mode) {
+        case features::RW: return "RW";
+        case features::RO: return "RO";
+        case features::WO: return "WO";
+        case features::NA: return "NA";
+        default: return "NI";
+    }
+}
+
+// "[min..max step inc]" for numbers, "{a, b, c}" for enumerations, the unit where there is one.
+std::string limitsOf(NodeMap& map, const char* name, features::InterfaceType type) {
+    if (type == features::intfIInteger) {
+        int64_t min = 0, max = 0, inc = 0;
+        features::getInteger(map, name, &min, &max, &inc);
+        if (min == std::numeric_limits<int64_t>::min() && max == std::numeric_limits<int64_t>::max()) return "";
+        return "[" + std::to_string(min) + ".." + std::to_string(max) +
+               (inc > 1 ? " step " + std::to_string(inc) : "") + "]";
+    }
+    if (type == features::intfIFloat) {
+        double min = 0, max = 0;
+        std::string unit;
+        features::getFloat(map, name, &min, &max, nullptr, &unit);
+        if (min <= -std::numeric_limits<double>::max() && max >= std::numeric_limits<double>::max()) return "";
+        char text[96];
+        std::snprintf(text, sizeof text, "[%g..%g]%s%s", min, max, unit.empty() ? "" : " ", unit.c_str());
+        return text;
+    }
+    if (type == features::intfIEnumeration) {
+        std::vector<std::string> entries;
+        features::getEnumEntries(map, name, entries);
+        std::string list;
+        for (const std::string& entry : entries) list += (list.empty() ? "" : ", ") + entry;
+        return "{" + list + "}";
+    }
+    return "";
+}
+
+// One feature as a line: name, type, access, value, limits. Absent features give an empty text.
+std::string describeFeature(NodeMap& map, const std::string& name) {
+    std::lock_guard<std::recursive_mutex> lock(map.mutex());
+    features::Node* node = map.getNode(name);
+    if (!node) return "";
+    const features::InterfaceType type = node->GetPrincipalInterfaceType();
+    const features::AccessMode access = node->GetAccessMode();
+    std::string value;
+    if (features::IsReadable(access) && type != features::intfICommand && type != features::intfICategory)
+        value = features::getString(map, name.c_str());
+    if (type == features::intfIFloat && features::IsReadable(access)) {
+        std::string unit;
+        features::getFloat(map, name.c_str(), nullptr, nullptr, nullptr, &unit);
+        if (!unit.empty()) value += " " + unit;
+    }
+    char line[512];
+    std::snprintf(line, sizeof line, "%-32s %-11s %-2s  %s", name.c_str(), typeName(type), accessName(access),
+                  value.c_str());
+    std::string text = line;
+    if (features::IsReadable(access)) {
+        const std::string limits = limitsOf(map, name.c_str(), type);
+        if (!limits.empty()) text += "  " + limits;
+    }
+    while (!text.empty() && text.back() == ' ') text.pop_back();
+    return text;
+}
+
+// Whether the camera now holds what was asked for: numbers by value (so "0x10" is 16 and
+// "5000" is 5000.0), everything else by its text.
+bool holdsValue(features::InterfaceType type, const std::string& asked, const std::string& held) {
+    if (type == features::intfIInteger) {
+        char* end = nullptr;
+        const long long value = std::strtoll(asked.c_str(), &end, 0);
+        return *end == '\0' && std::to_string(value) == held;
+    }
+    if (type == features::intfIFloat) {
+        char* end = nullptr;
+        const double value = std::strtod(asked.c_str(), &end);
+        const double now = std::strtod(held.c_str(), nullptr);
+        return *end == '\0' && std::abs(value - now) <= 1e-6 * std::max(1.0, std::abs(value));
+    }
+    return asked == held;
+}
+
+bool containsIgnoringCase(const std::string& text, const std::string& part) {
+    auto lower = [](std::string s) {
+        for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        return s;
+    };
+    return lower(text).find(lower(part)) != std::string::npos;
+}
+
+// Opens the camera of the options, or says why not.
+bool openFeatureCamera(const GlobalOptions& options, std::unique_ptr<FeatureCamera>& camera) {
+    camera = std::make_unique<FeatureCamera>(configuredProducers(options.producers), options.number);
+    if (camera->isOpen()) return true;
+    complain(camera->problem());
+    return false;
+}
+
+const char* accessStatusName(int32_t status) {
+    switch (status) {
+        case 1: return "free";
+        case 2: return "read-only";
+        case 3: return "open elsewhere";
+        case 4: return "busy";
+        case 5: return "open here";
+        case 6: return "open here, read-only";
+        default: return "unknown";
+    }
+}
+
+}  // namespace
+
+int runList(const GlobalOptions& options) {
+    const std::vector<std::string> configured = configuredProducers(options.producers);
+    const std::vector<std::string> found = producersOnSearchPath();
+    if (found.empty()) {
+        complain("no GenTL producer (*.cti) on the search path (GENICAM_GENTL64_PATH, current folder, data folder)");
+        return 1;
+    }
+    std::printf("producer list for camera numbers:");
+    for (const std::string& token : configured) std::printf(" %s", token.c_str());
+    std::printf("\n");
+    uint32_t number = 0;
+    // Camera numbers go to the devices of the listed producers in list order; a producer on the
+    // path that the list does not name gets none.
+    for (const std::string& token : configured) {
+        const std::string path = gentl::GenTLModule::findProducer(token);
+        std::printf("\n%s\n", path.c_str());
+        const ProducerListing listing = listProducer(path);
+        if (!listing.usable) {
+            std::printf("  cannot be loaded or initialised\n");
+            continue;
+        }
+        for (const CameraListing& c : listing.cameras)
+            std::printf("  camera %-3u %s | %s | serial %s | %s | interface %s | device %s\n", number++,
+                        c.vendor.c_str(), c.model.c_str(), c.serial.c_str(), accessStatusName(c.accessStatus),
+                        c.interfaceId.c_str(), c.deviceId.c_str());
+        if (listing.cameras.empty()) std::printf("  no camera\n");
+    }
+    for (const std::string& path : found) {
+        bool listed = false;
+        for (const std::string& token : configured) listed = listed || gentl::GenTLModule::findProducer(token) == path;
+        if (listed) continue;
+        const ProducerListing listing = listProducer(path);
+        std::printf("\n%s (not in the producer list: no camera numbers)\n", path.c_str());
+        if (!listing.usable) std::printf("  cannot be loaded or initialised\n");
+        for (const CameraListing& c : listing.cameras)
+            std::printf("  %s | %s | serial %s | %s | interface %s | device %s\n", c.vendor.c_str(), c.model.c_str(),
+                        c.serial.c_str(), accessStatusName(c.accessStatus), c.interfaceId.c_str(), c.deviceId.c_str());
+    }
+    return 0;
+}
+
+int runFeatures(const GlobalOptions& options, const std::string& filter) {
+    std::unique_ptr<FeatureCamera> camera;
+    if (!openFeatureCamera(options, camera)) return 1;
+    std::printf("camera %u: %s\n", options.number, camera->description().c_str());
+    for (const NodeMap::TreeEntry& entry : camera->map().featureTree()) {
+        const std::string indent(static_cast<std::size_t>(2 * entry.depth), ' ');
+        if (entry.isCategory) {
+            if (filter.empty()) std::printf("%s%s\n", indent.c_str(), entry.name.c_str());
+            continue;
+        }
+        if (!filter.empty() && !containsIgnoringCase(entry.name, filter)) continue;
+        std::printf("%s%s\n", filter.empty() ? indent.c_str() : "", describeFeature(camera->map(), entry.name).c_str());
+    }
+    return 0;
+}
+
+int runGet(const GlobalOptions& options, const std::vector<std::string>& names) {
+    std::unique_ptr<FeatureCamera> camera;
+    if (!openFeatureCamera(options, camera)) return 1;
+    int result = 0;
+    for (const std::string& name : names) {
+        const std::string line = describeFeature(camera->map(), name);
+        if (line.empty()) {
+            complain("camera " + std::to_string(options.number) + " has no feature '" + name + "'");
+            result = 1;
+            continue;
+        }
+        std::printf("%s\n", line.c_str());
+    }
+    return result;
+}
+
+int runSet(const GlobalOptions& options, const std::vector<std::string>& assignments) {
+    for (const std::string& assignment : assignments)
+        if (assignment.find('=') == std::string::npos) {
+            complain("'" + assignment + "' is not NAME=VALUE");
+            return 2;
+        }
+    std::unique_ptr<FeatureCamera> camera;
+    if (!openFeatureCamera(options, camera)) return 1;
+    NodeMap& map = camera->map();
+    int result = 0;
+    for (const std::string& assignment : assignments) {
+        const std::string name = assignment.substr(0, assignment.find('='));
+        const std::string value = assignment.substr(assignment.find('=') + 1);
+        if (!features::isFeaturePresent(map, name.c_str())) {
+            complain("camera " + std::to_string(options.number) + " has no feature '" + name + "'");
+            result = 1;
+            continue;
+        }
+        if (!features::isFeatureWritable(map, name.c_str())) {
+            complain("'" + name + "' is not writable now (" + describeFeature(map, name) + ")");
+            result = 1;
+            continue;
+        }
+        bool accepted = false;
+        try {
+            const features::InterfaceType type = map.getNode(name)->GetPrincipalInterfaceType();
+            const bool isEnum = type == features::intfIEnumeration;
+            accepted = (!isEnum || features::hasEnumEntry(map, name.c_str(), value, true)) &&
+                       features::setString(map, name.c_str(), value) &&
+                       (type == features::intfICommand || !features::isFeatureReadable(map, name.c_str()) ||
+                        holdsValue(type, value, features::getString(map, name.c_str())));
+        } catch (const std::exception&) {
+            accepted = false;
+        }
+        if (!accepted) {
+            complain("'" + name + "' does not take '" + value + "' (" + describeFeature(map, name) + ")");
+            result = 1;
+            continue;
+        }
+        std::printf("%s\n", describeFeature(map, name).c_str());
+    }
+    return result;
+}
+
+}  // namespace tq4::tools

@@ -1,0 +1,347 @@
+// grab: images through the driver's exports, as the SDK takes them: arm, record, a ring of
+// caller buffers with their own events, each image written to a file as it arrives.
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "platform/Platform.h"
+#include "tools/Commands.h"
+#include "tools/Decode.h"
+#include "tools/DriverLibrary.h"
+#include "tools/ImageFiles.h"
+#include "tools/ResultNames.h"
+#include "tools/Settings.h"
+
+namespace tq4::tools {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+constexpr uint32_t kWaitSliceMs = 100;  // how often a wait looks at Ctrl-C
+constexpr int kInterruptedExit = 130;
+
+// One caller buffer: image memory, status word and event, kept as a caller keeps them.
+struct Slot {
+    std::vector<uint8_t> image;
+    uint32_t status = 0;
+    std::unique_ptr<platform::Event> event;
+    bool queued = false;
+
+    // The driver writes the word, then sets the event; read with acquire order.
+    uint32_t statusNow() const { return __atomic_load_n(&status, __ATOMIC_ACQUIRE); }
+};
+
+struct Geometry {
+    uint32_t width = 0, height = 0, bits = 0, bytesPerPixel = 0;
+    bool msbAligned = false;
+    std::size_t bytes() const { return std::size_t(width) * height * bytesPerPixel; }
+};
+
+bool readGeometry(CameraSession& camera, Geometry& g) {
+    uint8_t record[48] = {};
+    const uint32_t result = camera.library().getImageTransferMode(camera.handle(), record, sizeof record);
+    if (result != 0) {
+        complain("Get_Image_Transfer_Mode: " + describeResult(result));
+        return false;
+    }
+    g.width = uint32_t(record[4] | (record[5] << 8));
+    g.height = uint32_t(record[6] | (record[7] << 8));
+    g.bits = u16At(camera.send(GET_CAMERA_DESCRIPTION).response, 16);
+    g.msbAligned = u16At(camera.send(GET_BIT_ALIGNMENT).response, 4) == 0;
+    g.bytesPerPixel = (g.bits + 7) / 8;
+    if (g.width == 0 || g.height == 0 || g.bytesPerPixel == 0 || g.bytesPerPixel > 2) {
+        complain("the camera reports an image of " + std::to_string(g.width) + " x " + std::to_string(g.height) +
+                 " with " + std::to_string(g.bits) + " bits");
+        return false;
+    }
+    return true;
+}
+
+// The frame id stamped as eight BCD digits into the first four pixels (the camera's own id
+// when it stamps, else the driver's image count); -1 when those pixels hold no BCD.
+int64_t stampedFrameId(const Slot& slot, const Geometry& g) {
+    const unsigned shift = g.bytesPerPixel == 1 ? 0 : g.msbAligned ? 8 : g.bits - 8;
+    int64_t id = 0;
+    for (std::size_t i = 0; i < 4; ++i) {
+        const uint8_t* p = slot.image.data() + i * g.bytesPerPixel;
+        const unsigned raw = g.bytesPerPixel == 1 ? p[0] : unsigned(p[0] | (p[1] << 8));
+        const unsigned bcd = (raw >> shift) & 0xFF;
+        if ((bcd >> 4) > 9 || (bcd & 0xF) > 9) return -1;
+        id = id * 100 + (bcd >> 4) * 10 + (bcd & 0xF);
+    }
+    return id;
+}
+
+// Frame counts and arrival times, and the progress line.
+class Progress {
+public:
+    Progress(uint32_t total) : total_(total), terminal_(platform::standardOutputIsTerminal()) {}
+
+    void delivered(int64_t frameId) {
+        const Clock::time_point now = Clock::now();
+        if (written_ > 0) longestGap_ = std::max(longestGap_, now - last_);
+        if (written_ == 0) first_ = now;
+        last_ = now;
+        ++written_;
+        if (frameId >= 0) {
+            if (firstId_ < 0)
+                firstId_ = frameId;
+            else if (frameId > lastId_ + 1)
+                missing_ += frameId - lastId_ - 1;
+            lastId_ = frameId;
+        } else {
+            unstamped_ = true;
+        }
+        show();
+    }
+    void failed() { ++failed_; }
+    void cancelled() { ++cancelled_; }
+    uint32_t written() const { return written_; }
+
+    void show() {
+        if (terminal_) {
+            const int width = 30;
+            const int done = int(width * written_ / (total_ ? total_ : 1));
+            std::printf("\r%6u/%u frames  %8.2f fps  [%s%s]", written_, total_, meanRate(),
+                        std::string(std::size_t(done), '#').c_str(),
+                        std::string(std::size_t(width - done), '.').c_str());
+            std::fflush(stdout);
+        } else if (written_ == total_ || written_ % std::max(1u, total_ / 10) == 0) {
+            std::printf("%u/%u frames\n", written_, total_);
+        }
+    }
+
+    void summary(const std::string& folder, const std::string& format) const {
+        if (terminal_) std::printf("\n");
+        std::printf("%-16s %u (%s/frame-000000.%s ...)\n", "frames written", written_, folder.c_str(), format.c_str());
+        std::printf("%-16s %u\n", "failed", failed_);
+        std::printf("%-16s %u\n", "cancelled", cancelled_);
+        const double lowest = longestGap_.count() > 0 ? 1.0 / std::chrono::duration<double>(longestGap_).count() : 0;
+        std::printf("%-16s mean %.2f Hz, lowest %.2f Hz\n", "frame rate", meanRate(), lowest);
+        if (firstId_ >= 0 && !unstamped_)
+            std::printf("%-16s ids %lld..%lld, %lld missing (the camera's frames that no buffer took)\n",
+                        "camera frames", static_cast<long long>(firstId_), static_cast<long long>(lastId_),
+                        static_cast<long long>(missing_));
+    }
+
+private:
+    double meanRate() const {
+        const double seconds = std::chrono::duration<double>(last_ - first_).count();
+        return written_ > 1 && seconds > 0 ? (written_ - 1) / seconds : 0;
+    }
+
+    uint32_t total_;
+    bool terminal_;
+    uint32_t written_ = 0, failed_ = 0, cancelled_ = 0;
+    Clock::time_point first_{}, last_{};
+    Clock::duration longestGap_{};
+    int64_t firstId_ = -1, lastId_ = -1, missing_ = 0;
+    bool unstamped_ = false;
+};
+
+// An output folder that exists and takes files; false with the reason told.
+bool prepareFolder(const std::string& folder) {
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    const std::string probe = folder + "/.tq4cam-probe";
+    if (!error) {
+        std::ofstream(probe) << "x";
+        if (!std::filesystem::exists(probe)) error = std::make_error_code(std::errc::permission_denied);
+        std::filesystem::remove(probe, error);
+    }
+    if (!error) return true;
+    complain("cannot write into " + folder + ": " + error.message());
+    return false;
+}
+
+class Grabber {
+public:
+    Grabber(CameraSession& camera, const GrabOptions& options, const Geometry& geometry)
+        : camera_(camera), options_(options), geometry_(geometry), progress_(options.frames) {}
+
+    // The exit code.
+    int run() {
+        slots_.resize(options_.buffers);
+        for (Slot& slot : slots_) {
+            slot.image.assign(geometry_.bytes(), 0);
+            slot.event = platform::Event::create();
+            if (!slot.event) {
+                complain("cannot create an event for a buffer");
+                return 1;
+            }
+        }
+        const std::atomic<bool>& interrupted = platform::ctrlCFlag();
+        for (Slot& slot : slots_)
+            if (inFlight() < options_.frames) queue(slot);
+        int exitCode = 0;
+        for (std::size_t next = 0; progress_.written() < options_.frames && inFlight() > 0;
+             next = (next + 1) % slots_.size()) {
+            Slot& slot = slots_[next];
+            if (!slot.queued) continue;
+            const WaitResult waited = waitFor(slot, interrupted);
+            if (waited == WaitResult::Interrupted) {
+                exitCode = kInterruptedExit;
+                break;
+            }
+            if (waited == WaitResult::TimedOut) {
+                complain("no image within " + std::to_string(options_.timeoutMs) + " ms");
+                exitCode = 1;
+                break;
+            }
+            if (!take(slot)) {
+                exitCode = 1;
+                break;
+            }
+            if (progress_.written() + inFlight() < options_.frames) queue(slot);
+        }
+        finish();
+        return exitCode;
+    }
+
+    const Progress& progress() const { return progress_; }
+
+private:
+    enum class WaitResult { Done, TimedOut, Interrupted };
+
+    uint32_t inFlight() const {
+        uint32_t count = 0;
+        for (const Slot& slot : slots_) count += slot.queued ? 1 : 0;
+        return count;
+    }
+
+    bool queue(Slot& slot) {
+        const uint32_t result =
+            camera_.library().setImageBuffer(camera_.handle(), reinterpret_cast<TQ4_HANDLE>(slot.event->nativeHandle()),
+                                             0, 0, 0, 0, slot.image.data(), uint32_t(slot.image.size()), &slot.status);
+        slot.queued = result == 0 || result == 0x360000;
+        if (!slot.queued) complain("Set_Image_Buffer: " + describeResult(result));
+        return slot.queued;
+    }
+
+    WaitResult waitFor(Slot& slot, const std::atomic<bool>& interrupted) {
+        const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(options_.timeoutMs);
+        while (!slot.event->wait(kWaitSliceMs)) {
+            if (interrupted.load()) return WaitResult::Interrupted;
+            if (Clock::now() >= deadline) return WaitResult::TimedOut;
+        }
+        return WaitResult::Done;
+    }
+
+    // The finished buffer: its image written, or its failure counted. False when a file
+    // cannot be written or images keep failing.
+    bool take(Slot& slot) {
+        slot.queued = false;
+        const uint32_t status = slot.statusNow();
+        if (status == ZEVO_BUFFER_DONE) return writeFrame(slot);
+        if (status == ZEVO_BUFFER_CANCELLED) {
+            progress_.cancelled();
+            complain("a buffer was cancelled by the driver");
+            return false;
+        }
+        progress_.failed();
+        if (++failures_ <= options_.buffers) return true;
+        complain("images keep failing (" + describeBufferStatus(status) + ")");
+        return false;
+    }
+
+    bool writeFrame(Slot& slot) {
+        char name[32];
+        std::snprintf(name, sizeof name, "frame-%06u.%s", progress_.written(), options_.format.c_str());
+        const ImageView view{slot.image.data(),       geometry_.width, geometry_.height,
+                             geometry_.bytesPerPixel, geometry_.bits,  geometry_.msbAligned};
+        std::string error;
+        if (!writeImage(options_.folder + "/" + name, options_.format, view, error)) {
+            complain(std::string(name) + ": " + error);
+            return false;
+        }
+        progress_.delivered(stampedFrameId(slot, geometry_));
+        return true;
+    }
+
+    // Every buffer still queued is cancelled and waited for, so that none is written to after
+    // this returns.
+    void finish() {
+        if (inFlight() == 0) return;
+        camera_.library().cancelImages(camera_.handle());
+        for (Slot& slot : slots_) {
+            if (!slot.queued) continue;
+            slot.event->wait(options_.timeoutMs);
+            slot.queued = false;
+            const uint32_t status = slot.statusNow();
+            if (status == ZEVO_BUFFER_DONE)
+                writeFrame(slot);
+            else if (status == ZEVO_BUFFER_CANCELLED)
+                progress_.cancelled();
+            else
+                progress_.failed();
+        }
+    }
+
+    CameraSession& camera_;
+    const GrabOptions& options_;
+    const Geometry geometry_;
+    Progress progress_;
+    std::vector<Slot> slots_;
+    uint32_t failures_ = 0;
+};
+
+bool startRecording(CameraSession& camera) {
+    for (const auto& [code, payload, what] : {std::tuple{uint16_t(ARM_CAMERA), Bytes{}, "arming the camera"},
+                                              std::tuple{uint16_t(SET_RECORDING_STATE), Bytes{1, 0}, "recording"}}) {
+        const CameraSession::Exchange exchange = camera.send(code, payload);
+        if (exchange.result != 0) {
+            complain(std::string(what) + ": the driver answered " + describeResult(exchange.result));
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+int runGrab(const GlobalOptions& options, const CameraSettings& settings, const GrabOptions& grab) {
+    if (!isImageFormat(grab.format)) {
+        complain("--format is tiff, png or pgm");
+        return 2;
+    }
+    if (grab.frames == 0 || grab.buffers == 0) {
+        complain("-n and --buffers take at least 1");
+        return 2;
+    }
+    if (!prepareFolder(grab.folder)) return 1;
+    DriverLibrary library;
+    std::string error;
+    if (!library.load(options.libraryPath.empty() ? DriverLibrary::defaultPath() : options.libraryPath, error)) {
+        complain(error);
+        return 1;
+    }
+    CameraSession camera(library, options.number, options.producers);
+    if (!camera.isOpen()) {
+        complain("opening camera " + std::to_string(options.number) +
+                 " failed: " + describeResult(camera.openResult()));
+        return 1;
+    }
+    CameraSettings withStamp = settings;
+    // Both stamps unless asked otherwise: the time readable in the image, the frame id for the
+    // missing-frame count.
+    if (!withStamp.timestamp) withStamp.timestamp = "both";
+    Geometry geometry;
+    if (!applySettings(camera, withStamp) || !startRecording(camera) || !readGeometry(camera, geometry)) return 1;
+    std::printf("camera %u: %u x %u, %u bits, %u buffers, %u frames to %s as %s\n", options.number, geometry.width,
+                geometry.height, geometry.bits, grab.buffers, grab.frames, grab.folder.c_str(), grab.format.c_str());
+    Grabber grabber(camera, grab, geometry);
+    const int exitCode = grabber.run();
+    grabber.progress().summary(grab.folder, grab.format);
+    if (exitCode == kInterruptedExit)
+        std::printf("interrupted: every buffer is back, the files written are complete\n");
+    return exitCode;
+}
+
+}  // namespace tq4::tools

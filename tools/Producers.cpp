@@ -1,0 +1,119 @@
+#include "tools/Producers.h"
+
+#include <algorithm>
+#include <exception>
+#include <filesystem>
+
+#include "config/Config.h"
+#include "features/NodeMap.h"
+#include "gentl/Device.h"
+#include "gentl/GenTL.h"
+#include "gentl/GenTLModule.h"
+#include "gentl/Interface.h"
+#include "gentl/SystemTLI.h"
+
+namespace tq4::tools {
+
+namespace fs = std::filesystem;
+
+std::vector<std::string> producersOnSearchPath() {
+    std::vector<std::string> found;
+    for (const std::string& folder : gentl::GenTLModule::searchFolders()) {
+        std::error_code error;
+        if (folder.empty() || !fs::is_directory(folder, error)) continue;
+        std::vector<std::string> here;
+        for (const auto& entry : fs::directory_iterator(folder, error))
+            if (entry.path().extension() == ".cti") here.push_back(fs::weakly_canonical(entry.path()).string());
+        std::sort(here.begin(), here.end());
+        for (const std::string& path : here)
+            if (std::find(found.begin(), found.end(), path) == found.end()) found.push_back(path);
+    }
+    return found;
+}
+
+std::vector<std::string> configuredProducers(const std::string& producers) {
+    const std::string list =
+        producers.empty() ? config::readIniValue(config::paths().iniFile, "CONFIG", "ProducerName", "ZEVO.cti", false)
+                          : producers;
+    std::vector<std::string> tokens;
+    std::size_t start = 0;
+    while (start <= list.size()) {
+        std::size_t end = list.find(':', start);
+        if (end == std::string::npos) end = list.size();
+        if (end > start) tokens.push_back(list.substr(start, end - start));
+        start = end + 1;
+    }
+    return tokens;
+}
+
+namespace {
+
+std::shared_ptr<gentl::SystemTLI> openSystem(const std::string& producer) {
+    auto system = std::make_shared<gentl::SystemTLI>(producer);
+    if (!system->isUsable()) return nullptr;
+    system->updateInterfaces();
+    system->updateDeviceMaps();
+    return system;
+}
+
+}  // namespace
+
+ProducerListing listProducer(const std::string& path) {
+    ProducerListing listing{path, false, {}};
+    const std::shared_ptr<gentl::SystemTLI> system = openSystem(path);
+    if (!system) return listing;
+    listing.usable = true;
+    for (const auto& iface : system->interfaces()) {
+        for (const auto& device : iface->devices()) {
+            const auto text = [&](GenTL::DEVICE_INFO_CMD command) {
+                return iface->deviceInfoText(device->id(), command);
+            };
+            listing.cameras.push_back({iface->id(), device->id(), text(GenTL::DEVICE_INFO_VENDOR),
+                                       text(GenTL::DEVICE_INFO_MODEL), text(GenTL::DEVICE_INFO_SERIAL_NUMBER),
+                                       device->displayName(), iface->deviceAccessStatus(device->id())});
+        }
+    }
+    return listing;
+}
+
+FeatureCamera::FeatureCamera(const std::vector<std::string>& producers, uint32_t number) {
+    uint32_t index = 0;
+    for (const std::string& producer : producers) {
+        std::shared_ptr<gentl::SystemTLI> system = openSystem(producer);
+        if (!system) continue;
+        systems_.push_back(system);
+        std::vector<std::shared_ptr<gentl::Device>> devices;
+        system->forEachDevice([&](gentl::Device& d) {
+            devices.push_back(system->findDevice([&](const gentl::Device& other) { return &other == &d; }));
+        });
+        for (const auto& device : devices) {
+            if (index++ != number) continue;
+            try {
+                if (!device->open(static_cast<int32_t>(number), producer)) {
+                    problem_ = "camera " + std::to_string(number) + " (" + device->id() + ") could not be opened";
+                    return;
+                }
+            } catch (const std::exception& e) {
+                problem_ = "camera " + std::to_string(number) + ": " + e.what();
+                return;
+            }
+            device_ = device;
+            map_ = device->nodeMap();
+            description_ = device->displayName() + " (" + device->id() + ") through " + producer;
+            return;
+        }
+    }
+    std::string list;
+    for (const std::string& producer : producers) list += (list.empty() ? "" : ":") + producer;
+    problem_ = systems_.empty() ? "no producer of the list " + list +
+                                      " can be loaded (is it on GENICAM_GENTL64_PATH? see tq4cam list)"
+                                : "there is no camera " + std::to_string(number) + " (" + std::to_string(index) +
+                                      " found through " + list + ")";
+}
+
+FeatureCamera::~FeatureCamera() {
+    map_.reset();
+    if (device_) device_->close();
+}
+
+}  // namespace tq4::tools

@@ -1,0 +1,146 @@
+#include "tools/Settings.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "tools/Decode.h"
+#include "tools/ResultNames.h"
+
+namespace tq4::tools {
+
+namespace {
+
+constexpr uint16_t kMicroseconds = 1;
+const std::vector<std::string> kTriggerModes = {"auto", "software", "external", "width"};
+const std::vector<std::string> kTimestampModes = {"none", "binary", "both", "readable"};
+const std::vector<std::string> kAlignments = {"msb", "lsb"};
+
+// Little-endian payloads: `count` bytes of each value in turn.
+template <typename T>
+Bytes payloadOf(std::initializer_list<T> values) {
+    Bytes bytes;
+    for (T v : values)
+        for (std::size_t i = 0; i < sizeof(T); ++i) bytes.push_back(uint8_t(v >> (8 * i)));
+    return bytes;
+}
+Bytes u16Payload(std::initializer_list<uint16_t> values) { return payloadOf(values); }
+Bytes u32Payload(std::initializer_list<uint32_t> values) { return payloadOf(values); }
+
+// A time with its unit ("10ms", "250 us", "1s", "800ns"; a bare number is microseconds) in
+// microseconds; false when it is not one.
+bool parseMicroseconds(const std::string& text, uint32_t& microseconds) {
+    char* end = nullptr;
+    const double value = std::strtod(text.c_str(), &end);
+    std::string unit(end);
+    while (!unit.empty() && unit.front() == ' ') unit.erase(0, 1);
+    double factor = 0;
+    if (unit.empty() || unit == "us")
+        factor = 1;
+    else if (unit == "ns")
+        factor = 1e-3;
+    else if (unit == "ms")
+        factor = 1e3;
+    else if (unit == "s")
+        factor = 1e6;
+    const double us = value * factor;
+    if (end == text.c_str() || factor == 0 || us < 0 || us > 4294967295.0) return false;
+    microseconds = static_cast<uint32_t>(us + 0.5);
+    return true;
+}
+
+bool indexOf(const std::vector<std::string>& names, const std::string& name, uint16_t& index) {
+    for (std::size_t i = 0; i < names.size(); ++i)
+        if (names[i] == name) {
+            index = static_cast<uint16_t>(i);
+            return true;
+        }
+    return false;
+}
+
+std::string nameOf(const std::vector<std::string>& names, uint16_t index) {
+    return index < names.size() ? names[index] : std::to_string(index);
+}
+
+// One telegram; a refusal is reported with what was being done.
+bool sendChecked(CameraSession& camera, const char* what, uint16_t code, const Bytes& payload,
+                 Bytes* response = nullptr) {
+    const CameraSession::Exchange exchange = camera.send(code, payload);
+    if (response) *response = exchange.response;
+    if (exchange.result == 0) return true;
+    complain(std::string(what) + ": the driver answered " + describeResult(exchange.result));
+    return false;
+}
+
+bool applyTimes(CameraSession& camera, const CameraSettings& settings) {
+    uint32_t delay = 0, exposure = 0;
+    if ((settings.delay && !parseMicroseconds(*settings.delay, delay)) ||
+        (settings.exposure && !parseMicroseconds(*settings.exposure, exposure))) {
+        complain("a time is a number with ns, us, ms or s, e.g. 10ms");
+        return false;
+    }
+    Bytes current;
+    if (!sendChecked(camera, "setting the timebases", SET_TIMEBASE, u16Payload({kMicroseconds, kMicroseconds})) ||
+        !sendChecked(camera, "reading the times", GET_DELAY_EXPOSURE_TIME, {}, &current))
+        return false;
+    if (!settings.delay) delay = u32At(current, 4);
+    if (!settings.exposure) exposure = u32At(current, 8);
+    return sendChecked(camera, "setting delay and exposure", SET_DELAY_EXPOSURE_TIME, u32Payload({delay, exposure}));
+}
+
+bool applyRoi(CameraSession& camera, const std::string& text) {
+    unsigned x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+    char rest = 0;
+    if (std::sscanf(text.c_str(), "%u,%u,%u,%u%c", &x0, &y0, &x1, &y1, &rest) != 4 || x0 > 65535 || y0 > 65535 ||
+        x1 > 65535 || y1 > 65535) {
+        complain("--roi takes X0,Y0,X1,Y1 (first and last column and row, from 1)");
+        return false;
+    }
+    return sendChecked(camera, "setting the region", SET_ROI,
+                       u16Payload({uint16_t(x0), uint16_t(y0), uint16_t(x1), uint16_t(y1)}));
+}
+
+bool applyNamed(CameraSession& camera, const char* what, const std::vector<std::string>& names, const std::string& name,
+                uint16_t code) {
+    uint16_t index = 0;
+    if (!indexOf(names, name, index)) {
+        std::string list;
+        for (const std::string& n : names) list += (list.empty() ? "" : ", ") + n;
+        complain(std::string(what) + " is one of " + list);
+        return false;
+    }
+    return sendChecked(camera, what, code, u16Payload({index}));
+}
+
+}  // namespace
+
+bool applySettings(CameraSession& camera, const CameraSettings& s) {
+    bool ok = true;
+    if (s.roi) ok = applyRoi(camera, *s.roi) && ok;
+    if (s.binning) ok = sendChecked(camera, "setting the binning", SET_BINNING, u16Payload({*s.binning})) && ok;
+    if (s.exposure || s.delay) ok = applyTimes(camera, s) && ok;
+    if (s.trigger) ok = applyNamed(camera, "trigger", kTriggerModes, *s.trigger, SET_TRIGGER_MODE) && ok;
+    if (s.timestamp) ok = applyNamed(camera, "timestamp", kTimestampModes, *s.timestamp, SET_TIMESTAMP_MODE) && ok;
+    if (s.bitAlignment) ok = applyNamed(camera, "bit alignment", kAlignments, *s.bitAlignment, SET_BIT_ALIGNMENT) && ok;
+    return ok;
+}
+
+void printSettings(CameraSession& camera) {
+    const auto get = [&](uint16_t code) { return camera.send(code).response; };
+    const Bytes timebase = get(GET_TIMEBASE), times = get(GET_DELAY_EXPOSURE_TIME), rate = get(GET_FRAMERATE);
+    const char* units[] = {"ns", "us", "ms"};
+    const auto unit = [&](uint16_t base) { return base < 3 ? units[base] : "?"; };
+    std::printf("%-16s %u %s\n", "exposure", u32At(times, 8), unit(u16At(timebase, 6)));
+    std::printf("%-16s %u %s\n", "delay", u32At(times, 4), unit(u16At(timebase, 4)));
+    std::printf("%-16s %.3f Hz\n", "frame rate", u32At(rate, 6) / 1000.0);
+    const Bytes roi = get(GET_ROI), binning = get(GET_BINNING);
+    std::printf("%-16s %u,%u - %u,%u (%u x %u)\n", "region", u16At(roi, 4), u16At(roi, 6), u16At(roi, 8),
+                u16At(roi, 10), u16At(roi, 8) - u16At(roi, 4) + 1u, u16At(roi, 10) - u16At(roi, 6) + 1u);
+    std::printf("%-16s %u x %u\n", "binning", u16At(binning, 6), u16At(binning, 4));
+    std::printf("%-16s %s\n", "trigger", nameOf(kTriggerModes, u16At(get(GET_TRIGGER_MODE), 4)).c_str());
+    std::printf("%-16s %s\n", "timestamp", nameOf(kTimestampModes, u16At(get(GET_TIMESTAMP_MODE), 4)).c_str());
+    std::printf("%-16s %s\n", "bit alignment", nameOf(kAlignments, u16At(get(GET_BIT_ALIGNMENT), 4)).c_str());
+}
+
+}  // namespace tq4::tools

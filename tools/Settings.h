@@ -1,0 +1,16 @@
+// The everyday camera settings through the driver's telegrams, as the SDK sends them, and the
+// readable summary of what the camera holds.
+#pragma once
+
+#include "tools/Commands.h"
+#include "tools/DriverLibrary.h"
+
+namespace tq4::tools {
+
+// Sends the settings that are given; false (and a message naming the setting and the driver's
+// result) when one is refused or cannot be read. The others are still sent.
+bool applySettings(CameraSession& camera, const CameraSettings& settings);
+// exposure, delay, frame rate, region, binning, trigger, time stamp, bit alignment.
+void printSettings(CameraSession& camera);
+
+}  // namespace tq4::tools
