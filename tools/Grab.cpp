@@ -227,11 +227,11 @@ private:
 
     WaitResult waitFor(Slot& slot, const std::atomic<bool>& interrupted) {
         const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(options_.timeoutMs);
-        while (!slot.event->wait(kWaitSliceMs)) {
-            if (interrupted.load()) return WaitResult::Interrupted;
+        while (!interrupted.load()) {
+            if (slot.event->wait(kWaitSliceMs)) return WaitResult::Done;
             if (Clock::now() >= deadline) return WaitResult::TimedOut;
         }
-        return WaitResult::Done;
+        return WaitResult::Interrupted;
     }
 
     // The finished buffer: its image written, or its failure counted. False when a file
@@ -316,6 +316,8 @@ int runGrab(const GlobalOptions& options, const CameraSettings& settings, const 
         return 2;
     }
     if (!prepareFolder(grab.folder)) return 1;
+    // From here Ctrl-C ends the acquisition, not the program: every buffer must come back.
+    platform::ctrlCFlag();
     DriverLibrary library;
     std::string error;
     if (!library.load(options.libraryPath.empty() ? DriverLibrary::defaultPath() : options.libraryPath, error)) {
