@@ -336,8 +336,9 @@ int runGrab(const GlobalOptions& options, const CameraSettings& settings, const 
     if (!withStamp.timestamp) withStamp.timestamp = "both";
     Geometry geometry;
     if (!applySettings(camera, withStamp) || !startRecording(camera) || !readGeometry(camera, geometry)) return 1;
-    std::printf("camera %u: %u x %u, %u bits, %u buffers, %u frames to %s as %s\n", options.number, geometry.width,
-                geometry.height, geometry.bits, grab.buffers, grab.frames, grab.folder.c_str(), grab.format.c_str());
+    std::printf("camera %u: %s, %u x %u, %u bits, %u buffers, %u frames to %s as %s\n", options.number,
+                cameraName(camera).c_str(), geometry.width, geometry.height, geometry.bits, grab.buffers, grab.frames,
+                grab.folder.c_str(), grab.format.c_str());
     Grabber grabber(camera, grab, geometry);
     const int exitCode = grabber.run();
     grabber.progress().summary(grab.folder, grab.format);

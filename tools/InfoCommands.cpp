@@ -89,7 +89,7 @@ int printVersion(const DriverLibrary& library) {
 // Opens the camera of the options and says which one it is, or why it is not.
 bool openCamera(CameraSession& camera, const GlobalOptions& options) {
     if (camera.isOpen()) {
-        std::printf("%-16s %u\n", "camera", options.number);
+        std::printf("%-16s %u: %s\n", "camera", options.number, cameraName(camera).c_str());
         return true;
     }
     complain("opening camera " + std::to_string(options.number) + " failed: " + describeResult(camera.openResult()) +

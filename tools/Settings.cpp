@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -124,6 +125,14 @@ bool applySettings(CameraSession& camera, const CameraSettings& s) {
     if (s.timestamp) ok = applyNamed(camera, "timestamp", kTimestampModes, *s.timestamp, SET_TIMESTAMP_MODE) && ok;
     if (s.bitAlignment) ok = applyNamed(camera, "bit alignment", kAlignments, *s.bitAlignment, SET_BIT_ALIGNMENT) && ok;
     return ok;
+}
+
+std::string cameraName(CameraSession& camera) {
+    const Bytes response = camera.send(GET_CAMERA_NAME).response;
+    constexpr std::size_t kNameOffset = 4, kNameField = 40;
+    if (response.size() < kNameOffset + kNameField) return "?";
+    const char* text = reinterpret_cast<const char*>(response.data() + kNameOffset);
+    return std::string(text, strnlen(text, kNameField));
 }
 
 void printSettings(CameraSession& camera) {

@@ -2,6 +2,8 @@
 // readable summary of what the camera holds.
 #pragma once
 
+#include <string>
+
 #include "tools/Commands.h"
 #include "tools/DriverLibrary.h"
 
@@ -10,6 +12,8 @@ namespace tq4::tools {
 // Sends the settings that are given; false (and a message naming the setting and the driver's
 // result) when one is refused or cannot be read. The others are still sent.
 bool applySettings(CameraSession& camera, const CameraSettings& settings);
+// The name the camera reports (GET_CAMERA_NAME), so that a user sees what a number opened.
+std::string cameraName(CameraSession& camera);
 // exposure, delay, frame rate, region, binning, trigger, time stamp, bit alignment.
 void printSettings(CameraSession& camera);
 
