@@ -11,9 +11,10 @@ const char kLibraryName[] = "libtq4_genicam.so";
 constexpr uint32_t kResponseCapacity = 512;  // the largest response buffer the driver accepts
 }  // namespace
 
-DriverLibrary::~DriverLibrary() {
-    if (module_) platform::unloadModule(module_);
-}
+// The library stays loaded until the process ends, when its own exit handler detaches it (as
+// the camera SDK's host process does). Unloading it earlier would leave the GLib types that the
+// node-map engine registered pointing into a library that is gone.
+DriverLibrary::~DriverLibrary() = default;
 
 template <typename F>
 bool DriverLibrary::resolve(F& target, const char* name, std::string& error) {
