@@ -61,9 +61,14 @@ cmake --build "$work/cmake" >>"$work/cmake.log" || { cat "$work/cmake.log"; fail
 echo "find_package build:"
 GENICAM_GENTL64_PATH="$gentl" "$work/cmake/consumer"
 
-# tq4cam finds the library of its own installation.
+# tq4cam finds the library of its own installation through its RUNPATH. Under a sanitizer the
+# runtime's dlopen interceptor is the caller, whose search path has no RUNPATH of tq4cam: there
+# the loader is told the folder.
 echo "tq4cam:"
-GENICAM_GENTL64_PATH="$gentl" LD_DEBUG=libs LD_DEBUG_OUTPUT="$work/ld" "$prefix/bin/tq4cam" info
+loader_path=()
+[[ "$flags" != *-fsanitize* ]] || loader_path=(LD_LIBRARY_PATH="$libdir")
+env "${loader_path[@]}" GENICAM_GENTL64_PATH="$gentl" LD_DEBUG=libs LD_DEBUG_OUTPUT="$work/ld" \
+  "$prefix/bin/tq4cam" info
 loaded=$(sed -n 's/.*calling init: \(.*libtq4_genicam\.so.*\)/\1/p' "$work"/ld.* | head -n 1)
 [ -n "$loaded" ] && [ "$(realpath "$loaded")" = "$libdir/libtq4_genicam.so.1.9.0" ] ||
   fail "tq4cam loaded '$loaded', not the library in $libdir"
