@@ -7,4 +7,6 @@ if(TARGET ZEVO)
   add_dependencies(stream_throughput_bench ZEVO tq4_genicam)
   target_compile_definitions(stream_throughput_bench PRIVATE
     TQ4_SIM_DIR="$<TARGET_FILE_DIR:ZEVO>" TQ4_DRIVER_LIBRARY="$<TARGET_FILE:tq4_genicam>")
+  # It loads the library at run time and calls it through the public header's types.
+  target_include_directories(stream_throughput_bench PRIVATE ${PROJECT_SOURCE_DIR}/include)
 endif()

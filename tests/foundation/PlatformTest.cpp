@@ -75,7 +75,7 @@ TEST(PlatformTest, FoldersFilesModulesAndProcesses) {
     ASSERT_TRUE(version);
     std::string path;
     EXPECT_TRUE(platform::modulePathOf(version, path));
-    EXPECT_EQ(std::filesystem::path(path).filename(), "libtq4_genicam.so");
+    EXPECT_EQ(std::filesystem::path(path).filename(), std::filesystem::path(TQ4_LIBRARY).filename());
     EXPECT_FALSE(platform::moduleSymbol(library, "NoSuchExport"));
     platform::unloadModule(library);
     EXPECT_FALSE(platform::loadModule(folder.file("none.so")));
