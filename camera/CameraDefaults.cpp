@@ -25,8 +25,7 @@ namespace {
 // The camera's own ini override: an entry name, or this to keep the camera's format.
 constexpr const char* kKeepFormat = "None";
 
-// Entry names each followed by "; ", as the log lines list them.
-std::string entryList(const std::vector<std::string>& entries) {
+std::string joined(const std::vector<std::string>& entries) {
     std::string list;
     for (const std::string& entry : entries) list += entry + "; ";
     return list;
@@ -109,11 +108,13 @@ void turnAutoOff(Device& device, const char* feature, const char* origin) {
 void selectLineSource(Device& device, NodeMap& map, const char* line, const char* source) {
     features::setEnum(map, "LineSelector", line);
     TQ4_LOG(log::kImageTrace, device.handle(), "Device::setOutputLines: %s available LineSources: %s", line,
-            entryList(entriesOf(map, "LineSource")).c_str());
+            entryList(map, "LineSource").c_str());
     features::setEnum(map, "LineSource", source);
 }
 
 }  // namespace
+
+std::string entryList(NodeMap& map, const char* feature) { return joined(entriesOf(map, feature)); }
 
 std::string widestPixelFormat(const std::vector<std::string>& entries, const void* handle) {
     std::string widest;
@@ -151,7 +152,7 @@ void setPixelFormat(Device& device, const std::string& request) {
         }
         chosen = *fromIni;
     }
-    const std::string available = entryList(entries);
+    const std::string available = joined(entries);
     TQ4_LOG(log::kDetail, device.handle(), "Device::setPixelFormat: available formats: %s", available.c_str());
     if (!features::setEnum(*map, "PixelFormat", chosen.name)) {
         TQ4_LOG(log::kError, device.handle(), "Device::setPixelFormat: can not set %s \"PixelFormat\" %s",

@@ -9,6 +9,9 @@
 #include <string>
 #include <vector>
 
+namespace tq4::features {
+class NodeMap;
+}
 namespace tq4::gentl {
 class Device;
 }
@@ -35,6 +38,9 @@ void applyCooling(Device& device);
 void reportSensors(Device& device, const std::string& prefix);
 // One log line with the feature's text.
 void reportRegister(Device& device, const char* feature);
+
+// The enumeration's entries, each followed by "; " (the last one too), as the log lines list them.
+std::string entryList(features::NodeMap& map, const char* feature);
 
 // The widest of the entries by the bits their names give, later entries winning ties and
 // "msb" entries passed over; empty when none has digits. `handle` tags the log lines.

@@ -6,6 +6,7 @@
 #include <system_error>
 #include <vector>
 
+#include "camera/CameraDefaults.h"
 #include "config/Config.h"
 #include "features/Features.h"
 #include "features/NodeMap.h"
@@ -169,14 +170,6 @@ Outcome handleMissingReferences(Device& device, NodeMap& map) {
     if (suppress == 0 && askForDownloadTool(device, map) == Outcome::ToolStarted) return Outcome::ToolStarted;
     config::writeIniValue(ini, "CONFIG", kSuppressKey, std::to_string(suppress));
     return Outcome::Continue;
-}
-
-std::string entryList(NodeMap& map, const char* feature) {
-    std::vector<std::string> entries;
-    features::getEnumEntries(map, feature, entries);
-    std::string list;
-    for (const std::string& entry : entries) list += entry + "; ";
-    return list;
 }
 
 // The correction directory, created when missing; false (and logged) when that fails.

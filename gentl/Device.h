@@ -66,8 +66,6 @@ public:
 
     const std::string& id() const { return id_; }
     const std::string& displayName() const { return displayName_; }
-    // The display name reported at enumeration (shown with the correction data).
-    const std::string& cameraName() const { return displayName_; }
     const std::string& version() const { return version_; }
     // The producer token under which the camera was opened (e.g. "ZEVO.cti").
     const std::string& openText() const { return openText_; }

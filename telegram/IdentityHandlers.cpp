@@ -120,13 +120,13 @@ TQ4_TELEGRAM_HANDLER(GET_CAMERA_TYPE) {
     return call.send(response);
 }
 
-TQ4_TELEGRAM_HANDLER(GET_CAMERA_NAME) { return textResponse(call, device.cameraName()); }
+TQ4_TELEGRAM_HANDLER(GET_CAMERA_NAME) { return textResponse(call, device.displayName()); }
 
 // Info type at offset 4: 1 camera name, 2 sensor, 3 material number, 4 driver version. Any
 // other type answers without text and returns ZEVO_ERROR_TELEGRAM_VALUEFAILED.
 TQ4_TELEGRAM_HANDLER(GET_INFO_STRING) {
     switch (call.request().u32(kInfoType)) {
-        case 1: return textResponse(call, device.cameraName());
+        case 1: return textResponse(call, device.displayName());
         case 2: return textResponse(call, "Sony IMX990");
         case 3: return textResponse(call, getString(*nodeMapOf(device), "MaterialNumber"));
         case 4: return textResponse(call, "1,9,0,0");

@@ -159,11 +159,12 @@ int runList(const GlobalOptions& options) {
     std::printf("producer list for camera numbers:");
     for (const std::string& token : configured) std::printf(" %s", token.c_str());
     std::printf("\n");
+    std::vector<std::string> configuredPaths;
+    for (const std::string& token : configured) configuredPaths.push_back(gentl::GenTLModule::findProducer(token));
     uint32_t number = 0;
     // Camera numbers go to the devices of the listed producers in list order; a producer on the
     // path that the list does not name gets none.
-    for (const std::string& token : configured) {
-        const std::string path = gentl::GenTLModule::findProducer(token);
+    for (const std::string& path : configuredPaths) {
         std::printf("\n%s\n", path.c_str());
         const ProducerListing listing = listProducer(path);
         if (!listing.usable) {
@@ -177,9 +178,7 @@ int runList(const GlobalOptions& options) {
         if (listing.cameras.empty()) std::printf("  no camera\n");
     }
     for (const std::string& path : found) {
-        bool listed = false;
-        for (const std::string& token : configured) listed = listed || gentl::GenTLModule::findProducer(token) == path;
-        if (listed) continue;
+        if (std::find(configuredPaths.begin(), configuredPaths.end(), path) != configuredPaths.end()) continue;
         const ProducerListing listing = listProducer(path);
         std::printf("\n%s (not in the producer list: no camera numbers)\n", path.c_str());
         if (!listing.usable) std::printf("  cannot be loaded or initialised\n");

@@ -56,6 +56,14 @@ std::shared_ptr<gentl::SystemTLI> openSystem(const std::string& producer) {
     return system;
 }
 
+// The devices of every interface, in the order the driver numbers them.
+std::vector<std::shared_ptr<gentl::Device>> allDevices(const gentl::SystemTLI& system) {
+    std::vector<std::shared_ptr<gentl::Device>> devices;
+    for (const auto& iface : system.interfaces())
+        for (const auto& device : iface->devices()) devices.push_back(device);
+    return devices;
+}
+
 }  // namespace
 
 ProducerListing listProducer(const std::string& path) {
@@ -82,11 +90,7 @@ FeatureCamera::FeatureCamera(const std::vector<std::string>& producers, uint32_t
         std::shared_ptr<gentl::SystemTLI> system = openSystem(producer);
         if (!system) continue;
         systems_.push_back(system);
-        std::vector<std::shared_ptr<gentl::Device>> devices;
-        system->forEachDevice([&](gentl::Device& d) {
-            devices.push_back(system->findDevice([&](const gentl::Device& other) { return &other == &d; }));
-        });
-        for (const auto& device : devices) {
+        for (const auto& device : allDevices(*system)) {
             if (index++ != number) continue;
             try {
                 if (!device->open(static_cast<int32_t>(number), producer)) {

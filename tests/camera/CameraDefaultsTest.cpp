@@ -155,30 +155,5 @@ TEST_F(CameraWorld, MissingAutomaticsAreSkippedWhiteBalanceSaysSo) {
     EXPECT_EQ(describedSetpoint(h), 0);
 }
 
-struct SerialCase {
-    const char* serial;
-    const char* fileStem;
-    bool unreadable;
-};
-
-void PrintTo(const SerialCase& c, std::ostream* out) { *out << c.serial; }
-
-class SerialNumberText : public CameraWorld, public ::testing::WithParamInterface<SerialCase> {};
-
-TEST_P(SerialNumberText, NamesTheCorrectionFiles) {
-    const SerialCase c = GetParam();
-    configure(std::string("serials = ") + c.serial + "\n");
-    open();
-    const std::string missing = (correctionFolder() / (std::string(c.fileStem) + "_b16")).string();
-    EXPECT_TRUE(logged("Device::loadCorrectionData: Black reference not available: <" + missing + ">", log::kError))
-        << dump();
-    EXPECT_EQ(count("Device::getSerial: can not read serial number <" + std::string(c.serial) + ">. set: 0") > 0,
-              c.unreadable);
-    EXPECT_EQ(count("Device::getSerial: stoull exception: ") > 0, c.unreadable);
-}
-
-INSTANTIATE_TEST_SUITE_P(Texts, SerialNumberText,
-                         ::testing::Values(SerialCase{"00012345", "12345", false}, SerialCase{"ABC", "0", true}));
-
 }  // namespace
 }  // namespace tq4::test

@@ -7,9 +7,6 @@
 #include <chrono>
 #include <thread>
 
-#include "driver/Driver.h"
-#include "telegram/Dispatcher.h"
-
 namespace tq4::test {
 namespace {
 
@@ -113,18 +110,6 @@ TEST_F(CorrectionData, GenerateRecreatesTheReferenceItsParameterNames) {
         EXPECT_EQ(header, expected);
     }
     EXPECT_TRUE(logged("Device::do_SWIR_GENERATE_CORRECTION_DATA: dynamic resolution: 16 bits.", log::kError));
-}
-
-// Handed to the handler directly: Control_Command refuses response buffers below 5 bytes.
-TEST_F(CorrectionData, ShortResponseBufferGetsItsSizeOnly) {
-    TQ4_HANDLE& h = open();
-    auto device = driver::Driver::instance()->getDevice(static_cast<const void*>(h));
-    const std::vector<uint8_t> request = valueTelegram(SWIR_GENERATE_CORRECTION_DATA, kBlack);
-    std::vector<uint8_t> response(8, 0xEE);
-    EXPECT_EQ(ZEVO_TELEGRAM::callTeleJumpFnc(*device, request.data(), 7, response.data(), 4), ZEVO_NOERROR);
-    EXPECT_EQ(response, (std::vector<uint8_t>{0x9F, 0x30, 8, 0, 0xEE, 0xEE, 0xEE, 0xEE}));
-    EXPECT_TRUE(logged("ZEVO_TELEGRAM::do_SWIR_GENERATE_CORRECTION_DATA: size_out 4 smaller than size of response: 8.",
-                       log::kError));
 }
 
 TEST_F(CorrectionData, UnsavedReferenceAnswersWithTheFailureFlags) {

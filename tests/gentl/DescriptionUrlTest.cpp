@@ -37,12 +37,6 @@ TEST(DescriptionUrl, RegisterFilesThatAreNeverUsed) {
     EXPECT_FALSE(parseDescriptionUrl("local:///Cam.xml").usable());
 }
 
-TEST(DescriptionUrl, ExtensionIsKeptAsWritten) {
-    EXPECT_EQ(parseDescriptionUrl("local:///Cam.ZIP;10000;2A3F").extension, ".ZIP");
-    EXPECT_EQ(parseDescriptionUrl("local:///Camera;10000;2A3F").extension, "");
-    EXPECT_EQ(parseDescriptionUrl("file:///dir.v2/Camera").extension, "");
-}
-
 TEST(DescriptionUrl, FileUrlsAndOtherSchemes) {
     DescriptionUrl u = parseDescriptionUrl("file:///C|/desc/cam%20a.xml");
     EXPECT_EQ(u.scheme, UrlScheme::File);

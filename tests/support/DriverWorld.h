@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "support/Control.h"
 #include "support/SimWorld.h"
-#include "support/Telegrams.h"
 #include "tq4_genicam.h"
 
 namespace tq4::test {
@@ -58,10 +58,7 @@ protected:
     // Sends a telegram with an optional u16 value at offset 4 through Control_Command; the
     // response buffer of `sizeOut` bytes is prefilled with 0xEE.
     static Answer ask(TQ4_HANDLE h, uint16_t code, int value = -1, uint32_t sizeOut = 512) {
-        const Bytes request = value < 0 ? test::telegram(code) : valueTelegram(code, uint16_t(value));
-        Answer answer{0, Bytes(sizeOut, 0xEE)};
-        answer.result = Control_Command(h, request.data(), int32_t(request.size()), answer.bytes.data(), sizeOut);
-        return answer;
+        return sendTelegram(h, value < 0 ? test::telegram(code) : valueTelegram(code, uint16_t(value)), sizeOut);
     }
 
     static uint16_t u16(const uint8_t* p) { return uint16_t(p[0] | (p[1] << 8)); }

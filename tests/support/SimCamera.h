@@ -10,9 +10,8 @@
 #include <string>
 
 #include "platform/Platform.h"
+#include "support/Control.h"
 #include "support/LogCapture.h"
-#include "support/Telegrams.h"
-#include "tq4_genicam.h"
 
 namespace tq4::test {
 
@@ -43,12 +42,7 @@ public:
 
     // Through Control_Command, with a response buffer of `sizeOut` bytes prefilled with 0xEE.
     Answer send(const Bytes& request, uint32_t sizeOut = 512, int32_t sizeIn = -1) {
-        Answer answer;
-        answer.bytes.assign(sizeOut, 0xEE);
-        answer.result =
-            Control_Command(handle_, request.data(), sizeIn < 0 ? static_cast<int32_t>(request.size()) : sizeIn,
-                            answer.bytes.data(), sizeOut);
-        return answer;
+        return sendTelegram(handle_, request, sizeOut, sizeIn);
     }
 
 private:

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "support/LogCapture.h"
+#include "support/TestFolder.h"
 
 namespace tq4::test {
 
@@ -51,15 +52,6 @@ protected:
         const fs::path file = root_ / "sim.cfg";
         std::ofstream(file) << text;
         ::setenv("ZEVO_SIM_CONFIG", file.c_str(), 1);
-    }
-
-    static void writeFile(const fs::path& path, const std::string& content) {
-        fs::create_directories(path.parent_path());
-        std::ofstream(path, std::ios::binary) << content;
-    }
-    static std::string readFile(const fs::path& path) {
-        std::ifstream in(path, std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(in), {});
     }
 
     fs::path dataDirectory() const { return root_ / "appdata" / "zevo" / "genicam"; }

@@ -21,7 +21,7 @@ private:
 };
 
 std::string readFile(const std::string& path);
-void writeFile(const std::string& path, const std::string& text);
-std::vector<std::string> splitLines(const std::string& text);  // at "\n", "\r" dropped
+void writeFile(const std::string& path, const std::string& text);  // with missing parent folders
+std::vector<std::string> splitLines(const std::string& text);      // at "\n", "\r" dropped
 
 }  // namespace tq4::test
