@@ -148,6 +148,10 @@ bool writeIniValue(const std::string& path, const std::string& section, const st
             TQ4_LOG(log::kError, nullptr, "writeIniValue: cannot read %s, not rewritten", path.c_str());
             return false;
         }
+        // A value the file already holds leaves the file untouched: no rewrite at every open, and no
+        // race with somebody editing the file by hand.
+        const char* held = ini.GetValue(section.c_str(), key.c_str(), nullptr);
+        if (held && value == held) return true;
         ini.SetValue(section.c_str(), key.c_str(), value.c_str());
         if (saveIniAtomically(path, ini)) return true;
         TQ4_LOG(log::kError, nullptr, "writeIniValue: cannot write [%s] %s to %s", section.c_str(), key.c_str(),

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <exception>
 #include <memory>
+#include <mutex>
 
 #include "driver/Driver.h"
 #include "driver/Lifetime.h"
@@ -176,6 +177,13 @@ void writeVersion(uint32_t* v1, uint32_t* v2, uint32_t* v3, uint32_t* v4) {
         if (targets[i]) *targets[i] = tq4::driver::kVersion[i];
 }
 
+// Opens and closes run one at a time in the process: the close of the last camera tears the
+// registry and its producers down, which must not happen under an open running beside it.
+std::mutex& openCloseLock() {
+    static std::mutex lock;
+    return lock;
+}
+
 // Close_Cam steps after the device's own close: count what is still open, tear the registry
 // down after the last open in the process, and stop the log thread.
 void finishClose(DevicePtr device) {
@@ -200,16 +208,21 @@ extern "C" TQ4_API uint32_t Open_Cam(uint32_t num, TQ4_HANDLE* ph) {
     return guarded("Open_Cam", [&]() -> uint32_t {
         const auto low32 = static_cast<unsigned>(reinterpret_cast<uintptr_t>(ph ? *ph : nullptr));
         TQ4_LOG(log::kProgress, nullptr, "Open_Cam: num %d, HANDLE 0x%x", static_cast<int>(num), low32);
+        std::lock_guard<std::mutex> lock(openCloseLock());
         return tq4::driver::openCamera(num, ph, nullptr);
     });
 }
 
 extern "C" TQ4_API uint32_t Open_Cam_Ext(uint32_t num, TQ4_HANDLE* ph, TQ4_OpenStruct* open) {
-    return guarded("Open_Cam_Ext", [&] { return tq4::driver::openCamera(num, ph, open); });
+    return guarded("Open_Cam_Ext", [&] {
+        std::lock_guard<std::mutex> lock(openCloseLock());
+        return tq4::driver::openCamera(num, ph, open);
+    });
 }
 
 extern "C" TQ4_API uint32_t Close_Cam(TQ4_HANDLE* ph) {
     return guarded("Close_Cam", [&]() -> uint32_t {
+        std::lock_guard<std::mutex> lock(openCloseLock());
         Lookup found = lookUp("Close_Cam", ph ? *ph : nullptr, Access::Checked, kCloseTexts);
         if (found.code != ZEVO_NOERROR) return found.code;
         *ph = found.device->close();

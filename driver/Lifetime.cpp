@@ -156,7 +156,7 @@ void processDetach() {
 }
 
 // The loader calls these; nothing may escape into it.
-__attribute__((constructor)) void onLibraryLoad() {
+void onLibraryLoad() {
     try {
         processAttach();
     } catch (...) {
@@ -164,11 +164,31 @@ __attribute__((constructor)) void onLibraryLoad() {
     }
 }
 
-__attribute__((destructor)) void onLibraryUnload() {
+void onLibraryUnload() {
     try {
         processDetach();
     } catch (...) {}
 }
 
+#if !defined(_WIN32)
+__attribute__((constructor)) void loaded() { onLibraryLoad(); }
+__attribute__((destructor)) void unloaded() { onLibraryUnload(); }
+#endif
+
 }  // namespace
 }  // namespace tq4::driver
+
+#if defined(_WIN32)
+// The DLL's entry point: process attach and detach (reasons 1 and 0); thread attach and detach
+// do nothing. The engine is imported lazily, from the "genicam" folder beside the DLL.
+extern "C" int __stdcall DllMain(void*, unsigned long reason, void*) {
+    constexpr unsigned long kProcessDetach = 0, kProcessAttach = 1;
+    if (reason == kProcessAttach) {
+        tq4::driver::useGenicamFolder();
+        tq4::driver::onLibraryLoad();
+    } else if (reason == kProcessDetach) {
+        tq4::driver::onLibraryUnload();
+    }
+    return 1;
+}
+#endif

@@ -12,11 +12,14 @@ constexpr const char* kBuildDateText = "Apr 17 2025";
 // Whether the registry of opened cameras still exists (asked at the last unload).
 bool registryExists();
 
-// Whether the GenICam node-map engine can be used. On Linux the engine is an ordinary
-// shared-library dependency that the dynamic linker resolved before this library's code could
-// run at all; a missing engine already made the load fail, so there is nothing left to test.
-// (The check for the six engine files beside the library and the delayed-load hook belong to
-// the Windows build, where the engine is imported lazily.)
+// Whether the GenICam node-map engine can be used. A program that links the driver (Linux's
+// shared library, the test programs) finds the engine as any other dependency: true. The
+// Windows DLL imports the engine lazily from the "genicam" folder beside it: after
+// useGenicamFolder(), true only when every engine file is there; the first missing one is
+// logged as "genicam file %s not available".
 bool genicamAvailable();
+// The DLL's start-up: the engine's files are expected in, and loaded from, the "genicam" folder
+// beside the library (the loader asks when a delay-imported engine file is not found).
+void useGenicamFolder();
 
 }  // namespace tq4::driver

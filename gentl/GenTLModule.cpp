@@ -106,12 +106,16 @@ bool GenTLModule::init() {
         return false;
     }
     const GenTL::GC_ERROR status = fn_.GCInitLib();
-    if (status != GenTL::GC_ERR_SUCCESS) {
+    initialisedElsewhere_ = status == GenTL::GC_ERR_RESOURCE_IN_USE;
+    if (initialisedElsewhere_) {
+        TQ4_LOG(log::kProgress, nullptr, "GenTLModule::init: GCInitLib() done before in this process, used as it is.");
+    } else if (status != GenTL::GC_ERR_SUCCESS) {
         TQ4_LOG(log::kError, nullptr, "GenTLModule::init: GCInitLib() failed. GC Error: %d", status);
         fn_.GCInitLib = nullptr;
         return false;
+    } else {
+        TQ4_LOG(log::kProgress, nullptr, "GenTLModule::init: GCInitLib() succeed.");
     }
-    TQ4_LOG(log::kProgress, nullptr, "GenTLModule::init: GCInitLib() succeed.");
     resolveOptionalEntries();
     initialised_ = true;
     return true;
@@ -127,7 +131,7 @@ void GenTLModule::resolveOptionalEntries() {
 
 void GenTLModule::deinit() {
     if (!initialised_) return;
-    if (fn_.GCCloseLib) fn_.GCCloseLib();
+    if (fn_.GCCloseLib && !initialisedElsewhere_) fn_.GCCloseLib();
     fn_ = GenTLFunctions{};
     initialised_ = false;
 }

@@ -57,9 +57,13 @@ public:
     static std::vector<std::string> searchFolders();
 
     // GCInitLib, then the rest of the table. A second call deinitialises first. False when the
-    // library is not loaded or GCInitLib reports an error.
+    // library is not loaded or GCInitLib reports an error. A producer that answers
+    // GC_ERR_RESOURCE_IN_USE is initialised already in this process (by another user of it, or
+    // by an earlier session whose GCCloseLib failed while the library stayed loaded): it is used
+    // as it is and left initialised.
     bool init();
-    // If initialised: GCCloseLib, every entry cleared, flag cleared.
+    // If initialised: GCCloseLib (not for a producer initialised by someone else), every entry
+    // cleared, flag cleared.
     void deinit();
 
     bool isInitialised() const { return initialised_; }
@@ -75,6 +79,7 @@ private:
     GenTLFunctions fn_;
     platform::ModuleHandle module_ = nullptr;
     bool initialised_ = false;
+    bool initialisedElsewhere_ = false;
     std::string path_;
 };
 

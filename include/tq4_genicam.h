@@ -34,7 +34,8 @@ extern "C" {
 #endif
 
 #if defined(_WIN32)
-#define TQ4_API __declspec(dllexport)
+/* The DLL's module-definition file exports the functions, by ordinal and name. */
+#define TQ4_API
 #else
 #define TQ4_API __attribute__((visibility("default")))
 #endif

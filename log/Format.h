@@ -6,9 +6,17 @@
 #include <cstdio>
 #include <string>
 
+// Format checking of printf-like functions. mingw-w64 (with __USE_MINGW_ANSI_STDIO) formats as
+// C99 does, which its compiler calls gnu_printf; its plain printf means the system runtime's.
+#if defined(__MINGW32__)
+#define TQ4_PRINTF_FORMAT(formatIndex, firstArgument) __attribute__((format(gnu_printf, formatIndex, firstArgument)))
+#else
+#define TQ4_PRINTF_FORMAT(formatIndex, firstArgument) __attribute__((format(printf, formatIndex, firstArgument)))
+#endif
+
 namespace tq4 {
 
-inline std::string formatText(const char* format, ...) __attribute__((format(printf, 1, 2)));
+inline std::string formatText(const char* format, ...) TQ4_PRINTF_FORMAT(1, 2);
 inline std::string formatText(const char* format, ...) {
     va_list args;
     va_start(args, format);

@@ -62,7 +62,7 @@ std::string formatText(const char* format, va_list args) {
     return std::string(buffer, std::min<std::size_t>(static_cast<std::size_t>(length), sizeof buffer - 1));
 }
 
-std::string printfText(const char* format, ...) __attribute__((format(printf, 1, 2)));
+std::string printfText(const char* format, ...) TQ4_PRINTF_FORMAT(1, 2);
 std::string printfText(const char* format, ...) {
     va_list args;
     va_start(args, format);
@@ -324,7 +324,7 @@ void init_logging(const StartInfo& info) {
         if (fileOpen) writeRawLocked(s, startBanner(s, info));
     }
     logSettings(s.params);
-    if (fileOpen && s.params.threadEnable) startLogThread(s.logPath, s.block);
+    if (fileOpen && s.params.threadEnable) startLogThread(info.logName, s.logPath, s.block);
 }
 
 void stop_logthread(unsigned timeoutMs) { stopLogThread(timeoutMs); }

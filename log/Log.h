@@ -6,6 +6,8 @@
 #include <functional>
 #include <string>
 
+#include "log/Format.h"
+
 namespace tq4::log {
 
 // Line classes (bits of the mask).
@@ -49,7 +51,7 @@ std::string log_file_path();
 void renew_logfile();
 
 // The line call.
-void logLine(uint32_t classBits, const void* handle, const char* format, ...) __attribute__((format(printf, 3, 4)));
+void logLine(uint32_t classBits, const void* handle, const char* format, ...) TQ4_PRINTF_FORMAT(3, 4);
 
 // Every formatted message (without prefix columns, with its class) is also handed to this
 // observer, whatever the mask and whether a file is open. Tests use it to check messages.

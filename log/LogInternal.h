@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "log/Format.h"
 #include "platform/Platform.h"
 
 namespace tq4::log::detail {
@@ -58,12 +59,12 @@ std::string copyNameFor(const std::string& logPath, const platform::LocalTime& t
 
 // Log thread control (LogThread.cpp).
 enum ThreadEvent : uint32_t { kCopyEvent = 1, kFlushEvent = 2, kEndEvent = 4, kNewNameEvent = 8 };
-void startLogThread(const std::string& logPath, SharedLogBlock* block);
+void startLogThread(const std::string& logName, const std::string& logPath, SharedLogBlock* block);
 void signalLogThread(ThreadEvent event);
 bool logThreadRunning();
 void stopLogThread(unsigned timeoutMs);
 
 // Writes a line in the facility's own diagnostic class.
-void diagnostic(const char* format, ...) __attribute__((format(printf, 1, 2)));
+void diagnostic(const char* format, ...) TQ4_PRINTF_FORMAT(1, 2);
 
 }  // namespace tq4::log::detail

@@ -1,9 +1,11 @@
 // The log thread: flushes the file and copies it aside when asked, so that the line call
-// never waits for the disk. Its four events (copy, flush, end, new name) are bits under one
-// condition variable; across processes the thresholds are decided in the shared block, and
+// never waits for the disk. It waits on four manual-reset events at once (copy, flush, end, new
+// name), named after the log and the process ("LOG_tq4_genicam_COPY_EV_<process id>"; names
+// count on Windows only). Across processes the thresholds are decided in the shared block, and
 // the process that crossed one wakes its own thread.
 #include <chrono>
 #include <condition_variable>
+#include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -15,14 +17,31 @@
 namespace tq4::log::detail {
 namespace {
 
-constexpr auto kWaitTimeout = std::chrono::milliseconds(30000);
+constexpr uint32_t kWaitTimeoutMs = 30000;
+// Event i stands for the ThreadEvent bit 1 << i.
+constexpr const char* kEventNames[] = {"COPY", "FLUSH", "END", "NEWNAME"};
+constexpr std::size_t kEventCount = 4;
 
 struct ThreadControl {
+    std::unique_ptr<platform::Event> events[kEventCount];
     std::mutex mutex;
-    std::condition_variable wake;
-    uint32_t pending = 0;
     bool finished = false;
     std::condition_variable done;
+
+    bool create(const std::string& logName) {
+        for (std::size_t i = 0; i < kEventCount; ++i) {
+            char name[300];
+            std::snprintf(name, sizeof name, "LOG_%s_%s_EV_%d", logName.c_str(), kEventNames[i],
+                          static_cast<int>(platform::currentProcessId()));
+            events[i] = platform::Event::createNamed(name);
+            if (!events[i]) return false;
+        }
+        return true;
+    }
+    void signal(uint32_t event) {
+        for (std::size_t i = 0; i < kEventCount; ++i)
+            if (event & (1u << i)) events[i]->set();
+    }
 };
 
 struct Runner {
@@ -37,12 +56,16 @@ Runner* runner() {
     return instance;
 }
 
+// A time-out only repeats the wait. Each event found set is reset before its work is done, so
+// that a signal arriving meanwhile is not lost.
 uint32_t waitForEvents(ThreadControl& control) {
-    std::unique_lock<std::mutex> lock(control.mutex);
-    while (control.pending == 0) control.wake.wait_for(lock, kWaitTimeout);
-    uint32_t events = control.pending;
-    control.pending = 0;
-    return events;
+    platform::Event* events[kEventCount];
+    for (std::size_t i = 0; i < kEventCount; ++i) events[i] = control.events[i].get();
+    uint32_t set = 0;
+    while (set == 0) set = platform::waitForAny(events, kEventCount, kWaitTimeoutMs);
+    for (std::size_t i = 0; i < kEventCount; ++i)
+        if (set & (1u << i)) events[i]->reset();
+    return set;
 }
 
 std::string timeStampText(const platform::LocalTime& t) {
@@ -111,11 +134,16 @@ void threadMain(std::shared_ptr<ThreadControl> control, std::string path, Shared
 
 }  // namespace
 
-void startLogThread(const std::string& logPath, SharedLogBlock* block) {
+void startLogThread(const std::string& logName, const std::string& logPath, SharedLogBlock* block) {
     std::lock_guard<std::mutex> lock(runnerMutex);
     Runner& r = *runner();
     if (r.control) return;
-    r.control = std::make_shared<ThreadControl>();
+    auto control = std::make_shared<ThreadControl>();
+    if (!control->create(logName)) {
+        diagnostic("logthread() cannot create its events");
+        return;
+    }
+    r.control = control;
     r.thread = std::thread(threadMain, r.control, logPath, block);
 }
 
@@ -125,10 +153,7 @@ void signalLogThread(ThreadEvent event) {
         std::lock_guard<std::mutex> lock(runnerMutex);
         control = runner()->control;
     }
-    if (!control) return;
-    std::lock_guard<std::mutex> lock(control->mutex);
-    control->pending |= event;
-    control->wake.notify_one();
+    if (control) control->signal(event);
 }
 
 bool logThreadRunning() {
@@ -149,9 +174,8 @@ void stopLogThread(unsigned timeoutMs) {
     ThreadControl& control = *stopping.control;
     bool finished;
     {
+        control.signal(kEndEvent);
         std::unique_lock<std::mutex> controlLock(control.mutex);
-        control.pending |= kEndEvent;
-        control.wake.notify_one();
         finished =
             control.done.wait_for(controlLock, std::chrono::milliseconds(timeoutMs), [&] { return control.finished; });
     }

@@ -1,6 +1,6 @@
 // Operating-system services used by the driver, the log facility and the tools.
 // Nothing outside platform/ includes an OS header; everything OS-specific goes through here.
-// The POSIX implementation lives in platform/posix/, a Windows one will sit beside it.
+// The POSIX implementation lives in platform/posix/, the Windows one in platform/win32/.
 #pragma once
 
 #include <atomic>
@@ -14,7 +14,8 @@ namespace tq4::platform {
 
 // ---- named shared memory block -------------------------------------------------------------
 // A block of memory shared by every process that opens the same name. Linux: a POSIX
-// shared-memory object ("/name"), sized on creation and mapped whole. When the environment
+// shared-memory object ("/name"), sized on creation and mapped whole. Windows: a named,
+// page-file-backed file mapping, which goes away with its last user. When the environment
 // variable TQ4_SHM_SUFFIX is set, its text is appended to every name (open, create and
 // unlink alike), so that test runs in parallel never see each other's blocks.
 class SharedBlock {
@@ -39,7 +40,7 @@ private:
     void* data_ = nullptr;
     std::size_t size_ = 0;
     bool created_ = false;
-    int fd_ = -1;
+    intptr_t handle_ = -1;  // descriptor (Linux) or file-mapping HANDLE (Windows)
 };
 
 // ---- folders and files ----------------------------------------------------------------------
@@ -83,8 +84,8 @@ public:
     const std::string& path() const { return path_; }
 
 private:
-    AppendFile(int fd, std::string path) : fd_(fd), path_(std::move(path)) {}
-    int fd_;
+    AppendFile(intptr_t fd, std::string path) : fd_(fd), path_(std::move(path)) {}
+    intptr_t fd_;  // descriptor (Linux) or file HANDLE (Windows)
     std::string path_;
 };
 
@@ -96,17 +97,27 @@ void unloadModule(ModuleHandle module);
 std::string lastModuleError();  // text of the last failure
 // Full path of the module that contains `addressInside` (a function of that module).
 bool modulePathOf(const void* addressInside, std::string& path);
-// Windows' SetDllDirectoryA. On Linux a library's own dependencies are found through its
+// Windows' SetDllDirectoryA (the folder searched for a module's dependencies). On Linux a library's own dependencies are found through its
 // RUNPATH, so this only records the folder for the log; returns true.
 bool setLibrarySearchFolder(const std::string& folder);
 
+// Windows' delayed imports: the loader calls `handler` when a delay-imported library cannot be
+// found (module not found); it returns the module it loaded in the library's place, or null to
+// leave the failure to the loader. Linux has no delayed imports: nothing is ever called.
+using MissingLibraryHandler = ModuleHandle (*)(const char* library);
+void setMissingLibraryHandler(MissingLibraryHandler handler);
+
 // ---- events ---------------------------------------------------------------------------------
 // Manual-reset event that a caller can also poll (Linux: an eventfd that stays readable while
-// set). The native handle is what crosses the driver's C interface as an event HANDLE.
+// set; Windows: an event object). The native handle is what crosses the driver's C interface
+// as an event HANDLE.
 class Event {
 public:
     // Null on failure. A blocking event is one whose reads wait (as a caller may make its own).
     static std::unique_ptr<Event> create(bool initiallySet = false, bool blocking = false);
+    // An event that every process opening the same name shares (Windows). Linux has no named
+    // events: this is a private event of the process.
+    static std::unique_ptr<Event> createNamed(const std::string& name);
     ~Event();
     Event(const Event&) = delete;
     Event& operator=(const Event&) = delete;
@@ -116,16 +127,20 @@ public:
     bool wait(uint32_t timeoutMs) const;           // true when set within the time
     intptr_t nativeHandle() const { return fd_; }  // pollable descriptor
 private:
-    explicit Event(int fd) : fd_(fd) {}
-    int fd_;
+    explicit Event(intptr_t fd) : fd_(fd) {}
+    intptr_t fd_;  // eventfd descriptor (Linux) or event HANDLE (Windows)
 };
+// Waits until at least one of `count` events is set: a bit mask of those set (bit i for
+// events[i]), 0 when none is set within the time.
+uint32_t waitForAny(Event* const* events, std::size_t count, uint32_t timeoutMs);
 // Operations on an event that someone else created, known only by its native handle. A reset
 // never blocks, also on an eventfd that its creator made blocking.
 bool setEventByHandle(intptr_t nativeHandle);
 bool resetEventByHandle(intptr_t nativeHandle);
 bool waitEventByHandle(intptr_t nativeHandle, uint32_t timeoutMs);
-// True when the handle names an open event of this process (Linux: an eventfd descriptor), so
-// that a number that is closed, never opened or another kind of file is never written to.
+// True when the handle names an open event of this process (an eventfd descriptor, an event
+// object's HANDLE), so that a number that is closed, never opened or another kind of file is
+// never written to.
 bool isEventHandle(intptr_t nativeHandle);
 
 // ---- threads, processes, time -----------------------------------------------------------------

@@ -10,6 +10,13 @@ packages=(
   dpkg-dev file
   zenity xvfb openbox xdotool imagemagick
 )
+# `setup.sh windows`: also the cross tools for the Windows build (scripts/windows-engine.sh, the win64 preset).
+if [ "${1:-}" = windows ]; then
+  packages+=(
+    mingw-w64 meson ninja-build wine64 libz-mingw-w64-dev
+    autoconf automake libtool libltdl-dev texinfo xz-utils
+  )
+fi
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

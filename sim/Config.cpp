@@ -1,10 +1,12 @@
 #include "sim/Config.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 
 namespace zevo {
 namespace {
@@ -114,6 +116,11 @@ const std::map<std::string, Setter>& plainKeys() {
         {"short_port_read", [](Config& c, const std::string& v) { c.shortPortRead = size_t(toInt(v)); }},
         {"payload_size", [](Config& c, const std::string& v) { c.payloadSize = size_t(toInt(v)); }},
         {"frame_limit", [](Config& c, const std::string& v) { c.frameLimit = uint64_t(toInt(v)); }},
+        {"unavailable_device_info",
+         [](Config& c, const std::string& v) {
+             for (const auto& item : splitList(v)) c.unavailableDeviceInfo.insert(int32_t(toInt(item)));
+         }},
+        {"stuck_buffer", [](Config& c, const std::string& v) { c.stuckBuffer = uint64_t(toInt(v)); }},
     };
     return keys;
 }
@@ -128,6 +135,10 @@ bool applyPrefixedKey(Config& config, const std::string& key, const std::string&
     std::string rest;
     if (withPrefix("fault.", rest)) {
         config.faults[rest] = toFault(value);
+        return true;
+    }
+    if (withPrefix("delay.", rest)) {
+        config.delays[rest] = uint32_t(toInt(value));
         return true;
     }
     if (withPrefix("temperature.", rest)) {
@@ -180,8 +191,9 @@ Config loadConfigFromEnvironment() {
     return parseConfig(text.str());
 }
 
-void FaultPoints::reset(const std::map<std::string, FaultRule>& rules) {
+void FaultPoints::reset(const std::map<std::string, FaultRule>& rules, const std::map<std::string, uint32_t>& delays) {
     std::lock_guard<std::mutex> lock(mutex_);
+    delays_ = delays;
     counters_.clear();
     for (const auto& [name, rule] : rules) counters_[name].rule = rule;
 }
@@ -200,6 +212,16 @@ std::optional<int32_t> FaultPoints::fire(const std::string& point) {
 bool FaultPoints::configured(const std::string& point) const {
     std::lock_guard<std::mutex> lock(mutex_);
     return counters_.count(point) != 0;
+}
+
+void FaultPoints::delay(const std::string& point) const {
+    uint32_t ms = 0;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        for (const auto& [prefix, wait] : delays_)
+            if (point.compare(0, prefix.size(), prefix) == 0) ms += wait;
+    }
+    if (ms > 0) std::this_thread::sleep_for(std::chrono::milliseconds(ms));
 }
 
 }  // namespace zevo

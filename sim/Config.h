@@ -75,6 +75,10 @@ struct Config {
     std::optional<uint64_t> frameLimit;  // frames per acquisition start, then silence
 
     std::map<std::string, FaultRule> faults;  // by fault point name
+    // Milliseconds every call of an export waits before it runs, by export name or name prefix.
+    std::map<std::string, uint32_t> delays;
+    std::set<int32_t> unavailableDeviceInfo;  // DEVICE_INFO commands answered GC_ERR_NOT_AVAILABLE
+    uint64_t stuckBuffer = 0;                 // 0: none; else the Nth queue call of a stream holds its buffer
     std::vector<std::string> unknownKeys;
 };
 
@@ -87,10 +91,12 @@ Config loadConfigFromEnvironment();
 // The fault points of one library session, counted thread-safely.
 class FaultPoints {
 public:
-    void reset(const std::map<std::string, FaultRule>& rules);
+    void reset(const std::map<std::string, FaultRule>& rules, const std::map<std::string, uint32_t>& delays = {});
     // The fault code when this call of `point` is to fail, else nothing.
     std::optional<int32_t> fire(const std::string& point);
     bool configured(const std::string& point) const;
+    // Waits as long as the delays of `point` (its name and every prefix of it that has one) add up to.
+    void delay(const std::string& point) const;
 
 private:
     struct Counter {
@@ -99,6 +105,7 @@ private:
     };
     mutable std::mutex mutex_;
     std::map<std::string, Counter> counters_;
+    std::map<std::string, uint32_t> delays_;
 };
 
 }  // namespace zevo

@@ -21,26 +21,6 @@ std::vector<const Description*> urls(const Module& port) {
     return d ? std::vector<const Description*>{d} : std::vector<const Description*>{};
 }
 
-InfoValue portInfo(const Module& port, PORT_INFO_CMD command) {
-    const PortIdentity p = port.portIdentity();
-    switch (command) {
-        case PORT_INFO_ID: return infoString(p.id);
-        case PORT_INFO_VENDOR: return infoString(p.vendor);
-        case PORT_INFO_MODEL: return infoString(p.model);
-        case PORT_INFO_TLTYPE: return infoString(p.tlType);
-        case PORT_INFO_MODULE: return infoString(p.module);
-        case PORT_INFO_LITTLE_ENDIAN: return infoBool(true);
-        case PORT_INFO_BIG_ENDIAN: return infoBool(false);
-        case PORT_INFO_ACCESS_READ: return infoBool(true);
-        case PORT_INFO_ACCESS_WRITE: return infoBool(p.writable);
-        case PORT_INFO_ACCESS_NA: return infoBool(false);
-        case PORT_INFO_ACCESS_NI: return infoBool(false);
-        case PORT_INFO_VERSION: return infoString(p.version);
-        case PORT_INFO_PORTNAME: return infoString(p.portName);
-        default: throw GenTLError(GC_ERR_NOT_IMPLEMENTED, "unknown port info command");
-    }
-}
-
 InfoValue urlInfo(const Description& d, URL_INFO_CMD command) {
     const bool local = d.scheme == URL_SCHEME_LOCAL;
     switch (command) {
@@ -117,8 +97,9 @@ GC_ERROR GC_CALLTYPE GenTL::GCGetPortURL(PORT_HANDLE hPort, char* sURL, size_t* 
 
 GC_ERROR GC_CALLTYPE GenTL::GCGetPortInfo(PORT_HANDLE hPort, PORT_INFO_CMD iInfoCmd, INFO_DATATYPE* piType,
                                           void* pBuffer, size_t* piSize) {
-    return guarded("GCGetPortInfo",
-                   [&] { deliverInfo(portInfo(*lookupPort(hPort), iInfoCmd), piType, pBuffer, piSize); });
+    return guarded("GCGetPortInfo", [&] {
+        deliverInfo(portInfo(lookupPort(hPort)->portIdentity(), iInfoCmd), piType, pBuffer, piSize);
+    });
 }
 
 GC_ERROR GC_CALLTYPE GenTL::GCGetNumPortURLs(PORT_HANDLE hPort, uint32_t* piNumURLs) {

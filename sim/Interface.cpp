@@ -114,6 +114,8 @@ void Interface::close(std::vector<void*>& released) {
 InfoValue deviceInfo(const Camera& camera, const std::string& id, DEVICE_ACCESS_STATUS status,
                      DEVICE_INFO_CMD command) {
     constexpr uint64_t kTicksPerSecond = 1000000000;
+    require(Library::instance().config().unavailableDeviceInfo.count(command) == 0, GC_ERR_NOT_AVAILABLE,
+            "information not available");
     switch (command) {
         case DEVICE_INFO_ID: return infoString(id);
         case DEVICE_INFO_VENDOR: return infoString(camera.identity().vendorName);

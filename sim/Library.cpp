@@ -1,8 +1,5 @@
 #include "sim/Tree.h"
 
-#include <fstream>
-#include <sstream>
-
 namespace zevo {
 namespace {
 
@@ -12,25 +9,6 @@ constexpr const char* kProducerVersion = "1.9.0";
 constexpr const char* kProducerFileName = "ZEVO.cti";
 
 std::string interfaceIdOf(uint32_t index) { return "ZEVO_SIM_IF" + std::to_string(index); }
-
-// The file this code was loaded from, found in the process's memory map.
-std::string findOwnPath() {
-    const auto self = reinterpret_cast<uintptr_t>(&findOwnPath);
-    std::ifstream maps("/proc/self/maps");
-    std::string line;
-    while (std::getline(maps, line)) {
-        std::istringstream fields(line);
-        std::string range, perms, offset, device, inode, path;
-        fields >> range >> perms >> offset >> device >> inode;
-        std::getline(fields >> std::ws, path);
-        const auto dash = range.find('-');
-        if (dash == std::string::npos || path.empty()) continue;
-        const uintptr_t start = std::stoull(range.substr(0, dash), nullptr, 16);
-        const uintptr_t end = std::stoull(range.substr(dash + 1), nullptr, 16);
-        if (self >= start && self < end) return path;
-    }
-    return kProducerFileName;
-}
 
 }  // namespace
 
@@ -49,7 +27,7 @@ void Library::init() {
     } catch (const std::invalid_argument& e) {
         throw GenTLError(GC_ERR_INVALID_PARAMETER, std::string("configuration: ") + e.what());
     }
-    faults_.reset(config_->faults);
+    faults_.reset(config_->faults, config_->delays);
     if (const auto fault = faults_.fire("GCInitLib")) throw GenTLError(*fault, "injected fault");
     const auto description = std::make_shared<const Description>(buildDescription(*config_));
     const size_t count = size_t(config_->interfaces) * config_->devicesPerInterface;
@@ -73,7 +51,9 @@ void Library::close() {
     cameras_.clear();
 }
 
-std::string Library::producerPath() const { return findOwnPath(); }
+std::string Library::producerPath() const {
+    return loadedFrom(reinterpret_cast<const void*>(&systemInfo), kProducerFileName);
+}
 
 std::shared_ptr<System> Library::openSystem() {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -88,9 +68,7 @@ void Library::systemClosed() {
     system_.reset();
 }
 
-void Library::release(const std::vector<void*>& handles) {
-    for (void* h : handles) registry_.remove(h);
-}
+void Library::release(const std::vector<void*>& handles) { registry_.remove(handles); }
 
 InfoValue systemInfo(TL_INFO_CMD command) {
     const std::string path = Library::instance().producerPath();

@@ -1,8 +1,9 @@
-// The GenTL modules of the producer and the table that turns handles into them. A handle is
-// the address of its module object; only handles in the registry are accepted, so unknown,
-// closed or foreign handles get GC_ERR_INVALID_HANDLE instead of a crash.
+// The GenTL modules of the producer and the table that turns handles into them
+// (producer-kit/Registry.h).
 #pragma once
 
+#include "producer-kit/ModulePort.h"
+#include "producer-kit/Registry.h"
 #include "sim/Common.h"
 #include "sim/Description.h"
 
@@ -15,12 +16,6 @@
 namespace zevo {
 
 enum class ModuleKind { System, Interface, Device, RemotePort, Stream, Buffer, Event };
-
-// What GCGetPortInfo tells about a module's port.
-struct PortIdentity {
-    std::string id, vendor, model, tlType, module, version, portName;
-    bool writable = true;
-};
 
 class Module : public std::enable_shared_from_this<Module> {
 public:
@@ -42,24 +37,7 @@ private:
     mutable std::unique_ptr<Description> description_;
 };
 
-class Registry {
-public:
-    void add(const std::shared_ptr<Module>& module);
-    void remove(const void* handle);
-    void clear();
-    std::shared_ptr<Module> find(const void* handle) const;
-
-    // The module of that handle and kind; throws GC_ERR_INVALID_HANDLE otherwise.
-    template <typename T>
-    std::shared_ptr<T> get(const void* handle, ModuleKind kind) const {
-        const auto module = find(handle);
-        require(module && module->kind() == kind, GC_ERR_INVALID_HANDLE, "unknown handle");
-        return std::static_pointer_cast<T>(module);
-    }
-
-private:
-    mutable std::mutex mutex_;
-    std::unordered_map<const void*, std::shared_ptr<Module>> modules_;
-};
+class Module;
+using Registry = gentlkit::Registry<Module>;
 
 }  // namespace zevo

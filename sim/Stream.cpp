@@ -68,6 +68,7 @@ void Stream::queue(BufferModule& buffer) {
     std::lock_guard<std::mutex> lock(mutex_);
     require(buffer.state == BufferState::Announced, GC_ERR_RESOURCE_IN_USE, "buffer is already queued");
     buffer.state = BufferState::InputPool;
+    buffer.stuck = ++queueCalls_ == config_.stuckBuffer;
     buffer.fill.sizeFilled = 0;
     buffer.fill.dataSize = 0;
     input_.push_back(&buffer);
@@ -75,8 +76,13 @@ void Stream::queue(BufferModule& buffer) {
 }
 
 void Stream::moveToAnnounced(std::deque<BufferModule*>& queue) {
-    for (BufferModule* b : queue) b->state = BufferState::Announced;
-    queue.clear();
+    std::deque<BufferModule*> held;
+    for (BufferModule* b : queue)
+        if (b->stuck)
+            held.push_back(b);
+        else
+            b->state = BufferState::Announced;
+    queue.swap(held);
 }
 
 void Stream::flush(ACQ_QUEUE_TYPE operation) {
@@ -87,12 +93,14 @@ void Stream::flush(ACQ_QUEUE_TYPE operation) {
     };
     switch (operation) {
         case ACQ_QUEUE_INPUT_TO_OUTPUT:
-            for (BufferModule* b : input_) {
-                b->state = BufferState::OutputQueue;
-                b->fill.newData = false;
-                output_.push_back(b);
-            }
-            input_.clear();
+            for (BufferModule* b : input_)
+                if (!b->stuck) {
+                    b->state = BufferState::OutputQueue;
+                    b->fill.newData = false;
+                    output_.push_back(b);
+                }
+            input_.erase(std::remove_if(input_.begin(), input_.end(), [](BufferModule* b) { return !b->stuck; }),
+                         input_.end());
             break;
         case ACQ_QUEUE_OUTPUT_DISCARD: moveToAnnounced(output_); break;
         case ACQ_QUEUE_ALL_TO_INPUT:

@@ -3,9 +3,9 @@
 // fills buffers at the pace the camera dictates.
 #pragma once
 
+#include "producer-kit/Info.h"
 #include "sim/Camera.h"
 #include "sim/Config.h"
-#include "sim/Info.h"
 #include "sim/Module.h"
 #include "sim/Scene.h"
 
@@ -49,6 +49,7 @@ public:
     BufferState state = BufferState::Announced;
     enum class AfterFill { Deliver, ToInput, Discard } afterFill = AfterFill::Deliver;
     FillResult fill;
+    bool stuck = false;  // held by the camera for good (`stuck_buffer`): never filled, never given back
 };
 
 class NewBufferEvent : public Module {
@@ -128,6 +129,7 @@ private:
     uint64_t acquired_ = 0;
     uint64_t delivered_ = 0;
     uint64_t underrun_ = 0;
+    uint64_t queueCalls_ = 0;
     uint64_t started_ = 0;
     uint64_t nextFrameId_ = 0;
     std::shared_ptr<const SceneFrames> frames_;  // the engine's rendered frames, kept across starts

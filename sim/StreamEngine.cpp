@@ -81,9 +81,10 @@ BufferModule* Stream::takeInputBuffer(bool waitForOne) {
     std::unique_lock<std::mutex> lock(mutex_);
     for (;;) {
         if (stopRequested_) return nullptr;
-        if (!input_.empty()) {
-            BufferModule* buffer = input_.front();
-            input_.pop_front();
+        const auto next = std::find_if(input_.begin(), input_.end(), [](BufferModule* b) { return !b->stuck; });
+        if (next != input_.end()) {
+            BufferModule* buffer = *next;
+            input_.erase(next);
             buffer->state = BufferState::Filling;
             buffer->afterFill = BufferModule::AfterFill::Deliver;
             ++started_;
@@ -124,7 +125,16 @@ void Stream::engineLoop() {
         uint64_t frameId;
         {
             std::lock_guard<std::mutex> lock(mutex_);
-            if (stopRequested_) break;
+            if (stopRequested_) {
+                // A buffer taken just before the stop goes back where it came from: left Filling it
+                // could never be flushed, revoked or queued again.
+                if (buffer) {
+                    buffer->state = BufferState::InputPool;
+                    input_.push_front(buffer);
+                    --started_;
+                }
+                break;
+            }
             frameId = nextFrameId_++;
         }
         clock.taken(snapshot, Clock::now());

@@ -2,9 +2,9 @@
 // devices (each with its remote device port) -> data streams.
 #pragma once
 
+#include "producer-kit/Info.h"
 #include "sim/Camera.h"
 #include "sim/Config.h"
-#include "sim/Info.h"
 #include "sim/Module.h"
 #include "sim/Stream.h"
 

@@ -103,10 +103,19 @@ struct Span {
     int64_t offset, size;
 };
 
+// The axis' maximum size: WidthMax/HeightMax, or on a camera without them (Aravis' fake
+// camera, for one) the size feature's own maximum.
+int64_t maximumOf(NodeMap& map, const Axis& axis) {
+    if (isAvailable(map, axis.maximum)) return getInteger(map, axis.maximum);
+    int64_t minimum = 0, maximum = 0, step = 1;
+    getInteger(map, axis.size, &minimum, &maximum, &step);
+    return maximum;
+}
+
 // The largest span inside [first - 1, last) that the features' increments allow, or nothing
 // when the request lies outside the image or leaves less than the smallest size.
 std::optional<Span> spanInside(NodeMap& map, const Axis& axis, int64_t first, int64_t last) {
-    int64_t limit = getInteger(map, axis.maximum);
+    int64_t limit = maximumOf(map, axis);
     if (isAvailable(map, axis.sensor)) {
         const int64_t binning =
             isAvailable(map, axis.binning) ? std::max<int64_t>(1, getInteger(map, axis.binning)) : 1;
@@ -163,8 +172,8 @@ TQ4_TELEGRAM_HANDLER(SET_ROI) {
                 r.u16(kFirstColumn), r.u16(kLastColumn), r.u16(kFirstRow), r.u16(kLastRow));
         return answerRoi(call, *map, ZEVO_ERROR_TELEGRAM_OUTOFRANGE);
     }
-    writeSpan(*map, kHorizontal, *columns, getInteger(*map, kHorizontal.maximum));
-    writeSpan(*map, kVertical, *rows, getInteger(*map, kVertical.maximum));
+    writeSpan(*map, kHorizontal, *columns, maximumOf(*map, kHorizontal));
+    writeSpan(*map, kVertical, *rows, maximumOf(*map, kVertical));
     const Roi roi = roiOf(*map);
     TQ4_LOG(kDetail, call.handle(), "%s: ROI: X: %d-%d Y: %d-%d)", call.origin(), static_cast<int>(roi.firstColumn),
             static_cast<int>(roi.lastColumn), static_cast<int>(roi.firstRow), static_cast<int>(roi.lastRow));

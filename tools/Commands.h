@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/ImageFiles.h"
+
 namespace tq4::tools {
 
 struct GlobalOptions {
@@ -31,7 +33,7 @@ struct CameraSettings {
 struct GrabOptions {
     uint32_t frames = 10;
     std::string folder;
-    std::string format = "tiff";  // tiff, png, pgm
+    std::string format = kTiffAndPng ? "tiff" : "pgm";  // tiff, png, pgm
     uint32_t buffers = 4;
     uint32_t timeoutMs = 5000;
 };

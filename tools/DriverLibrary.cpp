@@ -7,7 +7,11 @@
 namespace tq4::tools {
 
 namespace {
+#if defined(_WIN32)
+const char kLibraryName[] = "tq4_genicam.dll";
+#else
 const char kLibraryName[] = "libtq4_genicam.so";
+#endif
 constexpr uint32_t kResponseCapacity = 512;  // the largest response buffer the driver accepts
 }  // namespace
 

@@ -308,7 +308,7 @@ bool startRecording(CameraSession& camera) {
 
 int runGrab(const GlobalOptions& options, const CameraSettings& settings, const GrabOptions& grab) {
     if (!isImageFormat(grab.format)) {
-        complain("--format is tiff, png or pgm");
+        complain(kTiffAndPng ? "--format is tiff, png or pgm" : "--format is pgm in this build");
         return 2;
     }
     if (grab.frames == 0 || grab.buffers == 0) {

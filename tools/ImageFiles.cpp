@@ -1,7 +1,9 @@
 #include "tools/ImageFiles.h"
 
+#if TQ4_TOOLS_TIFF_PNG
 #include <png.h>
 #include <tiffio.h>
+#endif
 
 #include <cstdio>
 #include <cstring>
@@ -25,6 +27,7 @@ uint32_t fullScale(const ImageView& image) {
     return (1u << bits) - 1;
 }
 
+#if TQ4_TOOLS_TIFF_PNG
 bool writeTiff(const std::string& path, const ImageView& image, std::string& error) {
     TIFF* tiff = TIFFOpen(path.c_str(), "w");
     if (!tiff) {
@@ -91,6 +94,8 @@ bool writePng(const std::string& path, const ImageView& image, std::string& erro
     return closed;
 }
 
+#endif
+
 bool writePgm(const std::string& path, const ImageView& image, std::string& error) {
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     out << "P5\n" << image.width << " " << image.height << "\n" << fullScale(image) << "\n";
@@ -113,16 +118,21 @@ bool writePgm(const std::string& path, const ImageView& image, std::string& erro
 
 }  // namespace
 
-bool isImageFormat(const std::string& format) { return format == "tiff" || format == "png" || format == "pgm"; }
+bool isImageFormat(const std::string& format) {
+    return (kTiffAndPng && (format == "tiff" || format == "png")) || format == "pgm";
+}
 
 bool writeImage(const std::string& path, const std::string& format, const ImageView& image, std::string& error) {
     const std::string part = path + ".part";
     bool written = false;
+#if TQ4_TOOLS_TIFF_PNG
     if (format == "tiff")
         written = writeTiff(part, image, error);
     else if (format == "png")
         written = writePng(part, image, error);
-    else if (format == "pgm")
+    else
+#endif
+        if (format == "pgm")
         written = writePgm(part, image, error);
     else
         error = "unknown format " + format;

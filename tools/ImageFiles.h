@@ -17,7 +17,17 @@ struct ImageView {
     bool msbAligned;         // the data sits in the top bits of each pixel
 };
 
-// "tiff", "png" or "pgm": the file name extension; false for any other format.
+// Whether this build writes TIFF and PNG (the Windows build, without libtiff and libpng for
+// mingw-w64, writes PGM only).
+#if defined(_WIN32)
+#define TQ4_TOOLS_TIFF_PNG 0
+#else
+#define TQ4_TOOLS_TIFF_PNG 1
+#endif
+constexpr bool kTiffAndPng = TQ4_TOOLS_TIFF_PNG;
+
+// "tiff", "png" or "pgm" (those this build writes): the file name extension; false for any
+// other format.
 bool isImageFormat(const std::string& format);
 // Writes `image` to `path` in `format`; false with `error` filled.
 bool writeImage(const std::string& path, const std::string& format, const ImageView& image, std::string& error);

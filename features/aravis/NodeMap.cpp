@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdint>
 #include <fstream>
 #include <iterator>
 
@@ -31,6 +32,51 @@ struct EngineFree {
 void freeBytes(void* p) { g_free(p); }
 using ZipPtr = std::unique_ptr<ArvZip, EngineFree<ArvZip, arv_zip_free>>;
 using BytesPtr = std::unique_ptr<void, EngineFree<void, freeBytes>>;
+
+// The engine's zip reader trusts the archive's directory: offsets and sizes that point outside
+// the data make it read past the end, and a huge unpacked size makes it allocate that much. So
+// the archive is walked first as the reader walks it: the end record (the last one in the data,
+// whole), the central directory right before it (nothing in front of the archive), and for each
+// entry its local header and packed data inside the data and an unpacked size within reason.
+constexpr uint32_t kMaxUnpackedDescription = 64u << 20;
+
+uint32_t zipNumber(const uint8_t* p, int bytes) {
+    uint32_t value = 0;
+    for (int i = bytes - 1; i >= 0; --i) value = (value << 8) | p[i];
+    return value;
+}
+
+bool zipSignature(const uint8_t* p, uint8_t third, uint8_t fourth) {
+    return p[0] == 'P' && p[1] == 'K' && p[2] == third && p[3] == fourth;
+}
+
+bool zipIsWhole(const uint8_t* data, std::size_t size) {
+    constexpr std::size_t kEndRecord = 22;
+    constexpr std::size_t kDirectoryEntry = 46;
+    constexpr std::size_t kLocalHeader = 30;
+    if (size < kEndRecord) return false;
+    std::size_t end = size - 4;
+    while (end > 0 && !zipSignature(data + end, 5, 6)) --end;
+    if (!zipSignature(data + end, 5, 6) || end + kEndRecord > size) return false;
+    const uint32_t entries = zipNumber(data + end + 10, 2);
+    const uint64_t directorySize = zipNumber(data + end + 12, 4);
+    const uint64_t directory = zipNumber(data + end + 16, 4);
+    if (directory + directorySize != end) return false;
+    uint64_t at = directory;
+    for (uint32_t i = 0; i < entries; ++i) {
+        if (at + kDirectoryEntry > end || !zipSignature(data + at, 1, 2)) return false;
+        const uint8_t* entry = data + at;
+        const uint64_t packed = zipNumber(entry + 20, 4);
+        const uint64_t unpacked = zipNumber(entry + 24, 4);
+        const uint64_t local = zipNumber(entry + 42, 4);
+        at += kDirectoryEntry + zipNumber(entry + 28, 2) + zipNumber(entry + 30, 2) + zipNumber(entry + 32, 2);
+        if (at > end || unpacked > kMaxUnpackedDescription) return false;
+        if (local + kLocalHeader > directory || !zipSignature(data + local, 3, 4)) return false;
+        const uint64_t start = local + kLocalHeader + zipNumber(data + local + 26, 2) + zipNumber(data + local + 28, 2);
+        if (start + packed > directory) return false;
+    }
+    return true;
+}
 
 // The engine builds what it can from broken XML (a truncated description loads without
 // complaint), so well-formedness is checked first, with the parser's own words for a failure.
@@ -110,6 +156,8 @@ void NodeMap::loadZippedXml(const void* data, std::size_t size) {
     std::lock_guard lock(impl_->mutex);
     if (impl_->genicam) throw GenericException("Node map already created");
     if (!data || size == 0) throw GenericException("Invalid zipped camera description: no data");
+    if (!zipIsWhole(static_cast<const uint8_t*>(data), size))
+        throw GenericException("Invalid zipped camera description: damaged archive");
     ZipPtr zip(arv_zip_new(data, size));
     const GSList* files = zip ? arv_zip_get_file_list(zip.get()) : nullptr;
     if (!files) throw GenericException("Invalid zipped camera description: no file in the archive");

@@ -73,7 +73,23 @@ std::unique_ptr<Event> Event::create(bool initiallySet, bool blocking) {
     return event;
 }
 
-Event::~Event() { close(fd_); }
+uint32_t waitForAny(Event* const* events, std::size_t count, uint32_t timeoutMs) {
+    pollfd entries[32];
+    count = count > 32 ? 32 : count;
+    for (std::size_t i = 0; i < count; ++i) entries[i] = pollfd{static_cast<int>(events[i]->nativeHandle()), POLLIN, 0};
+    int result;
+    do {
+        result = poll(entries, count, clampTimeout(timeoutMs));
+    } while (result < 0 && errno == EINTR);
+    uint32_t set = 0;
+    for (std::size_t i = 0; result > 0 && i < count; ++i)
+        if (entries[i].revents & POLLIN) set |= 1u << i;
+    return set;
+}
+
+std::unique_ptr<Event> Event::createNamed(const std::string&) { return create(); }
+
+Event::~Event() { close(static_cast<int>(fd_)); }
 void Event::set() { setEventByHandle(fd_); }
 void Event::reset() { resetEventByHandle(fd_); }
 bool Event::isSet() const { return pollReadable(fd_, 0); }

@@ -68,4 +68,6 @@ bool setLibrarySearchFolder(const std::string& folder) {
     return true;
 }
 
+void setMissingLibraryHandler(MissingLibraryHandler) {}
+
 }  // namespace tq4::platform

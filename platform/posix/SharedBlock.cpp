@@ -51,13 +51,13 @@ std::unique_ptr<SharedBlock> SharedBlock::openOrCreate(const std::string& name, 
     block->data_ = mapped;
     block->size_ = size;
     block->created_ = created;
-    block->fd_ = fd;
+    block->handle_ = fd;
     return block;
 }
 
 SharedBlock::~SharedBlock() {
     if (data_) munmap(data_, size_);
-    if (fd_ >= 0) close(fd_);
+    if (handle_ >= 0) close(static_cast<int>(handle_));
 }
 
 void SharedBlock::unlink(const std::string& name) { shm_unlink(posixName(name).c_str()); }

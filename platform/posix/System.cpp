@@ -1,5 +1,6 @@
 // Threads, processes, clocks and the yes/no question.
 #include "platform/Platform.h"
+#include "platform/Question.h"
 
 #include <sched.h>
 #include <signal.h>
@@ -154,12 +155,6 @@ const std::atomic<bool>& ctrlCFlag() {
 
 // ---- yes/no question -------------------------------------------------------------------------
 namespace {
-std::atomic<QuestionHandler> questionHandler{nullptr};
-}
-
-void setQuestionHandler(QuestionHandler handler) { questionHandler.store(handler); }
-
-namespace {
 
 bool desktopPresent() { return !getEnvironment("DISPLAY").empty() || !getEnvironment("WAYLAND_DISPLAY").empty(); }
 
@@ -188,11 +183,7 @@ Answer askOnDesktop(const std::string& title, const std::string& text) {
 
 }  // namespace
 
-Answer askYesNo(const std::string& title, const std::string& text) {
-    if (QuestionHandler handler = questionHandler.load()) return handler(title, text);
-    const std::string preset = getEnvironment("TQ4_QUESTION_ANSWER");
-    if (preset == "yes" || preset == "YES" || preset == "Yes") return Answer::Yes;
-    if (preset == "no" || preset == "NO" || preset == "No") return Answer::No;
+Answer askTheUser(const std::string& title, const std::string& text) {
     if (desktopPresent() && programCanStart("zenity")) return askOnDesktop(title, text);
     return Answer::NobodyAsked;
 }

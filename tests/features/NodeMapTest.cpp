@@ -67,6 +67,9 @@ TEST(NodeMapLoad, BadInputRaisesAnExceptionWithADescription) {
     const std::string notGenicam = "<?xml version=\"1.0\"?><html><body/></html>";
     std::string corrupt = zip;
     for (size_t i = 40; i < corrupt.size() / 2; ++i) corrupt[i] = char(i * 7);
+    // The end record's directory offset pointing far beyond the data (the engine reads there).
+    std::string farDirectory = zip;
+    farDirectory[farDirectory.size() - 22 + 19] = '\x7f';
 
     const std::vector<std::pair<const char*, std::function<void(NodeMap&)>>> cases = {
         {"malformed XML", [](NodeMap& m) { m.loadXml("<RegisterDescription><Integer Name=", 36); }},
@@ -76,6 +79,7 @@ TEST(NodeMapLoad, BadInputRaisesAnExceptionWithADescription) {
         {"garbage zip", [](NodeMap& m) { m.loadZippedXml("PK\x03\x04garbage", 11); }},
         {"truncated zip", [&](NodeMap& m) { m.loadZippedXml(zip.data(), zip.size() / 2); }},
         {"corrupt zip", [&](NodeMap& m) { m.loadZippedXml(corrupt.data(), corrupt.size()); }},
+        {"zip directory outside", [&](NodeMap& m) { m.loadZippedXml(farDirectory.data(), farDirectory.size()); }},
         {"zip of junk",
          [](NodeMap& m) {
              std::string junk = test::makeZip("camera.xml", "no xml here", false);

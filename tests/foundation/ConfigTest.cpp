@@ -1,6 +1,7 @@
 // The configuration file: read with write-back, case-blind keys, whole-file replacement.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <thread>
 #include <vector>
@@ -29,6 +30,11 @@ TEST_F(ConfigTest, MissingKeysAreWrittenBackAndKeysAreCaseBlind) {
     std::string text = readFile(ini());
     EXPECT_NE(text.find("[CONFIG]"), std::string::npos);
     EXPECT_NE(text.find("ProducerName=ZEVO.cti"), std::string::npos);  // no blanks: the log reads this file
+    // Writing the value the file holds does not replace the file (every open writes some keys back).
+    const auto longAgo = std::filesystem::last_write_time(ini()) - std::chrono::hours(24);
+    std::filesystem::last_write_time(ini(), longAgo);
+    EXPECT_TRUE(config::writeIniValue(ini(), "CONFIG", "ProducerName", "ZEVO.cti"));
+    EXPECT_EQ(std::filesystem::last_write_time(ini()), longAgo);
 }
 
 TEST_F(ConfigTest, UnreadableFileIsNeverReplacedAndWritersLeaveNoPartialFile) {

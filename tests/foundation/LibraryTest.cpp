@@ -9,6 +9,7 @@
 
 #include "config/Config.h"
 #include "foundation/RunHelper.h"
+#include "platform/Platform.h"
 #include "support/TestFolder.h"
 
 namespace tq4::test {
@@ -155,7 +156,7 @@ TEST_F(LibraryTest, LoadsInAHostileEnvironmentWithoutCrashing) {
 
     // No shared memory can be had (a name the system refuses): a process-local block.
     std::filesystem::remove(zevo("tq4_genicam.txt"));
-    report = load(folder.path(), folder.suffix() + "/refused", &status);
+    report = load(folder.path(), folder.suffix() + platform::pathSeparator() + "refused", &status);
     EXPECT_EQ(status, 0);
     EXPECT_EQ(report["count"], "unavailable");
     EXPECT_EQ(readFile(zevo("tq4_genicam.txt")), kHintText);

@@ -15,7 +15,7 @@ protected:
         for (const char* folder : {"first", "second"}) fs::create_directories(root_ / folder);
         ::setenv("GENICAM_GENTL64_PATH", ((root_ / "first").string() + ":" + (root_ / "second").string()).c_str(), 1);
     }
-    void place(const fs::path& folder) { writeFile(folder / "ZEVO.cti", "not a library"); }
+    void place(const fs::path& folder) { writeFile((folder / "ZEVO.cti").string(), "not a library"); }
     std::vector<std::string> candidates() {
         std::vector<std::string> out;
         for (const Line& l : lines())

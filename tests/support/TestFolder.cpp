@@ -29,15 +29,15 @@ TestFolder::~TestFolder() {
     std::filesystem::remove_all(path_, ignored);
 }
 
-std::string readFile(const std::string& path) {
+std::string readFile(const std::filesystem::path& path) {
     std::ifstream in(path, std::ios::binary);
     std::ostringstream text;
     text << in.rdbuf();
     return text.str();
 }
 
-void writeFile(const std::string& path, const std::string& text) {
-    const std::filesystem::path parent = std::filesystem::path(path).parent_path();
+void writeFile(const std::filesystem::path& path, const std::string& text) {
+    const std::filesystem::path parent = path.parent_path();
     if (!parent.empty()) std::filesystem::create_directories(parent);
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     out << text;

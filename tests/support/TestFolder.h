@@ -2,6 +2,7 @@
 // helpers that go with it.
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -20,8 +21,8 @@ private:
     std::string suffix_;
 };
 
-std::string readFile(const std::string& path);
-void writeFile(const std::string& path, const std::string& text);  // with missing parent folders
-std::vector<std::string> splitLines(const std::string& text);      // at "\n", "\r" dropped
+std::string readFile(const std::filesystem::path& path);
+void writeFile(const std::filesystem::path& path, const std::string& text);  // with missing parent folders
+std::vector<std::string> splitLines(const std::string& text);                // at "\n", "\r" dropped
 
 }  // namespace tq4::test

@@ -76,6 +76,14 @@ TEST(TelegramGeometry, RegionRoundTripsAndRoundsInwards) {
     }
 }
 
+// A camera without WidthMax and HeightMax: the size features' own maxima bound the region.
+TEST(TelegramGeometry, RegionWithoutWidthMaxAndHeightMax) {
+    SimCamera camera("remove_features = WidthMax, HeightMax\n");
+    ASSERT_TRUE(camera.isOpen());
+    EXPECT_EQ(roiOf(camera.send(roiRequest(101, 51, 700, 450))), (std::vector<uint16_t>{105, 53, 696, 448}));
+    EXPECT_EQ(camera.send(roiRequest(1, 1, 1297, 1032)).result, ZEVO_ERROR_TELEGRAM_OUTOFRANGE);
+}
+
 TEST(TelegramGeometry, BinningSensorFormatAndPixelRate) {
     SimCamera camera;
     ASSERT_TRUE(camera.isOpen());

@@ -1,6 +1,6 @@
-#include "sim/Info.h"
+#include "producer-kit/Info.h"
 
-namespace zevo {
+namespace gentlkit {
 
 InfoValue infoString(const std::string& text) {
     InfoValue v;
@@ -61,4 +61,4 @@ void deliverText(const std::string& text, char* buffer, size_t* piSize) {
     deliverBytes(infoString(text).bytes, buffer, piSize);
 }
 
-}  // namespace zevo
+}  // namespace gentlkit

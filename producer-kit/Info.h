@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace zevo {
+namespace gentlkit {
 
 struct InfoValue {
     INFO_DATATYPE type = INFO_DATATYPE_UNKNOWN;
@@ -40,4 +40,4 @@ void deliverInfo(const InfoValue& value, INFO_DATATYPE* piType, void* pBuffer, s
 // The same for ID and text functions, which have no type parameter.
 void deliverText(const std::string& text, char* buffer, size_t* piSize);
 
-}  // namespace zevo
+}  // namespace gentlkit
