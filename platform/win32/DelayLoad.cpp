@@ -1,7 +1,9 @@
 // The failure hook of the delayed-import support: a delay-imported library the loader cannot
 // find is handed to the installed handler, which may load it from elsewhere.
-#include <delayimp.h>
+// windows.h first: the other Windows headers need its types.
 #include <windows.h>
+
+#include <delayimp.h>
 
 #include <atomic>
 

@@ -1,7 +1,9 @@
 // Folders, files, environment and the append-only file.
+// windows.h first: the other Windows headers need its types.
+#include <windows.h>
+
 #include <shlobj.h>
 #include <shlwapi.h>
-#include <windows.h>
 
 #include <cstdlib>
 

@@ -1,7 +1,9 @@
 // Threads, processes, clocks, the console and the yes/no question.
+// windows.h first: the other Windows headers need its types.
+#include <windows.h>
+
 #include <io.h>
 #include <mmsystem.h>
-#include <windows.h>
 
 #include <atomic>
 #include <cstdio>
