@@ -140,7 +140,7 @@ void processAttach() {
     TQ4_LOG(log::kProgress, nullptr, "DllMain<DLL_PROCESS_ATTACH, # opened: %d>", static_cast<int>(opened));
 }
 
-void processDetach() {
+void processDetach(bool processEnding) {
     Library& lib = library();
     if (!lib.block) return;
     // A start-up that failed half-way never counted this process.
@@ -151,7 +151,7 @@ void processDetach() {
         TQ4_LOG(log::kProgress, nullptr, "DllMain<DLL_PROCESS_DETACH>: GenICam driver was still open.");
     releaseTimer(lib);
     TQ4_LOG(log::kProgress, nullptr, "DllMain<DLL_PROCESS_DETACH, # opened: %d>: done.", static_cast<int>(opened));
-    log::exit_logging();
+    log::exit_logging(processEnding ? 0 : 5000);
     unmapSharedBlock(lib, opened == 0);
 }
 
@@ -164,15 +164,16 @@ void onLibraryLoad() {
     }
 }
 
-void onLibraryUnload() {
+// processEnding: the process is exiting and its other threads are already gone.
+void onLibraryUnload(bool processEnding) {
     try {
-        processDetach();
+        processDetach(processEnding);
     } catch (...) {}
 }
 
 #if !defined(_WIN32)
 __attribute__((constructor)) void loaded() { onLibraryLoad(); }
-__attribute__((destructor)) void unloaded() { onLibraryUnload(); }
+__attribute__((destructor)) void unloaded() { onLibraryUnload(false); }
 #endif
 
 }  // namespace
@@ -181,13 +182,14 @@ __attribute__((destructor)) void unloaded() { onLibraryUnload(); }
 #if defined(_WIN32)
 // The DLL's entry point: process attach and detach (reasons 1 and 0); thread attach and detach
 // do nothing. The engine is imported lazily, from the "genicam" folder beside the DLL.
-extern "C" int __stdcall DllMain(void*, unsigned long reason, void*) {
+// A detach with a non-null third argument comes from the process' exit.
+extern "C" int __stdcall DllMain(void*, unsigned long reason, void* reserved) {
     constexpr unsigned long kProcessDetach = 0, kProcessAttach = 1;
     if (reason == kProcessAttach) {
         tq4::driver::useGenicamFolder();
         tq4::driver::onLibraryLoad();
     } else if (reason == kProcessDetach) {
-        tq4::driver::onLibraryUnload();
+        tq4::driver::onLibraryUnload(reserved != nullptr);
     }
     return 1;
 }

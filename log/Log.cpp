@@ -252,7 +252,8 @@ void releaseSharedBlock(State& s) {
 
 std::string joinPath(const std::string& folder, const std::string& name) {
     if (folder.empty()) return name;
-    return folder.back() == '/' ? folder + name : folder + "/" + name;
+    const char separator = platform::pathSeparator();
+    return folder.back() == separator || folder.back() == '/' ? folder + name : folder + separator + name;
 }
 
 }  // namespace
@@ -329,14 +330,14 @@ void init_logging(const StartInfo& info) {
 
 void stop_logthread(unsigned timeoutMs) { stopLogThread(timeoutMs); }
 
-void exit_logging() {
+void exit_logging(unsigned threadWaitMs) {
     State& s = state();
     {
         std::lock_guard<std::mutex> guard(s.lock);
         if (!s.started) return;
         writeRawLocked(s, "\r\nLogging ended at " + timeStamp(platform::localTime()) + kLineEnd + dashes() + kLineEnd);
     }
-    stopLogThread(5000);
+    stopLogThread(threadWaitMs);
     std::lock_guard<std::mutex> guard(s.lock);
     s.file.reset();
     releaseSharedBlock(s);

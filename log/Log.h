@@ -34,8 +34,9 @@ struct StartInfo {
 // exists: logging is on only while the file is there), writes the start banner and starts
 // the log thread when enabled. Safe to call when already started (does nothing).
 void init_logging(const StartInfo& info);
-// End banner, stop of the log thread, handles closed, block unmapped.
-void exit_logging();
+// End banner, stop of the log thread (waiting at most threadWaitMs: 0 when the process is
+// ending and its other threads are already gone), handles closed, block unmapped.
+void exit_logging(unsigned threadWaitMs = 5000);
 // Stops the log thread, waiting at most `timeoutMs` for it (Close_Cam's last step).
 void stop_logthread(unsigned timeoutMs);
 // Tells the facility the device number of the camera that was just opened.

@@ -9,10 +9,12 @@
 #include <filesystem>
 #include <memory>
 #include <mutex>
+#include <system_error>
 #include <thread>
 
 #include "log/Log.h"
 #include "log/LogInternal.h"
+#include "platform/Platform.h"
 
 namespace tq4::log::detail {
 namespace {
@@ -115,7 +117,16 @@ std::unique_ptr<platform::AppendFile> reopen(const std::string& path) {
     return file;
 }
 
-void threadMain(std::shared_ptr<ThreadControl> control, std::string path, SharedLogBlock* block) {
+// On Windows a thread's last steps wait for the loader's lock, which DllMain holds while the DLL
+// unloads: a join there would never return. The thread has left its loop and ends on its own,
+// holding the library until its last instruction.
+#if defined(_WIN32)
+constexpr bool kJoinEndedThread = false;
+#else
+constexpr bool kJoinEndedThread = true;
+#endif
+
+void runLoop(ThreadControl* control, const std::string& path, SharedLogBlock* block) {
     auto file = platform::AppendFile::open(path, false);
     for (;;) {
         uint32_t events = waitForEvents(*control);
@@ -126,10 +137,22 @@ void threadMain(std::shared_ptr<ThreadControl> control, std::string path, Shared
     }
     diagnostic("logthread() end Event");
     file.reset();
+}
+
+// The thread holds the library while it runs (see platform::holdModuleOf) and frees what it
+// owns before it ends, as on Windows it ends without returning.
+void threadMain(std::shared_ptr<ThreadControl> control, std::string path, SharedLogBlock* block,
+                platform::ModuleHandle hold) {
+    runLoop(control.get(), path, block);
     diagnostic("logthread() before return");
-    std::lock_guard<std::mutex> lock(control->mutex);
-    control->finished = true;
-    control->done.notify_all();
+    {
+        std::lock_guard<std::mutex> lock(control->mutex);
+        control->finished = true;
+        control->done.notify_all();
+    }
+    control.reset();
+    std::string().swap(path);
+    platform::endThreadReleasing(hold);
 }
 
 }  // namespace
@@ -143,8 +166,15 @@ void startLogThread(const std::string& logName, const std::string& logPath, Shar
         diagnostic("logthread() cannot create its events");
         return;
     }
+    platform::ModuleHandle hold = platform::holdModuleOf(reinterpret_cast<const void*>(&startLogThread));
+    try {
+        r.thread = std::thread(threadMain, control, logPath, block, hold);
+    } catch (const std::system_error&) {
+        platform::releaseModuleHold(hold);
+        diagnostic("logthread() cannot be started");
+        return;
+    }
     r.control = control;
-    r.thread = std::thread(threadMain, r.control, logPath, block);
 }
 
 void signalLogThread(ThreadEvent event) {
@@ -179,7 +209,7 @@ void stopLogThread(unsigned timeoutMs) {
         finished =
             control.done.wait_for(controlLock, std::chrono::milliseconds(timeoutMs), [&] { return control.finished; });
     }
-    if (finished)
+    if (finished && kJoinEndedThread)
         stopping.thread.join();
     else
         stopping.thread.detach();

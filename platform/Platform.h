@@ -97,6 +97,15 @@ void unloadModule(ModuleHandle module);
 std::string lastModuleError();  // text of the last failure
 // Full path of the module that contains `addressInside` (a function of that module).
 bool modulePathOf(const void* addressInside, std::string& path);
+// A thread of a library that may still be ending when the library is unloaded: its starter
+// takes a hold on the library containing `addressInside` (before the thread exists), and the
+// thread's last act is endThreadReleasing(hold), which on Windows is FreeLibraryAndExitThread:
+// the thread leaves the library's code and drops its hold in one call, so that no unload can
+// pull the code from under it. While the hold lasts, the library stays loaded. Linux joins such
+// threads at unload: the hold is empty and endThreadReleasing returns.
+ModuleHandle holdModuleOf(const void* addressInside);
+void releaseModuleHold(ModuleHandle hold);  // for a thread that could not be started
+void endThreadReleasing(ModuleHandle hold);
 // Windows' SetDllDirectoryA (the folder searched for a module's dependencies). On Linux a library's own dependencies are found through its
 // RUNPATH, so this only records the folder for the log; returns true.
 bool setLibrarySearchFolder(const std::string& folder);

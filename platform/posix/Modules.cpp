@@ -62,6 +62,10 @@ bool modulePathOf(const void* addressInside, std::string& path) {
     return !path.empty();
 }
 
+ModuleHandle holdModuleOf(const void*) { return nullptr; }
+void releaseModuleHold(ModuleHandle) {}
+void endThreadReleasing(ModuleHandle) {}
+
 bool setLibrarySearchFolder(const std::string& folder) {
     std::lock_guard<std::mutex> lock(searchFolderMutex);
     searchFolder = folder;

@@ -131,7 +131,9 @@ uint64_t AppendFile::size() const {
     return GetFileSizeEx(handleOf(fd_), &length) ? static_cast<uint64_t>(length.QuadPart) : 0;
 }
 
-void AppendFile::lockShared() { lockRange(fd_, 0); }
+// Appenders take the range exclusively too: a write to an append-only handle is one append on
+// Windows, but Wine seeks to the end and writes, and two processes doing that at once lose a line.
+void AppendFile::lockShared() { lockRange(fd_, LOCKFILE_EXCLUSIVE_LOCK); }
 void AppendFile::lockExclusive() { lockRange(fd_, LOCKFILE_EXCLUSIVE_LOCK); }
 void AppendFile::unlock() {
     OVERLAPPED where{};

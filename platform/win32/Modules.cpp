@@ -52,6 +52,22 @@ void unloadModule(ModuleHandle module) {
 
 std::string lastModuleError() { return lastError; }
 
+ModuleHandle holdModuleOf(const void* addressInside) {
+    HMODULE module = nullptr;
+    if (!addressInside ||
+        !GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, static_cast<LPCSTR>(addressInside), &module))
+        return nullptr;
+    return module;
+}
+
+void releaseModuleHold(ModuleHandle hold) {
+    if (hold) FreeLibrary(static_cast<HMODULE>(hold));
+}
+
+void endThreadReleasing(ModuleHandle hold) {
+    if (hold) FreeLibraryAndExitThread(static_cast<HMODULE>(hold), 0);
+}
+
 bool modulePathOf(const void* addressInside, std::string& path) {
     HMODULE module = nullptr;
     if (!addressInside ||

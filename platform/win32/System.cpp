@@ -96,9 +96,12 @@ const std::atomic<bool>& ctrlCFlag() {
 }
 
 // ---- yes/no question -------------------------------------------------------------------------
-// A modal box without owner window, Yes and No, no icon.
+// A modal box without owner window, Yes and No, no icon. A box that cannot be shown (no
+// desktop, as for a service) asked nobody.
 Answer askTheUser(const std::string& title, const std::string& text) {
-    return MessageBoxA(nullptr, text.c_str(), title.c_str(), MB_YESNO) == IDYES ? Answer::Yes : Answer::No;
+    const int choice = MessageBoxA(nullptr, text.c_str(), title.c_str(), MB_YESNO);
+    if (choice == 0) return Answer::NobodyAsked;
+    return choice == IDYES ? Answer::Yes : Answer::No;
 }
 
 }  // namespace tq4::platform

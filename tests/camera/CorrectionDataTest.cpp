@@ -35,7 +35,7 @@ protected:
         clearLines();
     }
 
-    bool iniHas(const std::string& line) { return readFile(iniFile()).find(line) != std::string::npos; }
+    bool iniHas(const std::string& text) { return readText(iniFile()).find(text) != std::string::npos; }
 };
 
 TEST_F(CorrectionData, NoReferencesAskWithTheGeneralTextAndNoKeepsTheCameraOpen) {
@@ -126,16 +126,17 @@ TEST_F(CorrectionData, UnsavedReferenceAnswersWithTheFailureFlags) {
 // ".exe"), the tool runs, and the caller learns that the camera is not open.
 TEST_F(CorrectionData, YesClosesTheCameraAndStartsTheDownloadTool) {
     const fs::path tools = root_ / "tools", ran = root_ / "tool ran";
-    writeFile(tools / "zevo.quillonSWIR", "#!/bin/sh\ntouch '" + ran.string() + "'\n");
-    fs::permissions(tools / "zevo.quillonSWIR", fs::perms::owner_all);
-    ::setenv("GENICAM_GENTL64_PATH", (std::string(TQ4_SIM_DIR) + ":" + tools.string()).c_str(), 1);
+    const fs::path tool = tools / (std::string("zevo.quillonSWIR") + fs::path(TQ4_TOOL_STUB).extension().string());
+    fs::create_directories(tools);
+    fs::copy_file(TQ4_TOOL_STUB, tool);
+    ::setenv("TQ4_TOOL_RAN", ran.string().c_str(), 1);
+    ::setenv("GENICAM_GENTL64_PATH", searchPathOf({TQ4_SIM_DIR, tools.string()}).c_str(), 1);
     answer() = platform::Answer::Yes;
 
     TQ4_HANDLE h = nullptr;
     EXPECT_EQ(Open_Cam(0, &h), ZEVO_ERROR_OPEN_FAILED);
     EXPECT_EQ(h, nullptr);
-    EXPECT_TRUE(logged("Device::loadCorrectionData: close and run subprocess: " + (tools / "zevo.quillonSWIR").string(),
-                       log::kProgress))
+    EXPECT_TRUE(logged("Device::loadCorrectionData: close and run subprocess: " + tool.string(), log::kProgress))
         << dump();
     EXPECT_TRUE(logged("Device::close: Closed device with ID <ZEVO_quillon_3101>", log::kProgress));
     for (int i = 0; i < 500 && !fs::exists(ran); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));

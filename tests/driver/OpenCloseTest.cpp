@@ -125,7 +125,7 @@ TEST_F(OpenCloseTest, NullOpenStructAndNullListBothUseTheConfigurationFile) {
     ASSERT_EQ(Open_Cam_Ext(0, &b, &withoutList), ZEVO_NOERROR) << dump();
     EXPECT_TRUE(logged("Open_Cam_Ext: num: 0, cti_name list: Missing.cti:ZEVO.cti from ini", log::kVerbose));
     EXPECT_TRUE(logged("Open_Cam_Ext: open TLI system failed. cti_token: Missing.cti", log::kError));
-    EXPECT_NE(readFile(iniFile()).find("[CONFIG]\nProducerName=Missing.cti:ZEVO.cti\n"), std::string::npos)
+    EXPECT_NE(readText(iniFile()).find("[CONFIG]\nProducerName=Missing.cti:ZEVO.cti\n"), std::string::npos)
         << "a file that has the key keeps it as it is";
 }
 

@@ -61,9 +61,9 @@ TEST_F(ConfigTest, UnreadableFileIsNeverReplacedAndWritersLeaveNoPartialFile) {
 TEST_F(ConfigTest, PathsWithoutSharedBlockFollowTheApplicationDataFolder) {
     config::Paths paths = config::paths();
     EXPECT_EQ(paths.dataFolder, folder.file("zevo"));
-    EXPECT_EQ(paths.iniFile, folder.file("zevo/tq4_genicam_param.ini"));
-    EXPECT_EQ(paths.logFile, folder.file("zevo/tq4_genicam.log"));
-    EXPECT_EQ(config::dataDirectory(), folder.file("zevo/genicam/"));
+    EXPECT_EQ(paths.iniFile, joinPath(folder.file("zevo"), "tq4_genicam_param.ini"));
+    EXPECT_EQ(paths.logFile, joinPath(folder.file("zevo"), "tq4_genicam.log"));
+    EXPECT_EQ(config::dataDirectory(), joinPath(joinPath(folder.file("zevo"), "genicam"), ""));
     EXPECT_TRUE(std::filesystem::is_directory(folder.file("zevo/genicam")));
 }
 

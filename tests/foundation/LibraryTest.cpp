@@ -41,7 +41,7 @@ protected:
         return values;
     }
     std::string zevo(const std::string& name = "") const {
-        return folder.file("zevo") + (name.empty() ? "" : "/" + name);
+        return name.empty() ? folder.file("zevo") : joinPath(folder.file("zevo"), name);
     }
     static void waitFor(const std::string& file) {
         for (int i = 0; i < 1000 && !std::filesystem::exists(file); ++i)
@@ -71,14 +71,14 @@ TEST_F(LibraryTest, SecondProcessSeesAttachCountTwoAndKeepsTheFirstProcessPaths)
     EXPECT_EQ(second["count"], "2");
     EXPECT_EQ(second["folder"], first["folder"]);
     EXPECT_EQ(second["ini"], first["ini"]);
-    EXPECT_FALSE(std::filesystem::exists(otherAppData + "/zevo"));
+    EXPECT_FALSE(std::filesystem::exists(joinPath(otherAppData, "zevo")));
 
     writeFile(release, "");
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     // The last unload removed the block: the next process starts afresh with its own folder.
     auto fresh = load(otherAppData, folder.suffix());
     EXPECT_EQ(fresh["count"], "1");
-    EXPECT_EQ(fresh["folder"], otherAppData + "/zevo");
+    EXPECT_EQ(fresh["folder"], joinPath(otherAppData, "zevo"));
 }
 
 TEST_F(LibraryTest, HintFileIsRecreatedExactlyAndAnExistingOneIsLeftAlone) {

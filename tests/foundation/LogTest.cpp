@@ -85,7 +85,7 @@ TEST_F(LogTest, ColumnsFollowTheirOrderAndDecimalKeysAndPathAreRead) {
     // Delta, handle and thread columns; the path keeps its case though keys are case-blind.
     start("loGGing=26625\nflushlines=5\nLOGFILELEN=0X100000\nlogfilepath=" + folder.file("Logs") + "\n", false);
     EXPECT_EQ(log::log_bits(), 0x6801u);
-    EXPECT_EQ(log::log_file_path(), folder.file("Logs/tq4_genicam.log"));
+    EXPECT_EQ(log::log_file_path(), joinPath(folder.file("Logs"), "tq4_genicam.log"));
     TQ4_LOG(log::kError, reinterpret_cast<const void*>(uintptr_t{0x12345}), "message of class 1");
     auto lines = splitLines(readFile(folder.file("Logs/tq4_genicam.log")));
     auto line = std::find_if(lines.begin(), lines.end(),

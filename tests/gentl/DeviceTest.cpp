@@ -82,7 +82,7 @@ TEST_F(DeviceOpen, OpenWithUrlInfoDumpsTheDescriptionAndCloseUndoesEverything) {
     ASSERT_NE(device.nodeMap(), nullptr);
     EXPECT_TRUE(device.nodeMap()->isLoaded());
     ASSERT_NE(device.activeStream(), nullptr);
-    EXPECT_EQ(count("Device::allocNodeMap: Dump xml to: " + dataDirectory().string() + "/"), 1);
+    EXPECT_EQ(count("Device::allocNodeMap: Dump xml to: " + joinPath(dataDirectory().string(), "")), 1);
     EXPECT_EQ(count("only ID"), 0);
 
     auto map = device.nodeMap();
@@ -190,10 +190,20 @@ TEST_F(DeviceOpen, RegisterFilesWithShortNamesOrZeroAddressOrLengthAreRejected) 
 TEST_F(DeviceOpen, FileUrlIsMappedToALocalNameCopiedAndLoadedFromTheDataDirectory) {
     std::string name;
     const std::string xml = servedDescription(false, name);
-    // "C|/desc/cam%20a.xml" names "C:/desc/cam a.xml", relative to the current directory.
-    writeFile(root_ / "cwd" / "C:" / "desc" / "cam a.xml", xml);
+    // "C|/desc/cam%20a.xml" names "C:/desc/cam a.xml": here relative to the current directory,
+    // on Windows the drive's folder (this test's own folder on drive C).
+#if defined(_WIN32)
+    const fs::path source = root_ / "desc" / "cam a.xml";
+    std::string url = "file:///" + source.generic_string();
+    url[9] = '|';
+    url.replace(url.find(' '), 1, "%20");
+#else
+    const fs::path source = root_ / "cwd" / "C:" / "desc" / "cam a.xml";
+    const std::string url = "file:///C|/desc/cam%20a.xml";
+#endif
+    writeFile(source, xml);
 
-    Device& device = registerDevice("xml_zipped=0\nurl_info=0\nurl=file:///C|/desc/cam%20a.xml\n");
+    Device& device = registerDevice("xml_zipped=0\nurl_info=0\nurl=" + url + "\n");
     ASSERT_NE(device.open(0, "ZEVO.cti"), nullptr) << dump();
     EXPECT_EQ(readFile(dataDirectory() / "cam a.xml"), xml);
     EXPECT_TRUE(device.nodeMap()->isLoaded());
@@ -205,7 +215,7 @@ TEST_F(DeviceOpen, FileUrlIsMappedToALocalNameCopiedAndLoadedFromTheDataDirector
               readFile(root_ / "desc" / "ZEVO_quillon13SWIR.zip"));
 
     // Without a directory part nothing is copied: the data directory's file is loaded.
-    fs::remove_all(root_ / "cwd" / "C:");
+    fs::remove(source);
     Device& bare = registerDevice("xml_zipped=0\nurl_info=0\nurl=file:cam%20a.xml\n");
     ASSERT_NE(bare.open(0, "ZEVO.cti"), nullptr) << dump();
 }

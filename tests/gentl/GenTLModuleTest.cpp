@@ -13,7 +13,8 @@ protected:
     void SetUp() override {
         SimWorld::SetUp();
         for (const char* folder : {"first", "second"}) fs::create_directories(root_ / folder);
-        ::setenv("GENICAM_GENTL64_PATH", ((root_ / "first").string() + ":" + (root_ / "second").string()).c_str(), 1);
+        ::setenv("GENICAM_GENTL64_PATH",
+                 searchPathOf({(root_ / "first").string(), (root_ / "second").string()}).c_str(), 1);
     }
     void place(const fs::path& folder) { writeFile((folder / "ZEVO.cti").string(), "not a library"); }
     std::vector<std::string> candidates() {
@@ -37,7 +38,7 @@ TEST_F(ProducerSearch, FoldersOfThePathThenCurrentDirectoryThenDataFolder) {
     fs::remove(root_ / "first" / "ZEVO.cti");
     EXPECT_EQ(GenTLModule::findProducer("ZEVO.cti"), (root_ / "second" / "ZEVO.cti").string());
     fs::remove(root_ / "second" / "ZEVO.cti");
-    EXPECT_EQ(GenTLModule::findProducer("ZEVO.cti"), cwd() + "/ZEVO.cti");
+    EXPECT_EQ(GenTLModule::findProducer("ZEVO.cti"), joinPath(cwd(), "ZEVO.cti"));
     fs::remove(root_ / "cwd" / "ZEVO.cti");
     EXPECT_EQ(GenTLModule::findProducer("ZEVO.cti"), (dataDirectory() / "ZEVO.cti").string());
 
@@ -46,29 +47,30 @@ TEST_F(ProducerSearch, FoldersOfThePathThenCurrentDirectoryThenDataFolder) {
     EXPECT_EQ(GenTLModule::findProducer("ZEVO.cti"), "ZEVO.cti");
     EXPECT_TRUE(logged("GenTLModule::findProducer: CTI not found. Set to \"ZEVO.cti\".", log::kProgress));
     const std::vector<std::string> expected = {(root_ / "first" / "ZEVO.cti").string(),
-                                               (root_ / "second" / "ZEVO.cti").string(), cwd() + "/ZEVO.cti",
+                                               (root_ / "second" / "ZEVO.cti").string(), joinPath(cwd(), "ZEVO.cti"),
                                                (dataDirectory() / "ZEVO.cti").string()};
     EXPECT_EQ(candidates(), expected);
 }
 
 TEST_F(ProducerSearch, TrailingSeparatorAddsNoFolderAndAnEmptyPieceNamesTheRoot) {
-    ::setenv("GENICAM_GENTL64_PATH", ((root_ / "first").string() + ":").c_str(), 1);
+    ::setenv("GENICAM_GENTL64_PATH", searchPathOf({(root_ / "first").string(), ""}).c_str(), 1);
     GenTLModule::findProducer("ZEVO.cti");
-    std::vector<std::string> expected = {(root_ / "first" / "ZEVO.cti").string(), cwd() + "/ZEVO.cti",
+    std::vector<std::string> expected = {(root_ / "first" / "ZEVO.cti").string(), joinPath(cwd(), "ZEVO.cti"),
                                          (dataDirectory() / "ZEVO.cti").string()};
     EXPECT_EQ(candidates(), expected);
 
     clearLines();
     ::unsetenv("GENICAM_GENTL64_PATH");
     place(root_ / "cwd");
-    EXPECT_EQ(GenTLModule::findProducer("ZEVO.cti"), cwd() + "/ZEVO.cti");
-    EXPECT_EQ(candidates(), std::vector<std::string>{cwd() + "/ZEVO.cti"});
+    EXPECT_EQ(GenTLModule::findProducer("ZEVO.cti"), joinPath(cwd(), "ZEVO.cti"));
+    EXPECT_EQ(candidates(), std::vector<std::string>{joinPath(cwd(), "ZEVO.cti")});
 
     // An empty piece inside the list names the root folder, not the current directory.
     clearLines();
-    ::setenv("GENICAM_GENTL64_PATH", ((root_ / "first").string() + "::" + (root_ / "second").string()).c_str(), 1);
+    ::setenv("GENICAM_GENTL64_PATH",
+             searchPathOf({(root_ / "first").string(), "", (root_ / "second").string()}).c_str(), 1);
     GenTLModule::findProducer("ZEVO.cti");
-    EXPECT_EQ(candidates().at(1), "/ZEVO.cti");
+    EXPECT_EQ(candidates().at(1), joinPath("", "ZEVO.cti"));
 }
 
 TEST_F(SimWorld, ModuleThatCannotBeLoadedIsNotValid) {
@@ -81,7 +83,7 @@ TEST_F(SimWorld, ModuleThatCannotBeLoadedIsNotValid) {
 TEST_F(SimWorld, InitResolvesTheTableAndDeinitClearsIt) {
     {
         GenTLModule module("ZEVO.cti");
-        EXPECT_EQ(module.path(), std::string(TQ4_SIM_DIR) + "/ZEVO.cti");
+        EXPECT_EQ(module.path(), joinPath(TQ4_SIM_DIR, "ZEVO.cti"));
         ASSERT_TRUE(module.init()) << dump();
         EXPECT_TRUE(logged("GenTLModule::init: GCInitLib() succeed.", log::kProgress));
         EXPECT_NE(module.fn().TLOpen, nullptr);

@@ -29,11 +29,32 @@ TestFolder::~TestFolder() {
     std::filesystem::remove_all(path_, ignored);
 }
 
+std::string TestFolder::file(const std::string& name) const { return joinPath(path_, name); }
+
+std::string joinPath(const std::string& folder, const std::string& name) {
+    return folder + platform::pathSeparator() + name;
+}
+
+std::string searchPathOf(const std::vector<std::string>& folders) {
+    std::string list;
+    for (std::size_t i = 0; i < folders.size(); ++i) {
+        if (i > 0) list += platform::gentlPathListSeparator();
+        list += folders[i];
+    }
+    return list;
+}
+
 std::string readFile(const std::filesystem::path& path) {
     std::ifstream in(path, std::ios::binary);
     std::ostringstream text;
     text << in.rdbuf();
     return text.str();
+}
+
+std::string readText(const std::filesystem::path& path) {
+    std::string text;
+    for (const std::string& line : splitLines(readFile(path))) text += line + "\n";
+    return text;
 }
 
 void writeFile(const std::filesystem::path& path, const std::string& text) {

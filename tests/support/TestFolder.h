@@ -14,7 +14,7 @@ public:
     ~TestFolder();  // removes it
     const std::string& path() const { return path_; }
     const std::string& suffix() const { return suffix_; }
-    std::string file(const std::string& name) const { return path_ + "/" + name; }
+    std::string file(const std::string& name) const;  // joined as the driver joins paths
 
 private:
     std::string path_;
@@ -22,7 +22,10 @@ private:
 };
 
 std::string readFile(const std::filesystem::path& path);
+std::string readText(const std::filesystem::path& path);                     // line ends ("\r\n" on Windows) as "\n"
 void writeFile(const std::filesystem::path& path, const std::string& text);  // with missing parent folders
 std::vector<std::string> splitLines(const std::string& text);                // at "\n", "\r" dropped
+std::string joinPath(const std::string& folder, const std::string& name);    // with the system's separator
+std::string searchPathOf(const std::vector<std::string>& folders);           // a GENICAM_GENTL64_PATH value
 
 }  // namespace tq4::test
