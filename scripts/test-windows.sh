@@ -12,14 +12,17 @@ bash scripts/setup.sh windows
 engine="$(bash scripts/windows-engine.sh | tail -1)"
 export WINEDEBUG=-all WINEPATH="$engine/bin" WINEPREFIX="${WINEPREFIX:-${XDG_CACHE_HOME:-$HOME/.cache}/tq4_genicam/wine}"
 wine=/usr/lib/wine/wine64
-# One Wine server for the whole run, so that each program does not start its own.
-mkdir -p "$WINEPREFIX"
-"$wine" cmd /c exit >/dev/null 2>&1 || true
-/usr/lib/wine/wineserver64 -p 600 || true
-trap '/usr/lib/wine/wineserver64 -k >/dev/null 2>&1 || true' EXIT
 
 cmake --preset win64 -DTQ4_WINDOWS_ENGINE="$engine" -DTQ4_WARNINGS_AS_ERRORS="${TQ4_WARNINGS_AS_ERRORS:-OFF}" >/dev/null
 cmake --build --preset win64
+# One Wine server and Wine's own services for the whole run, started here with their output
+# going nowhere: started by the first test, they would hold that test's output pipe open and
+# CTest would wait for it for ever. The server stays until the end of this script.
+mkdir -p "$WINEPREFIX"
+/usr/lib/wine/wineserver64 -k >/dev/null 2>&1 || true
+/usr/lib/wine/wineserver64 -p >/dev/null 2>&1 </dev/null || true
+"$wine" cmd /c exit >/dev/null 2>&1 </dev/null || true
+trap '/usr/lib/wine/wineserver64 -k >/dev/null 2>&1 || true' EXIT
 ctest --preset win64 --timeout 120 -j2
 
 # tq4cam grab against the simulated camera, Windows under Wine and Linux natively: the same
