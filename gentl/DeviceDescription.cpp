@@ -1,8 +1,10 @@
 // Device::allocNodeMap: finds the camera description through the port's URLs and builds the
 // node map from it.
+#include <atomic>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <string>
 #include <vector>
 
 #include "features/NodeMap.h"
@@ -13,6 +15,7 @@
 #include "gentl/GenTLModule.h"
 #include "gentl/Port.h"
 #include "log/Log.h"
+#include "platform/Platform.h"
 
 namespace tq4::gentl {
 
@@ -125,23 +128,38 @@ bool descriptionFromUrlList(const GenTLFunctions& fn, GenTL::PORT_HANDLE hPort, 
     return any;
 }
 
-// Writes the bytes to a temporary file beside the target and renames it, so that a failed
-// write never leaves a half-written description behind. Stream errors are thrown.
-void writeFileWhole(const std::filesystem::path& target, const char* data, std::size_t size) {
+// A temporary name beside `target` that no other writer uses: processes sharing the data
+// folder and opening the same camera model write the same description at the same time.
+std::filesystem::path temporaryBeside(const std::filesystem::path& target) {
+    static std::atomic<unsigned> counter{0};
     std::filesystem::path temporary = target;
-    temporary += ".part";
+    temporary += "." + std::to_string(platform::currentProcessId()) + "-" + std::to_string(++counter) + ".part";
+    return temporary;
+}
+
+// Fills a temporary file beside the target with `fill` and renames it over the target, so that
+// a reader never sees a half-written description. Errors are thrown; the temporary is removed.
+template <typename Fill>
+void replaceFileWhole(const std::filesystem::path& target, Fill fill) {
+    const std::filesystem::path temporary = temporaryBeside(target);
     try {
-        std::ofstream out;
-        out.exceptions(std::ios::failbit | std::ios::badbit);
-        out.open(temporary, std::ios::binary | std::ios::trunc);
-        out.write(data, static_cast<std::streamsize>(size));
-        out.close();
+        fill(temporary);
         std::filesystem::rename(temporary, target);
     } catch (...) {
         std::error_code ignored;
         std::filesystem::remove(temporary, ignored);
         throw;
     }
+}
+
+void writeFileWhole(const std::filesystem::path& target, const char* data, std::size_t size) {
+    replaceFileWhole(target, [&](const std::filesystem::path& temporary) {
+        std::ofstream out;
+        out.exceptions(std::ios::failbit | std::ios::badbit);
+        out.open(temporary, std::ios::binary | std::ios::trunc);
+        out.write(data, static_cast<std::streamsize>(size));
+        out.close();
+    });
 }
 
 std::filesystem::path dataDirectoryFile(const std::string& name) {
@@ -170,7 +188,9 @@ void loadDescriptionFile(features::NodeMap& map, const DescriptionUrl& descripti
     const std::string localName = localNameOfFileUrlPath(description.fileName);
     const std::filesystem::path stored = dataDirectoryFile(bareFileName(localName));
     if (hasDirectoryPart(localName) && std::filesystem::exists(localName))
-        std::filesystem::copy_file(localName, stored, std::filesystem::copy_options::overwrite_existing);
+        replaceFileWhole(stored, [&](const std::filesystem::path& temporary) {
+            std::filesystem::copy_file(localName, temporary, std::filesystem::copy_options::overwrite_existing);
+        });
     if (description.extension == kZipExtension)
         map.loadZippedXmlFile(stored.string());
     else
