@@ -54,8 +54,9 @@ static_assert(std::atomic<uint64_t>::is_always_lock_free, "shared counters must 
 // Parses parameter text (comments stripped, keys matched upper-cased) into `params`.
 void parseParameters(const std::string& text, Parameters& params);
 
-// Name of the copy made aside: the suffix with the local time goes before the extension.
-std::string copyNameFor(const std::string& logPath, const platform::LocalTime& t);
+// Name of the copy made aside: the suffix with the local time goes before the extension. When
+// `taken` names of that millisecond exist already, "_2", "_3", ... follows the time.
+std::string copyNameFor(const std::string& logPath, const platform::LocalTime& t, unsigned taken = 0);
 
 // Log thread control (LogThread.cpp).
 enum ThreadEvent : uint32_t { kCopyEvent = 1, kFlushEvent = 2, kEndEvent = 4, kNewNameEvent = 8 };

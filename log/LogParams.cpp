@@ -91,11 +91,12 @@ void parseParameters(const std::string& text, Parameters& params) {
     readPath(original, upper, params.folder);
 }
 
-std::string copyNameFor(const std::string& logPath, const platform::LocalTime& t) {
-    char suffix[64];
-    std::snprintf(suffix, sizeof suffix, "_%04d-%02d-%02d_%02d_%02d_%02d_%03d", t.year, t.month, t.day, t.hour,
-                  t.minute, t.second, t.millisecond);
-    std::size_t slash = logPath.find_last_of('/');
+std::string copyNameFor(const std::string& logPath, const platform::LocalTime& t, unsigned taken) {
+    char suffix[80];
+    int length = std::snprintf(suffix, sizeof suffix, "_%04d-%02d-%02d_%02d_%02d_%02d_%03d", t.year, t.month, t.day,
+                               t.hour, t.minute, t.second, t.millisecond);
+    if (taken > 0) std::snprintf(suffix + length, sizeof suffix - length, "_%u", taken + 1);
+    std::size_t slash = logPath.find_last_of("/\\");
     std::size_t dot = logPath.find_last_of('.');
     if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return logPath + suffix;
     return logPath.substr(0, dot) + suffix + logPath.substr(dot);

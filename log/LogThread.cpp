@@ -77,15 +77,25 @@ std::string timeStampText(const platform::LocalTime& t) {
     return text;
 }
 
+// A name no copy has yet: the processes sharing the file copy it in turn under its lock, and
+// two of them may do so within one millisecond.
+std::string freeCopyName(const std::string& logPath, const platform::LocalTime& now) {
+    std::error_code error;
+    for (unsigned taken = 0;; ++taken) {
+        std::string name = copyNameFor(logPath, now, taken);
+        if (!std::filesystem::exists(name, error)) return name;
+    }
+}
+
 // Copy aside and start over. Appenders of every process hold the file lock shared for each
 // line, so holding it exclusive here keeps any line from falling between copy and truncate.
 void copyAside(platform::AppendFile& file, SharedLogBlock* block) {
     diagnostic("logthread() copy file");
     const platform::LocalTime now = platform::localTime();
-    const std::string copyName = copyNameFor(file.path(), now);
     const std::string continued = file.path() + "\r\nlogfile continued at " + timeStampText(now) + "\r\n";
     std::error_code error;
     file.lockExclusive();
+    const std::string copyName = freeCopyName(file.path(), now);
     file.flush();
     std::filesystem::copy_file(file.path(), copyName, std::filesystem::copy_options::overwrite_existing, error);
     if (!error) {
