@@ -64,12 +64,18 @@ inline bool consistent(const CallerBuffer& b) {
 }
 
 // Read telegrams of every family, sent at random while a camera streams.
-constexpr uint16_t kReadTelegrams[] = {GET_CAMERA_NAME,        GET_CAMERA_DESCRIPTION,
-                                       GET_ROI,                GET_DELAY_EXPOSURE_TIME,
-                                       GET_COOLING_SETPOINT_TEMPERATURE, GET_FRAMERATE,
-                                       GET_RECORDING_STATE,    GET_BIT_ALIGNMENT,
-                                       GET_TRIGGER_MODE,       GET_CAMERA_BUSY_STATUS,
-                                       GET_TIMESTAMP_MODE,     GET_INFO_STRING,
+constexpr uint16_t kReadTelegrams[] = {GET_CAMERA_NAME,
+                                       GET_CAMERA_DESCRIPTION,
+                                       GET_ROI,
+                                       GET_DELAY_EXPOSURE_TIME,
+                                       GET_COOLING_SETPOINT_TEMPERATURE,
+                                       GET_FRAMERATE,
+                                       GET_RECORDING_STATE,
+                                       GET_BIT_ALIGNMENT,
+                                       GET_TRIGGER_MODE,
+                                       GET_CAMERA_BUSY_STATUS,
+                                       GET_TIMESTAMP_MODE,
+                                       GET_INFO_STRING,
                                        GET_SENSOR_FORMAT};
 
 // The load tests' world: `devices` cameras of Mono8 images of kPayload bytes at the producer's
