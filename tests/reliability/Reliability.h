@@ -75,8 +75,7 @@ constexpr uint16_t kReadTelegrams[] = {GET_CAMERA_NAME,
                                        GET_TRIGGER_MODE,
                                        GET_CAMERA_BUSY_STATUS,
                                        GET_TIMESTAMP_MODE,
-                                       GET_INFO_STRING,
-                                       GET_SENSOR_FORMAT};
+                                       GET_INFO_STRING};
 
 // The load tests' world: `devices` cameras of Mono8 images of kPayload bytes at the producer's
 // top rate, room for `acquisitionBuffers` of them, and the log capture off (its lock would
