@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <chrono>
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "features/Features.h"
@@ -26,6 +27,14 @@ inline const Helper kHelpers[] = {
     {"setFloat", [](NodeMap& m) { benchmark::DoNotOptimize(setFloat(m, "ExposureTime", 1500.0)); }},
     {"getEnum", [](NodeMap& m) { benchmark::DoNotOptimize(getEnum(m, "PixelFormat")); }},
 };
+
+// A run over one helper (argument 0) with the register cache off or on (argument 1).
+inline std::string helperAndCacheLabel(const benchmark::State& state) {
+    return std::string(kHelpers[state.range(0)].name) + (state.range(1) ? " cache on" : " cache off");
+}
+inline void overHelpersAndCache(benchmark::internal::Benchmark* b) {
+    b->ArgsProduct({{0, 1, 2, 3}, {0, 1}})->ArgNames({"helper", "cache"})->Repetitions(5)->ReportAggregatesOnly(true);
+}
 
 inline double medianNsPerCall(const Helper& helper, NodeMap& map) {
     constexpr int kBatches = 21, kCalls = 200;

@@ -15,9 +15,7 @@
 namespace {
 
 using namespace tq4::features;
-using tq4::bench::Helper;
-using tq4::bench::kHelpers;
-using tq4::bench::medianNsPerCall;
+using namespace tq4::bench;
 
 // A camera behind a port; the place to add other ports (the producer's) for comparison.
 struct Rig {
@@ -35,14 +33,10 @@ void BM_Helper(benchmark::State& state) {
     const Helper& helper = kHelpers[state.range(0)];
     Rig rig(state.range(1) != 0);
     for (auto _ : state) helper.call(rig.map);
-    state.SetLabel(std::string(helper.name) + (state.range(1) ? " cache on" : " cache off"));
+    state.SetLabel(helperAndCacheLabel(state));
     state.counters["port_reads_per_call"] = benchmark::Counter(double(rig.port.reads) / double(state.iterations()));
 }
-BENCHMARK(BM_Helper)
-    ->ArgsProduct({{0, 1, 2, 3}, {0, 1}})
-    ->ArgNames({"helper", "cache"})
-    ->Repetitions(5)
-    ->ReportAggregatesOnly(true);
+BENCHMARK(BM_Helper)->Apply(overHelpersAndCache);
 
 void BM_CacheOffOverOn(benchmark::State& state) {
     const Helper& helper = kHelpers[state.range(0)];

@@ -16,9 +16,7 @@
 namespace {
 
 using namespace tq4;
-using tq4::bench::Helper;
-using tq4::bench::kHelpers;
-using tq4::bench::medianNsPerCall;
+using namespace tq4::bench;
 
 // The simulated camera opened through the transport, in a private data folder.
 class ProducerCamera {
@@ -57,13 +55,9 @@ void BM_ProducerPort(benchmark::State& state) {
     map.setRegisterCacheEnabled(state.range(1) != 0);
     for (auto _ : state) helper.call(map);
     map.setRegisterCacheEnabled(false);
-    state.SetLabel(std::string(helper.name) + (state.range(1) ? " cache on" : " cache off"));
+    state.SetLabel(helperAndCacheLabel(state));
 }
-BENCHMARK(BM_ProducerPort)
-    ->ArgsProduct({{0, 1, 2, 3}, {0, 1}})
-    ->ArgNames({"helper", "cache"})
-    ->Repetitions(5)
-    ->ReportAggregatesOnly(true);
+BENCHMARK(BM_ProducerPort)->Apply(overHelpersAndCache);
 
 void BM_ProducerPortCacheOffOverOn(benchmark::State& state) {
     const Helper& helper = kHelpers[state.range(0)];

@@ -212,6 +212,12 @@ public:
         if (rc != ZEVO_NOERROR && error_.empty()) error_ = "Set_Image_Buffer failed: " + hex(rc);
         return rc == ZEVO_NOERROR;
     }
+    // Opened and armed, and every buffer of `ring` queued.
+    bool queueAll(const std::vector<std::unique_ptr<CallerBuffer>>& ring) {
+        for (const auto& b : ring)
+            if (!ok() || !queue(*b)) return false;
+        return ok();
+    }
     void cancel() { d_.cancelImages(h_); }
 
 private:
@@ -322,15 +328,10 @@ void streamFrames(benchmark::State& state, std::size_t ringSize, std::size_t fra
     for (std::size_t i = 0; i < ringSize; ++i) ring.push_back(std::make_unique<CallerBuffer>(frameBytes));
     Camera camera("unlimited_frame_rate = 1\npixel_formats = Mono16\n" +
                   (fullFrame ? std::string() : "payload_size = " + std::to_string(frameBytes) + "\n"));
-    if (!camera.ok()) {
+    if (!camera.queueAll(ring)) {
         state.SkipWithError(camera.error().c_str());
         return;
     }
-    for (auto& b : ring)
-        if (!camera.queue(*b)) {
-            state.SkipWithError(camera.error().c_str());
-            return;
-        }
 
     uint64_t lastId = 0;
     uint64_t lost = 0;
@@ -511,15 +512,10 @@ void BM_DriverOverhead(benchmark::State& state) {
     for (std::size_t i = 0; i < kRing; ++i) ring.push_back(std::make_unique<CallerBuffer>(kSmallPayload));
     Camera camera("pixel_formats = Mono8\nremove_features = ZEVOTimestamp\npayload_size = " +
                   std::to_string(kSmallPayload) + "\n");
-    if (!camera.ok()) {
+    if (!camera.queueAll(ring)) {
         state.SkipWithError(camera.error().c_str());
         return;
     }
-    for (auto& b : ring)
-        if (!camera.queue(*b)) {
-            state.SkipWithError(camera.error().c_str());
-            return;
-        }
 
     const tq4::stream::StampPixels pixels{1, 8};
     std::vector<double> overheadUs;

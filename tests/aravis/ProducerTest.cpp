@@ -42,22 +42,21 @@ protected:
         return v;
     }
 
-    // Announces `count` buffers of the payload size in `memory`, queues them and starts both
-    // the stream and the camera.
-    static std::vector<BUFFER_HANDLE> startStreaming(Session& s, std::vector<std::vector<uint8_t>>& memory,
-                                                     EVENT_HANDLE& event, size_t count = 4) {
+    // Announces four buffers of the payload size in `memory_` (each one's own vector as its user
+    // pointer), queues them and starts both the stream and the camera.
+    void startStreaming(Session& s) {
         const size_t payload = s.streamInfo<size_t>(STREAM_INFO_PAYLOAD_SIZE);
         EXPECT_EQ(payload, size_t(FakeCamera::kWidth) * FakeCamera::kHeight);
-        std::vector<BUFFER_HANDLE> buffers(count);
-        memory.assign(count, std::vector<uint8_t>(payload));
-        for (size_t i = 0; i < count; ++i) {
-            EXPECT_EQ(s.gc.DSAnnounceBuffer(s.ds, memory[i].data(), payload, &memory[i], &buffers[i]), GC_ERR_SUCCESS);
-            EXPECT_EQ(s.gc.DSQueueBuffer(s.ds, buffers[i]), GC_ERR_SUCCESS);
+        buffers_.assign(4, nullptr);
+        memory_.assign(4, std::vector<uint8_t>(payload));
+        for (size_t i = 0; i < buffers_.size(); ++i) {
+            EXPECT_EQ(s.gc.DSAnnounceBuffer(s.ds, memory_[i].data(), payload, &memory_[i], &buffers_[i]),
+                      GC_ERR_SUCCESS);
+            EXPECT_EQ(s.gc.DSQueueBuffer(s.ds, buffers_[i]), GC_ERR_SUCCESS);
         }
-        EXPECT_EQ(s.gc.GCRegisterEvent(s.ds, EVENT_NEW_BUFFER, &event), GC_ERR_SUCCESS);
+        EXPECT_EQ(s.gc.GCRegisterEvent(s.ds, EVENT_NEW_BUFFER, &event_), GC_ERR_SUCCESS);
         EXPECT_EQ(s.gc.DSStartAcquisition(s.ds, ACQ_START_FLAGS_DEFAULT, GENTL_INFINITE), GC_ERR_SUCCESS);
         EXPECT_EQ(writeRegister(s, FakeCamera::kAcquisitionRegister, 1), GC_ERR_SUCCESS);
-        return buffers;
     }
 
     static void stopStreaming(Session& s) {
@@ -71,6 +70,9 @@ protected:
     }
 
     ArvFakeCamera* fake_ = nullptr;
+    std::vector<std::vector<uint8_t>> memory_;
+    std::vector<BUFFER_HANDLE> buffers_;
+    EVENT_HANDLE event_ = nullptr;
 };
 
 TEST_F(AravisProducer, TreeInformationAndOwnPorts) {
@@ -163,13 +165,11 @@ TEST_F(AravisProducer, RemotePortReadsTheCamerasRegistersAndDescription) {
 TEST_F(AravisProducer, StreamFillsTheConsumersBuffersWithTheCamerasImages) {
     Session s;
     Producer& gc = s.gc;
-    std::vector<std::vector<uint8_t>> memory;
-    EVENT_HANDLE event = nullptr;
-    const auto buffers = startStreaming(s, memory, event);
+    startStreaming(s);
     uint64_t lastFrame = 0;
     for (int i = 0; i < 40; ++i) {
         EVENT_NEW_BUFFER_DATA data{};
-        ASSERT_EQ(next(s, event, data), GC_ERR_SUCCESS) << i;
+        ASSERT_EQ(next(s, event_, data), GC_ERR_SUCCESS) << i;
         auto* mine = static_cast<std::vector<uint8_t>*>(data.pUserPointer);
         EXPECT_EQ(s.bufferInfo<void*>(data.BufferHandle, BUFFER_INFO_BASE), mine->data());
         EXPECT_FALSE(s.bufferInfo<bool8_t>(data.BufferHandle, BUFFER_INFO_IS_INCOMPLETE));
@@ -191,25 +191,25 @@ TEST_F(AravisProducer, StreamFillsTheConsumersBuffersWithTheCamerasImages) {
 
     // Stopped: the wait times out, and EventKill ends a wait at once.
     EVENT_NEW_BUFFER_DATA data{};
-    EXPECT_EQ(gc.EventFlush(event), GC_ERR_SUCCESS);
-    EXPECT_EQ(next(s, event, data, 50), GC_ERR_TIMEOUT);
+    EXPECT_EQ(gc.EventFlush(event_), GC_ERR_SUCCESS);
+    EXPECT_EQ(next(s, event_, data, 50), GC_ERR_TIMEOUT);
     std::thread killer([&] {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        EXPECT_EQ(gc.EventKill(event), GC_ERR_SUCCESS);
+        EXPECT_EQ(gc.EventKill(event_), GC_ERR_SUCCESS);
     });
-    EXPECT_EQ(next(s, event, data, GENTL_INFINITE), GC_ERR_ABORT);
+    EXPECT_EQ(next(s, event_, data, GENTL_INFINITE), GC_ERR_ABORT);
     killer.join();
 
     // Queued buffers cannot be revoked; after the flush each one comes back with its pointers.
     EXPECT_EQ(gc.DSFlushQueue(s.ds, ACQ_QUEUE_UNQUEUED_TO_INPUT), GC_ERR_SUCCESS);
-    EXPECT_EQ(s.streamInfo<size_t>(STREAM_INFO_NUM_QUEUED), buffers.size());
-    EXPECT_EQ(gc.DSRevokeBuffer(s.ds, buffers[0], nullptr, nullptr), GC_ERR_BUSY);
+    EXPECT_EQ(s.streamInfo<size_t>(STREAM_INFO_NUM_QUEUED), buffers_.size());
+    EXPECT_EQ(gc.DSRevokeBuffer(s.ds, buffers_[0], nullptr, nullptr), GC_ERR_BUSY);
     EXPECT_EQ(gc.DSFlushQueue(s.ds, ACQ_QUEUE_ALL_DISCARD), GC_ERR_SUCCESS);
-    for (size_t i = 0; i < buffers.size(); ++i) {
+    for (size_t i = 0; i < buffers_.size(); ++i) {
         void *base = nullptr, *user = nullptr;
-        EXPECT_EQ(gc.DSRevokeBuffer(s.ds, buffers[i], &base, &user), GC_ERR_SUCCESS);
-        EXPECT_EQ(base, memory[i].data());
-        EXPECT_EQ(user, &memory[i]);
+        EXPECT_EQ(gc.DSRevokeBuffer(s.ds, buffers_[i], &base, &user), GC_ERR_SUCCESS);
+        EXPECT_EQ(base, memory_[i].data());
+        EXPECT_EQ(user, &memory_[i]);
     }
 }
 
@@ -220,19 +220,17 @@ TEST_F(AravisProducer, LostPacketsEndAsIncompleteFramesAndNoBufferIsLost) {
     tq4::platform::setEnvironment("TQ4_ARAVIS_SOCKET_BUFFER", "4096");
     tq4::platform::setEnvironment("TQ4_ARAVIS_PACKET_RESEND", "off");
     Session s;
-    std::vector<std::vector<uint8_t>> memory;
-    EVENT_HANDLE event = nullptr;
-    const auto buffers = startStreaming(s, memory, event);
+    startStreaming(s);
     int incomplete = 0;
     for (int i = 0; i < 60; ++i) {
         EVENT_NEW_BUFFER_DATA data{};
-        ASSERT_EQ(next(s, event, data, 5000), GC_ERR_SUCCESS) << i;
+        ASSERT_EQ(next(s, event_, data, 5000), GC_ERR_SUCCESS) << i;
         incomplete += s.bufferInfo<bool8_t>(data.BufferHandle, BUFFER_INFO_IS_INCOMPLETE) ? 1 : 0;
         ASSERT_EQ(s.gc.DSQueueBuffer(s.ds, data.BufferHandle), GC_ERR_SUCCESS);
     }
     EXPECT_GT(incomplete, 0);
     stopStreaming(s);
-    EXPECT_EQ(s.streamInfo<size_t>(STREAM_INFO_NUM_QUEUED), buffers.size());
+    EXPECT_EQ(s.streamInfo<size_t>(STREAM_INFO_NUM_QUEUED), buffers_.size());
 }
 
 TEST_F(AravisProducer, FaultsAnswerGenTLCodes) {

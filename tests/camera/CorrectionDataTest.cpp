@@ -11,14 +11,12 @@ namespace tq4::test {
 namespace {
 
 constexpr const char* kCaption = "tq4_genicam.dll: ZEVO quillon SWIR (3101) (Serial No.: 3101)";
-constexpr const char* kNoWhiteText =
-    "No white correction data found. To download camera specific correction data, please run the download tool "
-    "<zevo.quillonSWIR.exe> and follow the instructions. \r\n\r\nOpen download tool now?\r\n\r\n\tClick \"No\" to "
-    "continue without";
-constexpr const char* kNoneText =
-    "No correction data found. To download camera specific correction data, please run the download tool "
-    "<zevo.quillonSWIR.exe> and follow the instructions. \r\n\r\nOpen download tool now?\r\n\r\n\tClick \"No\" to "
-    "continue without";
+// The question's text after its first sentence, the same for both questions.
+const std::string kDownload =
+    " To download camera specific correction data, please run the download tool <zevo.quillonSWIR.exe> and follow the "
+    "instructions. \r\n\r\nOpen download tool now?\r\n\r\n\tClick \"No\" to continue without";
+const std::string kNoWhiteText = "No white correction data found." + kDownload;
+const std::string kNoneText = "No correction data found." + kDownload;
 constexpr uint16_t kBlack = 0, kWhite = 1;
 
 class CorrectionData : public CameraWorld {

@@ -13,39 +13,15 @@
 namespace tq4::test {
 namespace {
 
-constexpr uint32_t kPayload = 65536;
 constexpr int kTelegramThreads = 8;
-constexpr uint16_t kTelegrams[] = {GET_CAMERA_NAME,
-                                   GET_CAMERA_DESCRIPTION,
-                                   GET_ROI,
-                                   GET_DELAY_EXPOSURE_TIME,
-                                   GET_COOLING_SETPOINT_TEMPERATURE,
-                                   GET_FRAMERATE,
-                                   GET_RECORDING_STATE,
-                                   GET_BIT_ALIGNMENT,
-                                   GET_TRIGGER_MODE,
-                                   GET_CAMERA_BUSY_STATUS,
-                                   GET_TIMESTAMP_MODE,
-                                   GET_INFO_STRING};
 
 std::chrono::seconds duration() {
     const char* text = std::getenv("TQ4_STRESS_SECONDS");
     return std::chrono::seconds(text ? std::atoi(text) : 3);
 }
 
-class ConcurrencyTest : public StreamWorld {
+class ConcurrencyTest : public LoadWorld {
 protected:
-    void SetUp() override {
-        StreamWorld::SetUp();
-        std::ofstream(iniFile()) << "[MEMORY]\nDMALength = " << 8 * kPayload << "\n";
-        // The capture's lock would serialise the threads; the driver's own locks are the subject.
-        log::setLineObserver(nullptr);
-    }
-    static std::string fastSmallImages(int devices = 1) {
-        return "unlimited_frame_rate = 1\npixel_formats = Mono8\npayload_size = " + std::to_string(kPayload) +
-               "\ndevices_per_interface = " + std::to_string(devices) + "\n";
-    }
-
     // Requeues every buffer of `ring` that came back done until `stop`; counts the images.
     static uint64_t requeueLoop(TQ4_HANDLE h, std::vector<CallerBuffer*>& ring, const std::atomic<bool>& stop) {
         uint64_t delivered = 0;
@@ -73,7 +49,7 @@ protected:
 };
 
 TEST_F(ConcurrencyTest, TelegramsQueueingAndCancelsOnOneStreamingCamera) {
-    configure(fastSmallImages());
+    useSmallFastImages(8);
     TQ4_HANDLE& h = openRecording();
     std::vector<CallerBuffer*> buffers = ring(6);
     std::atomic<bool> stop{false};
@@ -83,7 +59,7 @@ TEST_F(ConcurrencyTest, TelegramsQueueingAndCancelsOnOneStreamingCamera) {
     for (int t = 0; t < kTelegramThreads; ++t)
         threads.emplace_back([&, t] {
             for (std::size_t i = t; !stop; ++i) {
-                const Answer a = ask(h, kTelegrams[i % std::size(kTelegrams)]);
+                const Answer a = ask(h, kReadTelegrams[i % std::size(kReadTelegrams)]);
                 if (a.result == ZEVO_NOERROR) ++answered;
             }
         });
@@ -114,7 +90,7 @@ TEST_F(ConcurrencyTest, TelegramsQueueingAndCancelsOnOneStreamingCamera) {
 }
 
 TEST_F(ConcurrencyTest, TwoCamerasStreamAtOnce) {
-    configure(fastSmallImages(2));
+    useSmallFastImages(8, 2);
     TQ4_HANDLE handles[2] = {openRecording(0), openRecording(1)};
     ASSERT_NE(handles[0], handles[1]);
     std::vector<CallerBuffer*> rings[2] = {ring(4), ring(4)};
@@ -133,7 +109,7 @@ TEST_F(ConcurrencyTest, TwoCamerasStreamAtOnce) {
 }
 
 TEST_F(ConcurrencyTest, OpenAndCloseFromSeveralThreads) {
-    configure(fastSmallImages(2));
+    useSmallFastImages(8, 2);
     std::atomic<bool> stop{false};
     std::atomic<uint64_t> opened{0};
     std::vector<std::thread> threads;

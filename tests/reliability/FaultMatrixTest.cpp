@@ -73,7 +73,6 @@ const std::vector<Row>& rows() {
         {"devices_appear_after_updates = 1000\n", kNoOpen},
         {"devices_vanish_after_updates = 2\n", {}},
         {"access_status = 4\n", kNoOpen},
-        {"access_status = 2\n", kNoOpen},
         {"access_status_after_open = 4\n", noAccess()},
         // description
         {"xml_zipped = 0\n", {}},
@@ -110,7 +109,6 @@ const std::vector<Row>& rows() {
         {"unavailable_device_info = 6, 8, 9, 1000\n", {}},
         {"unavailable_device_info = 5\n", noAccess()},
         {"stuck_buffer = 1\n", {}},
-        {"stuck_buffer = 5\n", {}},
         {"delay.IFOpenDevice = 1000\n", {}},
         {"delay.GCReadPort = 1\ndelay.GCWritePort = 2\n", {}},
         {"delay.DS = 5\ndelay.EventGetData = 100\n", {}},

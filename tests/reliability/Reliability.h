@@ -1,5 +1,6 @@
 // What the reliability tests share: a deadline for calls that could hang, the process's
-// resources read from /proc/self, and the states a caller buffer may be in.
+// resources read from /proc/self, the states a caller buffer may be in, the read telegrams sent
+// under load and the small fast camera the load tests stream from.
 #pragma once
 
 #include <chrono>
@@ -61,5 +62,34 @@ inline bool ended(const CallerBuffer& b) {
 inline bool consistent(const CallerBuffer& b) {
     return ended(b) || (!b.event->isSet() && b.status() == ZEVO_BUFFER_QUEUED);
 }
+
+// Read telegrams of every family, sent at random while a camera streams.
+constexpr uint16_t kReadTelegrams[] = {GET_CAMERA_NAME,
+                                       GET_CAMERA_DESCRIPTION,
+                                       GET_ROI,
+                                       GET_DELAY_EXPOSURE_TIME,
+                                       GET_COOLING_SETPOINT_TEMPERATURE,
+                                       GET_FRAMERATE,
+                                       GET_RECORDING_STATE,
+                                       GET_BIT_ALIGNMENT,
+                                       GET_TRIGGER_MODE,
+                                       GET_CAMERA_BUSY_STATUS,
+                                       GET_TIMESTAMP_MODE,
+                                       GET_INFO_STRING};
+
+// The load tests' world: `devices` cameras of Mono8 images of kPayload bytes at the producer's
+// top rate, room for `acquisitionBuffers` of them, and the log capture off (its lock would
+// serialise the threads, and it grows with every line).
+class LoadWorld : public StreamWorld {
+protected:
+    static constexpr uint32_t kPayload = 65536;
+
+    void useSmallFastImages(int acquisitionBuffers, int devices = 1) {
+        configure("unlimited_frame_rate = 1\npixel_formats = Mono8\npayload_size = " + std::to_string(kPayload) +
+                  "\ndevices_per_interface = " + std::to_string(devices) + "\n");
+        std::ofstream(iniFile()) << "[MEMORY]\nDMALength = " << acquisitionBuffers * kPayload << "\n";
+        log::setLineObserver(nullptr);
+    }
+};
 
 }  // namespace tq4::test

@@ -11,7 +11,6 @@
 namespace tq4::test {
 namespace {
 
-constexpr uint32_t kPayload = 65536;
 constexpr int kWarmUp = 20;
 constexpr long kRssSlackKb = 8 * 1024;
 
@@ -20,13 +19,11 @@ int cycles() {
     return text ? std::atoi(text) : 1000;
 }
 
-class ResourcesTest : public StreamWorld {
+class ResourcesTest : public LoadWorld {
 protected:
     void SetUp() override {
-        StreamWorld::SetUp();
-        configure("unlimited_frame_rate = 1\npixel_formats = Mono8\npayload_size = " + std::to_string(kPayload) + "\n");
-        std::ofstream(iniFile()) << "[MEMORY]\nDMALength = " << 4 * kPayload << "\n";
-        log::setLineObserver(nullptr);  // the capture would grow with every line
+        LoadWorld::SetUp();
+        useSmallFastImages(4);
     }
 
     // Runs `cycle` for the warm-up and then `count` times, and compares what the process holds.

@@ -21,18 +21,6 @@ using namespace tq4::test;
 constexpr int kRing = 8;
 constexpr uint32_t kImageBytes = 1296 * 1032 * 2;
 constexpr uint32_t kStallMs = 20000;  // no buffer ended for this long: the rest is lost
-constexpr uint16_t kTelegrams[] = {GET_CAMERA_NAME,
-                                   GET_CAMERA_DESCRIPTION,
-                                   GET_ROI,
-                                   GET_DELAY_EXPOSURE_TIME,
-                                   GET_COOLING_SETPOINT_TEMPERATURE,
-                                   GET_FRAMERATE,
-                                   GET_RECORDING_STATE,
-                                   GET_BIT_ALIGNMENT,
-                                   GET_TRIGGER_MODE,
-                                   GET_CAMERA_BUSY_STATUS,
-                                   GET_TIMESTAMP_MODE,
-                                   GET_SENSOR_FORMAT};
 
 struct Counts {
     uint64_t delivered = 0;
@@ -79,7 +67,7 @@ int main(int argc, char** argv) {
     std::thread telegrams([&] {
         std::mt19937 random(1);
         while (!stop) {
-            sendTelegram(h, telegram(kTelegrams[random() % std::size(kTelegrams)]));
+            sendTelegram(h, telegram(kReadTelegrams[random() % std::size(kReadTelegrams)]));
             std::this_thread::sleep_for(std::chrono::microseconds(random() % 2000));
         }
     });

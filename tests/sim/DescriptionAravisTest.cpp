@@ -7,11 +7,6 @@
 
 #include <arv.h>
 
-#include <chrono>
-#include <filesystem>
-#include <set>
-#include <thread>
-
 namespace zevo::test {
 namespace {
 
@@ -66,8 +61,7 @@ void port_device_class_init(PortDeviceClass* cls) {
 
 class SimDescription : public ::testing::Test {
 protected:
-    explicit SimDescription(const std::string& config = "cooling_time_constant_s = 0.05\n")
-        : s(config, Session::ToDevice) {
+    SimDescription() : s("", Session::ToDevice) {
         device = static_cast<PortDevice*>(g_object_new(port_device_get_type(), nullptr));
         device->port = s.port;
         const std::string xml = servedXml();
@@ -141,15 +135,6 @@ protected:
         g_clear_error(&error);
         return good;
     }
-    std::set<std::string> availableEntries(const char* name) {
-        std::set<std::string> names;
-        for (const GSList* e = arv_gc_enumeration_get_entries(ARV_GC_ENUMERATION(node(name))); e; e = e->next) {
-            auto* entry = ARV_GC_FEATURE_NODE(e->data);
-            if (arv_gc_feature_node_is_available(entry, nullptr)) names.insert(arv_gc_feature_node_get_name(entry));
-        }
-        return names;
-    }
-
     Session s;
     PortDevice* device = nullptr;
     ArvGc* gc = nullptr;
@@ -265,66 +250,6 @@ TEST_F(SimDescription, WritesThroughTheEngineReachTheCameraAndItsDependentFeatur
     }));
     EXPECT_EQ(symbol("LineMode"), "Output");
     EXPECT_FALSE(ok([&](GError** e) { arv_gc_float_set_value(ARV_GC_FLOAT(node("ExposureTime")), 5.0, e); }));
-}
-
-TEST_F(SimDescription, SensorTemperatureApproachesTheSetPointAndWarnsWhenOutOfReach) {
-    ASSERT_NE(gc, nullptr);
-    EXPECT_TRUE(ok([&](GError** e) { arv_gc_float_set_value(ARV_GC_FLOAT(node("CoolingAutomaticValue")), 0.0, e); }));
-    std::this_thread::sleep_for(std::chrono::milliseconds(400));  // many time constants of 50 ms
-    EXPECT_NEAR(number("TempSensorValue"), 0.0, 0.1);
-    EXPECT_FALSE(flag("CoolingWarning"));
-    EXPECT_TRUE(ok([&](GError** e) { arv_gc_float_set_value(ARV_GC_FLOAT(node("CoolingAutomaticValue")), -20.0, e); }));
-    std::this_thread::sleep_for(std::chrono::milliseconds(400));
-    EXPECT_NEAR(number("TempSensorValue"), 24.0 - 40.0, 0.1);  // ambient less what the cooler can do
-    EXPECT_TRUE(flag("CoolingWarning"));
-}
-
-TEST_F(SimDescription, CorrectionReferencesAreCreatedSavedLoadedAndUnlockTheirModes) {
-    ASSERT_NE(gc, nullptr);
-    EXPECT_EQ(availableEntries("NUCMode"), (std::set<std::string>{"Off"}));
-    EXPECT_FALSE(
-        ok([&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("NUCMode")), "Both", e); }));
-
-    const std::filesystem::path dir = std::filesystem::path(::testing::TempDir()) / "zevo_nuc";
-    std::filesystem::remove_all(dir);
-    std::filesystem::create_directories(dir);
-    const std::string black = (dir / "3101_b12").string(), white = (dir / "3101_w12").string();
-    const auto run = [&](const char* command) {
-        return ok([&](GError** e) { arv_gc_command_execute(ARV_GC_COMMAND(node(command)), e); });
-    };
-    const auto setPath = [&](const char* feature, const std::string& path) {
-        return ok([&](GError** e) { arv_gc_string_set_value(ARV_GC_STRING(node(feature)), path.c_str(), e); });
-    };
-    ASSERT_TRUE(setPath("NUCBlackReferencePath", black));
-    ASSERT_TRUE(setPath("NUCWhiteReferencePath", white));
-    EXPECT_FALSE(run("NUCBlackReferenceLoad"));  // no file yet
-    EXPECT_FALSE(run("NUCBlackReferenceSave"));  // nothing taken yet
-    EXPECT_TRUE(run("CreateBlackReference"));
-    EXPECT_TRUE(run("NUCBlackReferenceSave"));
-    EXPECT_EQ(availableEntries("NUCMode"), (std::set<std::string>{"Off", "BlackReferenceOnly"}));
-    EXPECT_TRUE(run("CreateWhiteReference"));
-    EXPECT_TRUE(run("NUCWhiteReferenceSave"));
-    EXPECT_EQ(std::filesystem::file_size(black), 32u + 1296u * 1032u * 2u);
-    EXPECT_TRUE(std::filesystem::exists(white));
-
-    // A camera that starts afresh gets its modes only by loading the files.
-    s.gc.GCCloseLib();
-    {
-        Session fresh("", Session::ToDevice);
-        device->port = fresh.port;
-        EXPECT_EQ(availableEntries("NUCMode"), (std::set<std::string>{"Off"}));
-        ASSERT_TRUE(setPath("NUCBlackReferencePath", white));
-        EXPECT_FALSE(run("NUCBlackReferenceLoad"));  // a white reference is no black one
-        ASSERT_TRUE(setPath("NUCBlackReferencePath", black));
-        ASSERT_TRUE(setPath("NUCWhiteReferencePath", white));
-        EXPECT_TRUE(run("NUCBlackReferenceLoad"));
-        EXPECT_TRUE(run("NUCWhiteReferenceLoad"));
-        EXPECT_EQ(availableEntries("NUCMode"), (std::set<std::string>{"Off", "BlackReferenceOnly", "Both"}));
-        EXPECT_TRUE(ok(
-            [&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("NUCMode")), "Both", e); }));
-        EXPECT_EQ(fresh.readInt(reg::kNUCMode), 2);
-    }
-    s.gc.GCInitLib();  // the fixture's session closes the library once more
 }
 
 }  // namespace

@@ -180,25 +180,5 @@ TEST(SimTree, ForeignBuffersAreRefusedBetweenTwoStreams) {
     EXPECT_EQ(returned, memory.data());
 }
 
-TEST(SimTree, ConfiguredTopologyGivesEveryDeviceItsSerialNumber) {
-    Session s("interfaces = 2\ndevices_per_interface = 2\nserials = 4001, 4002, 4003, 4004\n", Session::ToDevice);
-    uint32_t n = 0;
-    ASSERT_EQ(s.gc.TLGetNumInterfaces(s.tl, &n), GC_ERR_SUCCESS);
-    ASSERT_EQ(n, 2u);
-    IF_HANDLE second = nullptr;
-    const std::string id = Session::text([&](char* b, size_t* sz) { return s.gc.TLGetInterfaceID(s.tl, 1, b, sz); });
-    ASSERT_EQ(s.gc.TLOpenInterface(s.tl, id.c_str(), &second), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.gc.IFUpdateDeviceList(second, nullptr, 100), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.gc.IFGetNumDevices(second, &n), GC_ERR_SUCCESS);
-    ASSERT_EQ(n, 2u);
-    const std::string dev = Session::text([&](char* b, size_t* sz) { return s.gc.IFGetDeviceID(second, 1, b, sz); });
-    INFO_DATATYPE type = 0;
-    const std::string serial = Session::text([&](char* b, size_t* sz) {
-        return s.gc.IFGetDeviceInfo(second, dev.c_str(), DEVICE_INFO_SERIAL_NUMBER, &type, b, sz);
-    });
-    EXPECT_EQ(serial, "4004");
-    EXPECT_EQ(s.readString(reg::kDeviceSerialNumber), "4001");
-}
-
 }  // namespace
 }  // namespace zevo::test
