@@ -117,31 +117,25 @@ std::string RemotePort::portUrl() {
 
 // ---- Device ------------------------------------------------------------------------------
 
-Device::Device(std::weak_ptr<Interface> iface, ArvDevice* device, DeviceEntry entry)
-    : iface_(std::move(iface)), device_(device), entry_(std::move(entry)) {
-    port_ = std::make_shared<RemotePort>(device_, entry_, parent()->transport());
+Device::Device(std::weak_ptr<InterfaceModule> iface, ArvDevice* device, DeviceEntry entry)
+    : DeviceModule(std::move(iface), entry.id), device_(device), entry_(std::move(entry)) {
+    port_ = std::make_shared<RemotePort>(device_, entry_, this->iface()->transport());
 }
 
 Device::~Device() { g_object_unref(device_); }
 
 PortIdentity Device::portIdentity() const {
-    PortIdentity p = Module::portIdentity();
-    p.id = entry_.id;
-    if (const auto i = parent()) p.tlType = i->transport().tlType;
+    PortIdentity p = DeviceModule::portIdentity();
+    if (const auto i = iface()) p.tlType = i->transport().tlType;
     return p;
 }
 
 InfoValue Device::info(DEVICE_INFO_CMD command) const {
-    const auto i = parent();
+    const auto i = iface();
     require(i != nullptr, GC_ERR_INVALID_HANDLE, "interface closed");
     const bool controller = !ARV_IS_GV_DEVICE(device_) || arv_gv_device_is_controller(ARV_GV_DEVICE(device_));
     return deviceInfo(entry_, i->transport(),
                       controller ? DEVICE_ACCESS_STATUS_OPEN_READWRITE : DEVICE_ACCESS_STATUS_OPEN_READONLY, command);
-}
-
-std::string Device::streamId(uint32_t index) const {
-    require(index < numStreams(), GC_ERR_INVALID_INDEX, "data stream index out of range");
-    return "Stream" + std::to_string(index);
 }
 
 std::shared_ptr<Stream> Device::openStream(const std::string& id) {

@@ -49,28 +49,16 @@ void RemotePort::writePort(uint64_t address, const void* buffer, size_t size) {
 
 // ---- Device ------------------------------------------------------------------------------
 
-Device::Device(std::weak_ptr<Interface> iface, std::shared_ptr<Camera> camera, std::string id, bool readOnly)
-    : iface_(std::move(iface)), camera_(std::move(camera)), id_(std::move(id)), readOnly_(readOnly) {}
+Device::Device(std::weak_ptr<InterfaceModule> iface, std::shared_ptr<Camera> camera, std::string id, bool readOnly)
+    : DeviceModule(std::move(iface), std::move(id)), camera_(std::move(camera)), readOnly_(readOnly) {}
 
-void Device::createPort() { port_ = std::make_shared<RemotePort>(camera_, id_, readOnly_); }
-
-PortIdentity Device::portIdentity() const {
-    PortIdentity p = Module::portIdentity();
-    p.id = id_;
-    return p;
-}
+void Device::createPort() { port_ = std::make_shared<RemotePort>(camera_, id(), readOnly_); }
 
 InfoValue Device::info(DEVICE_INFO_CMD command) const {
-    return deviceInfo(*camera_, id_, openAccessStatus(readOnly_), command);
+    return deviceInfo(*camera_, id(), openAccessStatus(readOnly_), command);
 }
 
 uint32_t Device::numStreams() const { return Library::instance().config().streams; }
-
-std::string Device::streamId(uint32_t index) const {
-    require(numStreams() > 0, GC_ERR_NOT_IMPLEMENTED, "device has no data stream");
-    require(index < numStreams(), GC_ERR_INVALID_INDEX, "data stream index out of range");
-    return "Stream" + std::to_string(index);
-}
 
 std::shared_ptr<Stream> Device::openStream(const std::string& id) {
     bool known = false;

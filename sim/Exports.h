@@ -28,7 +28,4 @@ std::shared_ptr<T> lookup(const void* handle, ModuleKind kind) {
     return Library::instance().registry().get<T>(handle, kind);
 }
 
-// The module whose port a port handle names; buffers have none (GC_ERR_NOT_IMPLEMENTED).
-std::shared_ptr<Module> lookupPort(const void* handle);
-
 }  // namespace zevo

@@ -9,15 +9,6 @@ std::string deviceIdOf(const Camera& camera) { return "ZEVO_quillon_" + camera.s
 
 }  // namespace
 
-Interface::Interface(std::weak_ptr<System> system, uint32_t index, std::string id)
-    : system_(std::move(system)), index_(index), id_(std::move(id)) {}
-
-PortIdentity Interface::portIdentity() const {
-    PortIdentity p = Module::portIdentity();
-    p.id = id_;
-    return p;
-}
-
 // Devices may be configured to show up only after some updates, or to vanish after some.
 void Interface::updateDeviceList(bool8_t* changed) {
     const Config& config = Library::instance().config();
@@ -28,20 +19,9 @@ void Interface::updateDeviceList(bool8_t* changed) {
                          (config.devicesVanishAfterUpdates == 0 || updates_ < config.devicesVanishAfterUpdates);
     if (present)
         for (uint32_t d = 0; d < config.devicesPerInterface; ++d)
-            now.push_back(deviceIdOf(*Library::instance().camera(size_t(index_) * config.devicesPerInterface + d)));
+            now.push_back(deviceIdOf(*Library::instance().camera(size_t(index()) * config.devicesPerInterface + d)));
     if (changed) *changed = now != listed_;
     listed_ = now;
-}
-
-uint32_t Interface::numDevices() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return uint32_t(listed_.size());
-}
-
-std::string Interface::deviceId(uint32_t index) const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    require(index < listed_.size(), GC_ERR_INVALID_INDEX, "device index out of range");
-    return listed_[index];
 }
 
 size_t Interface::cameraIndexOf(const std::string& deviceId) const {
@@ -49,7 +29,7 @@ size_t Interface::cameraIndexOf(const std::string& deviceId) const {
     require(std::find(listed_.begin(), listed_.end(), deviceId) != listed_.end(), GC_ERR_INVALID_ID,
             "unknown device ID");
     for (uint32_t d = 0; d < config.devicesPerInterface; ++d) {
-        const size_t index = size_t(index_) * config.devicesPerInterface + d;
+        const size_t index = size_t(this->index()) * config.devicesPerInterface + d;
         if (deviceIdOf(*Library::instance().camera(index)) == deviceId) return index;
     }
     throw GenTLError(GC_ERR_INVALID_ID, "unknown device ID");
@@ -60,7 +40,7 @@ DEVICE_ACCESS_STATUS Interface::accessStatus(const std::string& deviceId) const 
     if (forced != 0) return forced;
     const auto it = open_.find(deviceId);
     if (it == open_.end()) return DEVICE_ACCESS_STATUS_READWRITE;
-    return openAccessStatus(it->second->readOnly());
+    return openAccessStatus(static_cast<const Device&>(*it->second).readOnly());
 }
 
 DEVICE_ACCESS_STATUS openAccessStatus(bool readOnly) {
@@ -77,9 +57,7 @@ InfoValue Interface::deviceInfo(const std::string& id, DEVICE_INFO_CMD command) 
 }
 
 std::shared_ptr<Device> Interface::openDevice(const std::string& id, DEVICE_ACCESS_FLAGS flags) {
-    require(flags != DEVICE_ACCESS_NONE, GC_ERR_NOT_IMPLEMENTED, "DEVICE_ACCESS_NONE is not supported");
-    require(flags >= DEVICE_ACCESS_READONLY && flags <= DEVICE_ACCESS_EXCLUSIVE, GC_ERR_INVALID_PARAMETER,
-            "unknown access flag");
+    requireAccessFlags(flags);
     std::lock_guard<std::mutex> lock(mutex_);
     const size_t index = cameraIndexOf(id);
     require(open_.count(id) == 0, GC_ERR_RESOURCE_IN_USE, "device already open");
@@ -90,25 +68,8 @@ std::shared_ptr<Device> Interface::openDevice(const std::string& id, DEVICE_ACCE
     auto device = std::make_shared<Device>(std::static_pointer_cast<Interface>(shared_from_this()),
                                            Library::instance().camera(index), id, flags == DEVICE_ACCESS_READONLY);
     device->createPort();
-    open_[id] = device;
-    Library::instance().registry().add(device);
-    Library::instance().registry().add(device->remotePort());
+    adopt(device, Library::instance().registry());
     return device;
-}
-
-void Interface::deviceClosed(const Device& device) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    open_.erase(device.id());
-}
-
-void Interface::close(std::vector<void*>& released) {
-    std::map<std::string, std::shared_ptr<Device>> devices;
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        devices.swap(open_);
-    }
-    for (auto& [id, device] : devices) device->close(released);
-    released.push_back(handle());
 }
 
 InfoValue deviceInfo(const Camera& camera, const std::string& id, DEVICE_ACCESS_STATUS status,

@@ -22,6 +22,17 @@ Clock::duration period(const AcquisitionSnapshot& s) {
 
 uint64_t nanoseconds(std::chrono::nanoseconds d) { return uint64_t(d.count()); }
 
+// The image part of a fill of geometry `g`.
+FillResult imageOf(const ImageGeometry& g) {
+    FillResult r;
+    r.width = g.width, r.height = g.height, r.offsetX = g.offsetX, r.offsetY = g.offsetY;
+    r.imagePresent = g.format != nullptr;
+    r.pixelFormat = g.format ? g.format->pfnc : 0;
+    r.rowBytes = g.format ? size_t(g.width) * bytesPerPixel(g.format->bits) : 0;
+    r.dataSize = g.payload();
+    return r;
+}
+
 }  // namespace
 
 class FrameClock {
@@ -85,7 +96,7 @@ BufferModule* Stream::takeInputBuffer(bool waitForOne) {
         if (next != input_.end()) {
             BufferModule* buffer = *next;
             input_.erase(next);
-            buffer->state = BufferState::Filling;
+            buffer->state = BufferState::Acquiring;
             buffer->afterFill = BufferModule::AfterFill::Deliver;
             ++started_;
             return buffer;
@@ -126,7 +137,7 @@ void Stream::engineLoop() {
         {
             std::lock_guard<std::mutex> lock(mutex_);
             if (stopRequested_) {
-                // A buffer taken just before the stop goes back where it came from: left Filling it
+                // A buffer taken just before the stop goes back where it came from: left Acquiring it
                 // could never be flushed, revoked or queued again.
                 if (buffer) {
                     buffer->state = BufferState::InputPool;
@@ -142,14 +153,12 @@ void Stream::engineLoop() {
         // Kept from one acquisition to the next: rendering takes far longer than a frame.
         if (!frames_ || frames_->settings() != snapshot.scene)
             frames_ = SceneFrames::render(camera_->sensor(), snapshot.scene);
-        FillResult r;
+        FillResult r = imageOf(snapshot.scene.geometry);
         r.frameId = frameId;
-        r.geometry = snapshot.scene.geometry;
-        r.dataSize = r.geometry.payload();
         r.sizeFilled = frames_->fill(buffer->base, buffer->size, frameId, snapshot.stamp);
         r.incomplete = r.largerThanBuffer = buffer->size < r.dataSize;
         r.newData = true;
-        r.timestampTicks = nanoseconds(Clock::now().time_since_epoch());
+        r.timestamp = nanoseconds(Clock::now().time_since_epoch());
         r.timestampNs = nanoseconds(std::chrono::system_clock::now().time_since_epoch());
         finishFill(*buffer, r);
         std::lock_guard<std::mutex> lock(mutex_);
