@@ -4,6 +4,7 @@
 #include "sim/ProducerClient.h"
 
 #include <array>
+#include <cstdlib>
 #include <thread>
 
 namespace zevo::test {
@@ -103,8 +104,13 @@ TEST_F(AravisProducer, TreeInformationAndOwnPorts) {
     EXPECT_EQ(gc.DevGetParentIF(s.dev, &parent), GC_ERR_SUCCESS);
     EXPECT_EQ(parent, s.iface);
 
-    // Each module's own port holds its small description at address 0.
-    for (void* module : {s.tl, s.iface, s.dev}) EXPECT_EQ(s.portFile(module).rfind("<?xml", 0), 0u);
+    // Each module's own port holds its small description, as its URL text and URL information say.
+    for (void* module : {s.tl, s.iface, s.dev}) {
+        const std::string url = Session::text([&](char* b, size_t* n) { return gc.GCGetPortURL(module, b, n); });
+        const std::string xml = s.portFile(module);
+        EXPECT_EQ(std::strtoull(url.substr(url.rfind(';') + 1).c_str(), nullptr, 16), xml.size()) << url;
+        EXPECT_EQ(xml.rfind("<?xml", 0), 0u) << url;
+    }
 }
 
 TEST_F(AravisProducer, RemotePortReadsTheCamerasRegistersAndDescription) {
