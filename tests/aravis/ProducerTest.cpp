@@ -4,6 +4,7 @@
 #include "sim/ProducerClient.h"
 
 #include <array>
+#include <cstdlib>
 #include <thread>
 
 namespace zevo::test {
@@ -31,15 +32,6 @@ protected:
         uint8_t b[4] = {uint8_t(v >> 24), uint8_t(v >> 16), uint8_t(v >> 8), uint8_t(v)};
         size_t n = 4;
         return s.gc.GCWritePort(s.port, address, b, &n);
-    }
-
-    template <typename T, typename Query>
-    static T value(Query query) {
-        T v{};
-        INFO_DATATYPE type = 0;
-        size_t size = sizeof(v);
-        EXPECT_EQ(query(&type, &v, &size), GC_ERR_SUCCESS);
-        return v;
     }
 
     // Announces four buffers of the payload size in `memory_` (each one's own vector as its user
@@ -96,20 +88,15 @@ TEST_F(AravisProducer, TreeInformationAndOwnPorts) {
     IF_HANDLE usb = nullptr;
     ASSERT_EQ(gc.TLOpenInterface(s.tl, "USB3Vision", &usb), GC_ERR_SUCCESS);
     EXPECT_EQ(gc.IFUpdateDeviceList(usb, nullptr, 500), GC_ERR_SUCCESS);
-    EXPECT_EQ(value<uint32_t>([&](INFO_DATATYPE*, uint32_t* v, size_t*) { return gc.IFGetNumDevices(usb, v); }), 0u);
+    EXPECT_EQ(Session::info<uint32_t>([&](INFO_DATATYPE*, uint32_t* v, size_t*) { return gc.IFGetNumDevices(usb, v); }),
+              0u);
 
     EXPECT_EQ(s.deviceId, FakeCamera::kDeviceId);
-    const auto deviceText = [&](DEVICE_INFO_CMD cmd) {
-        return Session::text([&](char* b, size_t* n) {
-            INFO_DATATYPE t;
-            return gc.IFGetDeviceInfo(s.iface, s.deviceId.c_str(), cmd, &t, b, n);
-        });
-    };
-    EXPECT_EQ(deviceText(DEVICE_INFO_VENDOR), "Aravis");
-    EXPECT_EQ(deviceText(DEVICE_INFO_MODEL), "Fake");
-    EXPECT_EQ(deviceText(DEVICE_INFO_SERIAL_NUMBER), "GV01");
-    EXPECT_EQ(deviceText(DEVICE_INFO_TLTYPE), "GEV");
-    EXPECT_EQ(value<int32_t>([&](INFO_DATATYPE* t, int32_t* v, size_t* n) {
+    EXPECT_EQ(s.deviceText(DEVICE_INFO_VENDOR), "Aravis");
+    EXPECT_EQ(s.deviceText(DEVICE_INFO_MODEL), "Fake");
+    EXPECT_EQ(s.deviceText(DEVICE_INFO_SERIAL_NUMBER), "GV01");
+    EXPECT_EQ(s.deviceText(DEVICE_INFO_TLTYPE), "GEV");
+    EXPECT_EQ(Session::info<int32_t>([&](INFO_DATATYPE* t, int32_t* v, size_t* n) {
                   return gc.DevGetInfo(s.dev, DEVICE_INFO_ACCESS_STATUS, t, v, n);
               }),
               DEVICE_ACCESS_STATUS_OPEN_READWRITE);
@@ -117,13 +104,11 @@ TEST_F(AravisProducer, TreeInformationAndOwnPorts) {
     EXPECT_EQ(gc.DevGetParentIF(s.dev, &parent), GC_ERR_SUCCESS);
     EXPECT_EQ(parent, s.iface);
 
-    // Each module's own port holds its small description at address 0.
+    // Each module's own port holds its small description, as its URL text and URL information say.
     for (void* module : {s.tl, s.iface, s.dev}) {
         const std::string url = Session::text([&](char* b, size_t* n) { return gc.GCGetPortURL(module, b, n); });
-        const uint64_t size = std::strtoull(url.substr(url.rfind(';') + 1).c_str(), nullptr, 16);
-        std::string xml(size, '\0');
-        size_t n = size;
-        EXPECT_EQ(gc.GCReadPort(module, 0, xml.data(), &n), GC_ERR_SUCCESS) << url;
+        const std::string xml = s.portFile(module);
+        EXPECT_EQ(std::strtoull(url.substr(url.rfind(';') + 1).c_str(), nullptr, 16), xml.size()) << url;
         EXPECT_EQ(xml.rfind("<?xml", 0), 0u) << url;
     }
 }
@@ -131,23 +116,18 @@ TEST_F(AravisProducer, TreeInformationAndOwnPorts) {
 TEST_F(AravisProducer, RemotePortReadsTheCamerasRegistersAndDescription) {
     Session s("", Session::ToDevice);
     Producer& gc = s.gc;
-    const auto urlInfo = [&](URL_INFO_CMD cmd) {
-        return value<uint64_t>(
-            [&](INFO_DATATYPE* t, uint64_t* v, size_t* n) { return gc.GCGetPortURLInfo(s.port, 0, cmd, t, v, n); });
-    };
     const std::string url = Session::text([&](char* b, size_t* n) {
         INFO_DATATYPE t;
         return gc.GCGetPortURLInfo(s.port, 0, URL_INFO_URL, &t, b, n);
     });
     EXPECT_EQ(url.rfind("local:arv-fake-camera.xml;10000;", 0), 0u) << url;  // "Local:" in the camera
-    const uint64_t address = urlInfo(URL_INFO_FILE_REGISTER_ADDRESS), size = urlInfo(URL_INFO_FILE_SIZE);
-    EXPECT_EQ(address, 0x10000u);
-    std::string xml(size, '\0');
-    size_t n = size;
-    ASSERT_EQ(gc.GCReadPort(s.port, address, xml.data(), &n), GC_ERR_SUCCESS);
-    EXPECT_NE(xml.find("<RegisterDescription"), std::string::npos);
+    EXPECT_EQ(Session::info<uint64_t>([&](INFO_DATATYPE* t, uint64_t* v, size_t* n) {
+                  return gc.GCGetPortURLInfo(s.port, 0, URL_INFO_FILE_REGISTER_ADDRESS, t, v, n);
+              }),
+              0x10000u);
+    EXPECT_NE(s.portFile(s.port).find("<RegisterDescription"), std::string::npos);
 
-    EXPECT_TRUE(value<bool8_t>([&](INFO_DATATYPE* t, bool8_t* v, size_t* m) {
+    EXPECT_TRUE(Session::info<bool8_t>([&](INFO_DATATYPE* t, bool8_t* v, size_t* m) {
         return gc.GCGetPortInfo(s.port, PORT_INFO_BIG_ENDIAN, t, v, m);
     }));
     EXPECT_EQ(readRegister(s, 0x100), FakeCamera::kWidth);

@@ -12,16 +12,14 @@
 namespace tq4::features {
 namespace {
 
-class Helpers : public ::testing::Test {
+class Helpers : public ::testing::Test, protected test::ConnectedCamera {
 protected:
     void SetUp() override {
         log::setLineObserver([this](uint32_t bits, const std::string& message) {
             EXPECT_EQ(bits & log::kError, log::kError) << message;
             lines.push_back(message);
         });
-        port.fillDefaults();
-        map.loadXml(test::kDescription, sizeof test::kDescription);
-        ASSERT_TRUE(map.connect(&port));
+        ASSERT_TRUE(connected);
     }
     void TearDown() override { log::setLineObserver(nullptr); }
 
@@ -33,8 +31,6 @@ protected:
         return line;
     }
 
-    test::MemoryPort port;
-    NodeMap map;
     std::vector<std::string> lines;
 };
 

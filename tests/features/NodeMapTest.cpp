@@ -110,22 +110,15 @@ TEST(NodeMapLoad, ConnectDestroyAndReload) {
     EXPECT_TRUE(map.isLoaded());
 }
 
-class NodeModel : public ::testing::Test {
+class NodeModel : public ::testing::Test, protected test::ConnectedCamera {
 protected:
-    void SetUp() override {
-        port.fillDefaults();
-        map.loadXml(test::kDescription, sizeof test::kDescription);
-        ASSERT_TRUE(map.connect(&port));
-    }
+    void SetUp() override { ASSERT_TRUE(connected); }
     template <class T>
     T& node(const char* name) {
         auto* typed = dynamic_cast<T*>(map.getNode(name));
         EXPECT_NE(typed, nullptr) << name;
         return *typed;
     }
-
-    test::MemoryPort port;
-    NodeMap map;
 };
 
 TEST_F(NodeModel, KindsAndAccessModes) {

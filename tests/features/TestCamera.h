@@ -133,4 +133,16 @@ private:
     }
 };
 
+// The description loaded into a map connected to a port that holds the defaults.
+struct ConnectedCamera {
+    ConnectedCamera() {
+        port.fillDefaults();
+        map.loadXml(kDescription, sizeof kDescription);
+        connected = map.connect(&port);
+    }
+    MemoryPort port;
+    NodeMap map;
+    bool connected = false;
+};
+
 }  // namespace tq4::features::test

@@ -74,15 +74,7 @@ protected:
 
     // The zip archive read from the port as the URL says, unpacked by Aravis.
     std::string servedXml() {
-        uint64_t address = 0, size = 0;
-        INFO_DATATYPE type = 0;
-        size_t n = sizeof(uint64_t);
-        EXPECT_EQ(s.gc.GCGetPortURLInfo(s.port, 0, URL_INFO_FILE_REGISTER_ADDRESS, &type, &address, &n),
-                  GC_ERR_SUCCESS);
-        EXPECT_EQ(s.gc.GCGetPortURLInfo(s.port, 0, URL_INFO_FILE_SIZE, &type, &size, &n), GC_ERR_SUCCESS);
-        std::vector<char> zipped(size);
-        n = size;
-        EXPECT_EQ(s.gc.GCReadPort(s.port, address, zipped.data(), &n), GC_ERR_SUCCESS);
+        const std::string zipped = s.portFile(s.port);
         ArvZip* zip = arv_zip_new(zipped.data(), zipped.size());
         const GSList* files = arv_zip_get_file_list(zip);
         std::string xml;
@@ -101,34 +93,36 @@ protected:
         EXPECT_NE(n, nullptr) << name;
         return n;
     }
+    // Feature values through Aravis' getters, which must not fail.
     int64_t integer(const char* name) {
-        GError* error = nullptr;
-        const int64_t v = arv_gc_integer_get_value(ARV_GC_INTEGER(node(name)), &error);
-        return checked(v, error, name);
+        GError* e = nullptr;
+        return checked(arv_gc_integer_get_value(ARV_GC_INTEGER(node(name)), &e), e, name);
     }
     double number(const char* name) {
-        GError* error = nullptr;
-        const double v = arv_gc_float_get_value(ARV_GC_FLOAT(node(name)), &error);
-        return checked(v, error, name);
-    }
-    std::string symbol(const char* name) {
-        GError* error = nullptr;
-        const char* v = arv_gc_enumeration_get_string_value(ARV_GC_ENUMERATION(node(name)), &error);
-        return checked(std::string(v ? v : ""), error, name);
-    }
-    std::string text(const char* name) {
-        GError* error = nullptr;
-        const char* v = arv_gc_string_get_value(ARV_GC_STRING(node(name)), &error);
-        return checked(std::string(v ? v : ""), error, name);
+        GError* e = nullptr;
+        return checked(arv_gc_float_get_value(ARV_GC_FLOAT(node(name)), &e), e, name);
     }
     bool flag(const char* name) {
-        GError* error = nullptr;
-        const bool v = arv_gc_boolean_get_value(ARV_GC_BOOLEAN(node(name)), &error);
-        return checked(v, error, name);
+        GError* e = nullptr;
+        return checked(arv_gc_boolean_get_value(ARV_GC_BOOLEAN(node(name)), &e), e, name);
     }
-    // True when Aravis accepted the call.
+    std::string symbol(const char* name) {
+        GError* e = nullptr;
+        return checked(arv_gc_enumeration_get_string_value(ARV_GC_ENUMERATION(node(name)), &e), e, name);
+    }
+    std::string text(const char* name) {
+        GError* e = nullptr;
+        return checked(arv_gc_string_get_value(ARV_GC_STRING(node(name)), &e), e, name);
+    }
+    // Writes through Aravis' setters: true when Aravis accepted the value.
+    bool setInteger(const char* name, int64_t v) {
+        return ok([&](GError** e) { arv_gc_integer_set_value(ARV_GC_INTEGER(node(name)), v, e); });
+    }
+    bool setSymbol(const char* name, const char* v) {
+        return ok([&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node(name)), v, e); });
+    }
     template <typename Call>
-    bool ok(Call call) {
+    static bool ok(Call call) {
         GError* error = nullptr;
         call(&error);
         const bool good = error == nullptr;
@@ -141,10 +135,13 @@ protected:
 
 private:
     template <typename T>
-    static T checked(T value, GError* error, const char* name) {
+    static T checked(T value, GError*& error, const char* name) {
         EXPECT_EQ(error, nullptr) << name << ": " << (error ? error->message : "");
         g_clear_error(&error);
         return value;
+    }
+    static std::string checked(const char* value, GError*& error, const char* name) {
+        return checked(std::string(value ? value : ""), error, name);
     }
 };
 
@@ -162,7 +159,7 @@ TEST_F(SimDescription, EveryNamedFeatureReadsBackWhatTheProducerHolds) {
           Int{"PayloadSize", reg::kPayloadSize}, Int{"TLParamsLocked", reg::kTLParamsLocked},
           Int{"AcquisitionBurstFrameCount", reg::kAcquisitionBurstFrameCount},
           Int{"TempSensorId", reg::kTempSensorBlock}, Int{"PressureSensorId", reg::kPressureSensorBlock}})
-        EXPECT_EQ(integer(f.name), s.readInt(f.address)) << f.name;
+        EXPECT_EQ(integer(f.name), s.read(f.address)) << f.name;
     EXPECT_EQ(integer("SensorWidth"), 1296);
     EXPECT_EQ(integer("SensorHeight"), 1032);
 
@@ -199,19 +196,19 @@ TEST_F(SimDescription, EveryNamedFeatureReadsBackWhatTheProducerHolds) {
           Enum{"BalanceWhiteAuto", "Off"}})
         EXPECT_EQ(symbol(f.name), f.expected) << f.name;
 
-    EXPECT_DOUBLE_EQ(number("ExposureTime"), s.readFloat(reg::kExposureTime));
-    EXPECT_DOUBLE_EQ(number("AcquisitionFrameRate"), s.readFloat(reg::kAcquisitionFrameRate));
-    EXPECT_DOUBLE_EQ(number("CoolingAutomaticValue"), s.readFloat(reg::kCoolingAutomaticValue));
+    EXPECT_DOUBLE_EQ(number("ExposureTime"), s.read<double>(reg::kExposureTime));
+    EXPECT_DOUBLE_EQ(number("AcquisitionFrameRate"), s.read<double>(reg::kAcquisitionFrameRate));
+    EXPECT_DOUBLE_EQ(number("CoolingAutomaticValue"), s.read<double>(reg::kCoolingAutomaticValue));
     EXPECT_DOUBLE_EQ(number("SensorPixelWidth"), 5.0);
-    EXPECT_NEAR(number("DeviceTemperature"), s.readFloat(reg::kDeviceTemperature), 0.5);
-    EXPECT_EQ(flag("AcquisitionFrameRateEnable"), s.readInt(reg::kAcquisitionFrameRateEnable) != 0);
+    EXPECT_NEAR(number("DeviceTemperature"), s.read<double>(reg::kDeviceTemperature), 0.5);
+    EXPECT_EQ(flag("AcquisitionFrameRateEnable"), s.read(reg::kAcquisitionFrameRateEnable) != 0);
     EXPECT_EQ(flag("CoolingWarning"), false);
 
     GError* error = nullptr;
     EXPECT_DOUBLE_EQ(arv_gc_float_get_min(ARV_GC_FLOAT(node("ExposureTime")), &error), 10.0);
     EXPECT_DOUBLE_EQ(arv_gc_float_get_max(ARV_GC_FLOAT(node("ExposureTime")), &error), 1000000.0);
     EXPECT_DOUBLE_EQ(arv_gc_float_get_max(ARV_GC_FLOAT(node("AcquisitionFrameRate")), &error),
-                     s.readFloat(reg::kAcquisitionFrameRateMax));
+                     s.read<double>(reg::kAcquisitionFrameRateMax));
     EXPECT_DOUBLE_EQ(arv_gc_float_get_min(ARV_GC_FLOAT(node("CoolingAutomaticValue")), &error), -20.0);
     EXPECT_EQ(arv_gc_integer_get_inc(ARV_GC_INTEGER(node("Width")), &error), 8);
     EXPECT_EQ(error, nullptr);
@@ -219,35 +216,25 @@ TEST_F(SimDescription, EveryNamedFeatureReadsBackWhatTheProducerHolds) {
 
 TEST_F(SimDescription, WritesThroughTheEngineReachTheCameraAndItsDependentFeatures) {
     ASSERT_NE(gc, nullptr);
-    EXPECT_TRUE(ok([&](GError** e) { arv_gc_integer_set_value(ARV_GC_INTEGER(node("Width")), 640, e); }));
-    EXPECT_EQ(s.readInt(reg::kWidth), 640);
+    EXPECT_TRUE(setInteger("Width", 640));
+    EXPECT_EQ(s.read(reg::kWidth), 640);
     EXPECT_EQ(arv_gc_integer_get_max(ARV_GC_INTEGER(node("OffsetX")), nullptr), 1296 - 640);
-    EXPECT_TRUE(ok(
-        [&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("PixelFormat")), "Mono8", e); }));
+    EXPECT_TRUE(setSymbol("PixelFormat", "Mono8"));
     EXPECT_EQ(symbol("PixelSize"), "Bpp8");
     EXPECT_EQ(integer("PayloadSize"), 640 * 1032);
-    EXPECT_TRUE(ok([&](GError** e) { arv_gc_integer_set_value(ARV_GC_INTEGER(node("TLParamsLocked")), 1, e); }));
-    EXPECT_FALSE(ok([&](GError** e) { arv_gc_integer_set_value(ARV_GC_INTEGER(node("Width")), 320, e); }));
-    EXPECT_EQ(s.readInt(reg::kWidth), 640);
+    EXPECT_TRUE(setInteger("TLParamsLocked", 1));
+    EXPECT_FALSE(setInteger("Width", 320));
+    EXPECT_EQ(s.read(reg::kWidth), 640);
 
     // Selectors switch what their selected features show.
-    EXPECT_TRUE(ok([&](GError** e) { arv_gc_integer_set_value(ARV_GC_INTEGER(node("TempSensorId")), 1, e); }));
+    EXPECT_TRUE(setInteger("TempSensorId", 1));
     EXPECT_EQ(text("TempSensorName"), "Hum-Sen");
-    EXPECT_TRUE(ok([&](GError** e) {
-        arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("TriggerSelector")), "FrameBurstStart", e);
-    }));
-    EXPECT_TRUE(
-        ok([&](GError** e) { arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("TriggerMode")), "On", e); }));
-    EXPECT_TRUE(ok([&](GError** e) {
-        arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("TriggerSelector")), "FrameStart", e);
-    }));
+    EXPECT_TRUE(setSymbol("TriggerSelector", "FrameBurstStart"));
+    EXPECT_TRUE(setSymbol("TriggerMode", "On"));
+    EXPECT_TRUE(setSymbol("TriggerSelector", "FrameStart"));
     EXPECT_EQ(symbol("TriggerMode"), "Off");
-    EXPECT_TRUE(ok([&](GError** e) {
-        arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("LineSelector")), "Line2", e);
-    }));
-    EXPECT_TRUE(ok([&](GError** e) {
-        arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node("LineSource")), "FrameTriggerOut", e);
-    }));
+    EXPECT_TRUE(setSymbol("LineSelector", "Line2"));
+    EXPECT_TRUE(setSymbol("LineSource", "FrameTriggerOut"));
     EXPECT_EQ(symbol("LineMode"), "Output");
     EXPECT_FALSE(ok([&](GError** e) { arv_gc_float_set_value(ARV_GC_FLOAT(node("ExposureTime")), 5.0, e); }));
 }
@@ -266,13 +253,7 @@ TEST(SimModulePorts, EveryModuleDescribesItselfThroughItsPort) {
           {s.iface, "InterfaceID", "ZEVO_SIM_IF0"},
           {s.dev, "DeviceID", s.deviceId},
           {s.ds, "StreamID", "Stream0"}}) {
-        uint64_t size = 0;
-        INFO_DATATYPE type = 0;
-        size_t n = sizeof(size);
-        ASSERT_EQ(s.gc.GCGetPortURLInfo(handle, 0, URL_INFO_FILE_SIZE, &type, &size, &n), GC_ERR_SUCCESS);
-        std::string xml(size, '\0');
-        n = size;
-        ASSERT_EQ(s.gc.GCReadPort(handle, 0, xml.data(), &n), GC_ERR_SUCCESS);
+        const std::string xml = s.portFile(handle);
         auto* device = static_cast<PortDevice*>(g_object_new(port_device_get_type(), nullptr));
         device->port = handle;
         ArvGc* gc = arv_gc_new(ARV_DEVICE(device), xml.data(), xml.size());

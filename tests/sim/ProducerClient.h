@@ -10,10 +10,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstring>
 #include <fstream>
 #include <random>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace zevo::test {
@@ -113,17 +113,18 @@ struct Session {
         return std::string(buffer.data());
     }
 
-    int64_t readInt(uint64_t address) const {
-        int64_t v = 0;
+    // A register of the remote port as T; writes take T as given (int64_t unless named).
+    template <typename T = int64_t>
+    T read(uint64_t address) const {
+        T v{};
         size_t n = sizeof(v);
         EXPECT_EQ(gc.GCReadPort(port, address, &v, &n), GC_ERR_SUCCESS);
         return v;
     }
-    double readFloat(uint64_t address) const {
-        double v = 0;
+    template <typename T = int64_t>
+    GC_ERROR write(uint64_t address, std::common_type_t<T> v) const {
         size_t n = sizeof(v);
-        EXPECT_EQ(gc.GCReadPort(port, address, &v, &n), GC_ERR_SUCCESS);
-        return v;
+        return gc.GCWritePort(port, address, &v, &n);
     }
     std::string readString(uint64_t address, size_t length = reg::kStringLength) const {
         std::vector<char> v(length + 1, 0);
@@ -131,37 +132,45 @@ struct Session {
         EXPECT_EQ(gc.GCReadPort(port, address, v.data(), &n), GC_ERR_SUCCESS);
         return v.data();
     }
-    GC_ERROR writeInt(uint64_t address, int64_t v) const {
-        size_t n = sizeof(v);
-        return gc.GCWritePort(port, address, &v, &n);
+    GC_ERROR execute(uint64_t address) const { return write(address, 1); }
+
+    // A fixed-size answer of an information query `query(type, value, size)`.
+    template <typename T, typename Query>
+    static T info(Query query) {
+        T v{};
+        INFO_DATATYPE type = 0;
+        size_t size = sizeof(v);
+        EXPECT_EQ(query(&type, &v, &size), GC_ERR_SUCCESS);
+        return v;
     }
-    GC_ERROR writeFloat(uint64_t address, double v) const {
-        size_t n = sizeof(v);
-        return gc.GCWritePort(port, address, &v, &n);
+    std::string deviceText(DEVICE_INFO_CMD cmd) const {
+        return text([&](char* b, size_t* n) {
+            INFO_DATATYPE t = 0;
+            return gc.IFGetDeviceInfo(iface, deviceId.c_str(), cmd, &t, b, n);
+        });
     }
-    GC_ERROR writeString(uint64_t address, const std::string& v, size_t length) const {
-        std::vector<char> bytes(length, 0);
-        std::memcpy(bytes.data(), v.data(), std::min(v.size(), length - 1));
-        size_t n = length;
-        return gc.GCWritePort(port, address, bytes.data(), &n);
+    // The file a module's port holds, at the address and of the size its first URL gives.
+    std::string portFile(void* module) const {
+        const auto url = [&](URL_INFO_CMD cmd) {
+            return info<uint64_t>(
+                [&](INFO_DATATYPE* t, uint64_t* v, size_t* n) { return gc.GCGetPortURLInfo(module, 0, cmd, t, v, n); });
+        };
+        const uint64_t address = url(URL_INFO_FILE_REGISTER_ADDRESS);
+        std::string bytes(url(URL_INFO_FILE_SIZE), '\0');
+        size_t n = bytes.size();
+        EXPECT_EQ(gc.GCReadPort(module, address, bytes.data(), &n), GC_ERR_SUCCESS);
+        return bytes;
     }
-    GC_ERROR execute(uint64_t address) const { return writeInt(address, 1); }
 
     template <typename T>
     T streamInfo(STREAM_INFO_CMD cmd) const {
-        T v{};
-        INFO_DATATYPE type = 0;
-        size_t size = sizeof(v);
-        EXPECT_EQ(gc.DSGetInfo(ds, cmd, &type, &v, &size), GC_ERR_SUCCESS) << "stream info " << cmd;
-        return v;
+        SCOPED_TRACE("stream info " + std::to_string(cmd));
+        return info<T>([&](INFO_DATATYPE* t, T* v, size_t* n) { return gc.DSGetInfo(ds, cmd, t, v, n); });
     }
     template <typename T>
     T bufferInfo(BUFFER_HANDLE b, BUFFER_INFO_CMD cmd) const {
-        T v{};
-        INFO_DATATYPE type = 0;
-        size_t size = sizeof(v);
-        EXPECT_EQ(gc.DSGetBufferInfo(ds, b, cmd, &type, &v, &size), GC_ERR_SUCCESS) << "buffer info " << cmd;
-        return v;
+        SCOPED_TRACE("buffer info " + std::to_string(cmd));
+        return info<T>([&](INFO_DATATYPE* t, T* v, size_t* n) { return gc.DSGetBufferInfo(ds, b, cmd, t, v, n); });
     }
 };
 

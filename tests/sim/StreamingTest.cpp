@@ -45,7 +45,7 @@ struct Acquisition {
 
 TEST(SimStreaming, ThousandFramesArriveOnceInOrderWithRightSizeAndRisingTimestamps) {
     Session s("unlimited_frame_rate = 1\n");
-    ASSERT_EQ(s.writeInt(reg::kPixelFormat, Mono16), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.write(reg::kPixelFormat, Mono16), GC_ERR_SUCCESS);
     const size_t payload = s.streamInfo<size_t>(STREAM_INFO_PAYLOAD_SIZE);
     EXPECT_EQ(payload, size_t(1296) * 1032 * 2);
     Acquisition a(s, 8);
@@ -147,13 +147,13 @@ TEST(SimStreaming, RevokeIsRefusedWhileQueuedAndEveryFlushMovesTheRightBuffers) 
 
 TEST(SimStreaming, SoftwareTriggerGivesOneFrameAndBurstTriggerGivesTheBurst) {
     Session s;
-    ASSERT_EQ(s.writeInt(reg::kWidth, 64), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.writeInt(reg::kHeight, 32), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.writeFloat(reg::kExposureTime, 100.0), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.writeInt(reg::kAcquisitionFrameRateEnable, 0), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.writeInt(reg::kTriggerSelector, 0), GC_ERR_SUCCESS);  // FrameStart
-    ASSERT_EQ(s.writeInt(reg::kTriggerMode, 1), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.writeInt(reg::kTriggerSource, 0), GC_ERR_SUCCESS);  // Software
+    ASSERT_EQ(s.write(reg::kWidth, 64), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.write(reg::kHeight, 32), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.write<double>(reg::kExposureTime, 100.0), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.write(reg::kAcquisitionFrameRateEnable, 0), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.write(reg::kTriggerSelector, 0), GC_ERR_SUCCESS);  // FrameStart
+    ASSERT_EQ(s.write(reg::kTriggerMode, 1), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.write(reg::kTriggerSource, 0), GC_ERR_SUCCESS);  // Software
     Acquisition a(s, 8);
     a.start();
     GC_ERROR rc = 0;
@@ -163,10 +163,10 @@ TEST(SimStreaming, SoftwareTriggerGivesOneFrameAndBurstTriggerGivesTheBurst) {
     EXPECT_NE(a.next(2000, &rc), nullptr);
     EXPECT_EQ(a.next(100, &rc), nullptr);
 
-    ASSERT_EQ(s.writeInt(reg::kTriggerMode, 0), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.writeInt(reg::kTriggerSelector, 1), GC_ERR_SUCCESS);  // FrameBurstStart
-    ASSERT_EQ(s.writeInt(reg::kTriggerMode, 1), GC_ERR_SUCCESS);
-    ASSERT_EQ(s.writeInt(reg::kAcquisitionBurstFrameCount, 3), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.write(reg::kTriggerMode, 0), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.write(reg::kTriggerSelector, 1), GC_ERR_SUCCESS);  // FrameBurstStart
+    ASSERT_EQ(s.write(reg::kTriggerMode, 1), GC_ERR_SUCCESS);
+    ASSERT_EQ(s.write(reg::kAcquisitionBurstFrameCount, 3), GC_ERR_SUCCESS);
     ASSERT_EQ(s.execute(reg::kTriggerSoftware), GC_ERR_SUCCESS);
     for (int i = 0; i < 3; ++i) EXPECT_NE(a.next(2000, &rc), nullptr) << "burst frame " << i;
     EXPECT_EQ(a.next(100, &rc), nullptr);

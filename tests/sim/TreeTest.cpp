@@ -5,12 +5,6 @@
 namespace zevo::test {
 namespace {
 
-std::string deviceInfo(Session& s, DEVICE_INFO_CMD cmd) {
-    INFO_DATATYPE type = 0;
-    return Session::text(
-        [&](char* b, size_t* n) { return s.gc.IFGetDeviceInfo(s.iface, s.deviceId.c_str(), cmd, &type, b, n); });
-}
-
 int32_t accessStatus(Session& s, bool throughDevice) {
     int32_t status = -1;
     INFO_DATATYPE type = 0;
@@ -53,11 +47,11 @@ TEST(SimTree, WalksSystemInterfaceDeviceStreamWithConsistentInformation) {
     EXPECT_EQ(type, INFO_DATATYPE_UINT32);
     EXPECT_EQ(major, 1u);
 
-    EXPECT_EQ(deviceInfo(s, DEVICE_INFO_VENDOR), "Orvanta ZEVO GmbH");
-    EXPECT_EQ(deviceInfo(s, DEVICE_INFO_MODEL), "zevo.quillon 1.3 SWIR");
-    EXPECT_EQ(deviceInfo(s, DEVICE_INFO_DISPLAYNAME), "ZEVO quillon SWIR (3101)");
-    EXPECT_EQ(deviceInfo(s, DEVICE_INFO_SERIAL_NUMBER), "3101");
-    EXPECT_EQ(deviceInfo(s, DEVICE_INFO_VERSION), "3");
+    EXPECT_EQ(s.deviceText(DEVICE_INFO_VENDOR), "Orvanta ZEVO GmbH");
+    EXPECT_EQ(s.deviceText(DEVICE_INFO_MODEL), "zevo.quillon 1.3 SWIR");
+    EXPECT_EQ(s.deviceText(DEVICE_INFO_DISPLAYNAME), "ZEVO quillon SWIR (3101)");
+    EXPECT_EQ(s.deviceText(DEVICE_INFO_SERIAL_NUMBER), "3101");
+    EXPECT_EQ(s.deviceText(DEVICE_INFO_VERSION), "3");
     EXPECT_EQ(accessStatus(s, false), DEVICE_ACCESS_STATUS_OPEN_READWRITE);
     EXPECT_EQ(accessStatus(s, true), DEVICE_ACCESS_STATUS_OPEN_READWRITE);
     DEV_HANDLE again = nullptr;
@@ -113,7 +107,7 @@ TEST(SimTree, InformationQueriesFollowTheSizeConvention) {
 
     const uint8_t definesPayload = s.streamInfo<uint8_t>(STREAM_INFO_DEFINES_PAYLOADSIZE);
     EXPECT_EQ(definesPayload, 1);
-    EXPECT_EQ(s.streamInfo<size_t>(STREAM_INFO_PAYLOAD_SIZE), size_t(s.readInt(reg::kPayloadSize)));
+    EXPECT_EQ(s.streamInfo<size_t>(STREAM_INFO_PAYLOAD_SIZE), size_t(s.read(reg::kPayloadSize)));
 }
 
 TEST(SimTree, BadHandlesAndPointersGetErrorCodesNotCrashes) {

@@ -14,6 +14,12 @@ Bytes u32Bytes(uint32_t value) {
     return {uint8_t(value), uint8_t(value >> 8), uint8_t(value >> 16), uint8_t(value >> 24)};
 }
 
+Bytes concat(std::initializer_list<Bytes> parts) {
+    Bytes out;
+    for (const Bytes& p : parts) out.insert(out.end(), p.begin(), p.end());
+    return out;
+}
+
 uint16_t u16At(const Bytes& b, std::size_t o) { return uint16_t(b.at(o) | (b.at(o + 1) << 8)); }
 int16_t s16At(const Bytes& b, std::size_t o) { return int16_t(u16At(b, o)); }
 uint32_t u32At(const Bytes& b, std::size_t o) { return u16At(b, o) | (uint32_t(u16At(b, o + 2)) << 16); }

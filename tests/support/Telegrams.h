@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,8 @@ Bytes telegram(uint16_t code, const Bytes& payload = {});
 Bytes valueTelegram(uint16_t code, uint16_t value);
 Bytes u16Bytes(uint16_t value);
 Bytes u32Bytes(uint32_t value);
+// The parts one after the other.
+Bytes concat(std::initializer_list<Bytes> parts);
 
 uint16_t u16At(const Bytes& b, std::size_t offset);
 int16_t s16At(const Bytes& b, std::size_t offset);

@@ -10,12 +10,7 @@ using namespace tq4::test;
 namespace {
 
 Bytes roiRequest(uint16_t x0, uint16_t y0, uint16_t x1, uint16_t y1) {
-    Bytes payload;
-    for (uint16_t v : {x0, y0, x1, y1}) {
-        const Bytes b = u16Bytes(v);
-        payload.insert(payload.end(), b.begin(), b.end());
-    }
-    return telegram(SET_ROI, payload);
+    return telegram(SET_ROI, concat({u16Bytes(x0), u16Bytes(y0), u16Bytes(x1), u16Bytes(y1)}));
 }
 
 std::vector<uint16_t> roiOf(const Answer& a) {
@@ -88,10 +83,7 @@ TEST(TelegramGeometry, BinningSensorFormatAndPixelRate) {
     SimCamera camera;
     ASSERT_TRUE(camera.isOpen());
     ASSERT_EQ(camera.send(telegram(ARM_CAMERA)).result, 0u);  // binning disarms: locked parameters do not stop it
-    Bytes binning = u16Bytes(2);
-    const Bytes four = u16Bytes(4);
-    binning.insert(binning.end(), four.begin(), four.end());
-    const Answer binned = camera.send(telegram(SET_BINNING, binning));
+    const Answer binned = camera.send(telegram(SET_BINNING, concat({u16Bytes(2), u16Bytes(4)})));
     EXPECT_EQ(u16At(binned.bytes, 4), 2);
     EXPECT_EQ(u16At(binned.bytes, 6), 2);
     EXPECT_EQ(roiOf(camera.send(telegram(GET_ROI))), (std::vector<uint16_t>{1, 1, 648, 516}));
@@ -109,11 +101,7 @@ TEST(TelegramGeometry, CameraSetupShutterAndPixelFormat) {
     SimCamera camera("pixel_formats = Mono8, Mono12, Mono16\n");
     ASSERT_TRUE(camera.isOpen());
     const auto setup = [&](uint16_t code, uint16_t type, uint32_t flag) {
-        Bytes payload = u16Bytes(type);
-        const Bytes flags = u32Bytes(flag);
-        payload.insert(payload.end(), flags.begin(), flags.end());
-        payload.resize(payload.size() + 12, 0);
-        return camera.send(telegram(code, payload));
+        return camera.send(telegram(code, concat({u16Bytes(type), u32Bytes(flag), Bytes(12, 0)})));
     };
     EXPECT_EQ(u32At(setup(GET_CAMERA_SETUP, 0, 0).bytes, 6), 2u);
     EXPECT_EQ(setup(SET_CAMERA_SETUP, 0, 1).result, ZEVO_ERROR_DRIVER_WRONGVALUE);

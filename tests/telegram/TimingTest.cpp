@@ -10,12 +10,6 @@ using namespace tq4::test;
 
 namespace {
 
-Bytes concat(std::initializer_list<Bytes> parts) {
-    Bytes out;
-    for (const Bytes& p : parts) out.insert(out.end(), p.begin(), p.end());
-    return out;
-}
-
 Bytes delayExposure(uint32_t delay, uint32_t exposure) {
     return telegram(SET_DELAY_EXPOSURE_TIME, concat({u32Bytes(delay), u32Bytes(exposure)}));
 }
@@ -36,7 +30,7 @@ struct DelayCase {
 
 }  // namespace
 
-TEST(TelegramTiming, DelayAndExposureFollowTheFramePeriodModel) {
+TEST(TelegramTiming, TimebasesAreKeptAndDelayAndExposureFollowTheFramePeriodModel) {
     const DelayCase cases[] = {
         {0, 2000000, 1000000, 2000000},
         {1, 2000, 1000, 2000},
@@ -52,6 +46,9 @@ TEST(TelegramTiming, DelayAndExposureFollowTheFramePeriodModel) {
     };
     SimCamera camera;
     ASSERT_TRUE(camera.isOpen());
+    const Answer defaults = camera.send(telegram(GET_TIMEBASE));
+    EXPECT_EQ(u16At(defaults.bytes, 4), 1);
+    EXPECT_EQ(u16At(defaults.bytes, 6), 1);
     for (const DelayCase& c : cases) {
         SCOPED_TRACE("timebase " + std::to_string(c.timebase) + " delay " + std::to_string(c.delay) + " exposure " +
                      std::to_string(c.exposure));
@@ -63,6 +60,10 @@ TEST(TelegramTiming, DelayAndExposureFollowTheFramePeriodModel) {
         const Answer get = camera.send(telegram(GET_DELAY_EXPOSURE_TIME));
         EXPECT_EQ(payloadOf(get, 4, 12), payloadOf(set, 4, 12));
     }
+    // Timebases are kept as given, each its own.
+    const Answer set = camera.send(telegram(SET_TIMEBASE, concat({u16Bytes(5), u16Bytes(9)})));
+    EXPECT_EQ(payloadOf(set, 4, 8), concat({u16Bytes(5), u16Bytes(9)}));
+    EXPECT_EQ(payloadOf(camera.send(telegram(GET_TIMEBASE)), 4, 8), payloadOf(set, 4, 8));
 }
 
 TEST(TelegramTiming, ExposureOutsideItsLimitsIsRefusedWithWhatTheCameraHolds) {
@@ -98,20 +99,6 @@ TEST(TelegramTiming, FrameRateAndCycleTimeFromTheSameModel) {
 
     ASSERT_EQ(camera.send(delayExposure(0, 1000)).result, 0u);  // free run: the shortest period
     EXPECT_EQ(u32At(camera.send(telegram(GET_FRAMERATE)).bytes, 6), 125000u);
-}
-
-TEST(TelegramTiming, TimebasesAreKeptAsGiven) {
-    SimCamera camera;
-    ASSERT_TRUE(camera.isOpen());
-    const Answer defaults = camera.send(telegram(GET_TIMEBASE));
-    EXPECT_EQ(u16At(defaults.bytes, 4), 1);
-    EXPECT_EQ(u16At(defaults.bytes, 6), 1);
-    const Answer set = camera.send(telegram(SET_TIMEBASE, concat({u16Bytes(5), u16Bytes(9)})));
-    EXPECT_EQ(u16At(set.bytes, 4), 5);
-    EXPECT_EQ(u16At(set.bytes, 6), 9);
-    const Answer get = camera.send(telegram(GET_TIMEBASE));
-    EXPECT_EQ(u16At(get.bytes, 4), 5);
-    EXPECT_EQ(u16At(get.bytes, 6), 9);
 }
 
 TEST(TelegramTrigger, AcquireModesRoundTripAndModeFourOnlyThroughEx) {
