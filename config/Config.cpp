@@ -16,6 +16,7 @@
 #include "config/SharedBlockLayout.h"
 #include "log/Log.h"
 #include "platform/Platform.h"
+#include "platform/WholeFile.h"
 
 namespace tq4::config {
 namespace {
@@ -48,20 +49,13 @@ bool saveIniAtomically(const std::string& path, CSimpleIniA& ini) {
     ini.SetSpaces(false);
     std::string text;
     if (ini.Save(text) != SI_OK) return false;
-    const std::string temporary = path + ".tmp" + std::to_string(platform::currentProcessId());
-    {
+    const auto writeText = [&](const std::string& temporary) {
         std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
         out << text;
         out.flush();
-        if (!out) {
-            std::remove(temporary.c_str());
-            return false;
-        }
-    }
-    std::error_code error;
-    std::filesystem::rename(temporary, path, error);
-    if (error) std::remove(temporary.c_str());
-    return !error;
+        return bool(out);
+    };
+    return platform::replaceFileWhole(path, writeText).empty();
 }
 
 }  // namespace

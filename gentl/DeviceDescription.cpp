@@ -1,9 +1,9 @@
 // Device::allocNodeMap: finds the camera description through the port's URLs and builds the
 // node map from it.
-#include <atomic>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -15,7 +15,7 @@
 #include "gentl/GenTLModule.h"
 #include "gentl/Port.h"
 #include "log/Log.h"
-#include "platform/Platform.h"
+#include "platform/WholeFile.h"
 
 namespace tq4::gentl {
 
@@ -128,28 +128,14 @@ bool descriptionFromUrlList(const GenTLFunctions& fn, GenTL::PORT_HANDLE hPort, 
     return any;
 }
 
-// A temporary name beside `target` that no other writer uses: processes sharing the data
-// folder and opening the same camera model write the same description at the same time.
-std::filesystem::path temporaryBeside(const std::filesystem::path& target) {
-    static std::atomic<unsigned> counter{0};
-    std::filesystem::path temporary = target;
-    temporary += "." + std::to_string(platform::currentProcessId()) + "-" + std::to_string(++counter) + ".part";
-    return temporary;
-}
-
-// Fills a temporary file beside the target with `fill` and renames it over the target, so that
-// a reader never sees a half-written description. Errors are thrown; the temporary is removed.
+// Replaces the target whole through `fill`; a failure of `fill` or of the replacement is thrown.
 template <typename Fill>
 void replaceFileWhole(const std::filesystem::path& target, Fill fill) {
-    const std::filesystem::path temporary = temporaryBeside(target);
-    try {
-        fill(temporary);
-        std::filesystem::rename(temporary, target);
-    } catch (...) {
-        std::error_code ignored;
-        std::filesystem::remove(temporary, ignored);
-        throw;
-    }
+    const std::string failed = platform::replaceFileWhole(target.string(), [&](const std::string& temporary) {
+        fill(std::filesystem::path(temporary));
+        return true;
+    });
+    if (!failed.empty()) throw std::runtime_error(failed);
 }
 
 void writeFileWhole(const std::filesystem::path& target, const char* data, std::size_t size) {

@@ -11,6 +11,8 @@
 #include <fstream>
 #include <vector>
 
+#include "platform/WholeFile.h"
+
 namespace tq4::tools {
 
 namespace {
@@ -123,27 +125,18 @@ bool isImageFormat(const std::string& format) {
 }
 
 bool writeImage(const std::string& path, const std::string& format, const ImageView& image, std::string& error) {
-    const std::string part = path + ".part";
     bool written = false;
+    const std::string failed = platform::replaceFileWhole(path, [&](const std::string& part) {
 #if TQ4_TOOLS_TIFF_PNG
-    if (format == "tiff")
-        written = writeTiff(part, image, error);
-    else if (format == "png")
-        written = writePng(part, image, error);
-    else
+        if (format == "tiff") return written = writeTiff(part, image, error);
+        if (format == "png") return written = writePng(part, image, error);
 #endif
-        if (format == "pgm")
-        written = writePgm(part, image, error);
-    else
+        if (format == "pgm") return written = writePgm(part, image, error);
         error = "unknown format " + format;
-    std::error_code ignored;
-    if (written) {
-        std::filesystem::rename(part, path, ignored);
-        if (!ignored) return true;
-        error = "cannot rename the file into place: " + ignored.message();
-    }
-    std::filesystem::remove(part, ignored);
-    return false;
+        return false;
+    });
+    if (written && !failed.empty()) error = "cannot put the file in place: " + failed;
+    return failed.empty();
 }
 
 }  // namespace tq4::tools

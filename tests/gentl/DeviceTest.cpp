@@ -62,7 +62,8 @@ protected:
         EXPECT_EQ(count("DevClose with device ID"), 0);
         if (!fs::exists(dataDirectory())) return;
         for (const auto& entry : fs::directory_iterator(dataDirectory()))
-            EXPECT_NE(entry.path().extension(), ".part") << "half-written dump left behind";
+            EXPECT_EQ(entry.path().extension().string().rfind(".tmp", 0), std::string::npos)
+                << "half-written dump left behind: " << entry.path();
     }
 
     std::unique_ptr<SystemTLI> system_;
