@@ -52,7 +52,14 @@ struct FormatRequest {
 // The configuration file's choice; none when it says to keep the camera's format.
 std::optional<FormatRequest> requestFromIni(Device& device, NodeMap& map, const std::vector<std::string>& entries,
                                             const std::string& widest) {
-    const std::string value = config::readIniValue(config::paths().iniFile, "FEATURE", "PixelFormat", "", false);
+    const std::optional<std::string> setting = config::findIniValue(config::paths().iniFile, "FEATURE", "PixelFormat");
+    if (!setting) {
+        // No key is the ordinary case: the camera's widest format is the default.
+        TQ4_LOG(log::kProgress, device.handle(),
+                "Device::setPixelFormat: No <PixelFormat> in ini file. Set max format: %s", widest.c_str());
+        return FormatRequest{widest, "max"};
+    }
+    const std::string& value = *setting;
     if (value == kKeepFormat) {
         TQ4_LOG(log::kProgress, device.handle(),
                 "Device::setPixelFormat: <None> was specified in ini. preserve PixelFormat: %s",

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -144,8 +145,8 @@ Outcome askForDownloadTool(Device& device, NodeMap& map) {
     }
     const platform::Answer answer = platform::askYesNo(caption, text);
     if (answer == platform::Answer::NobodyAsked)
-        TQ4_LOG(log::kError, device.handle(), "%s: no desktop to ask <%s>: %s -- taken as No.", kLoad, caption.c_str(),
-                asOneLine(text).c_str());
+        TQ4_LOG(log::kProgress, device.handle(), "%s: no desktop to ask <%s>: %s -- taken as No.", kLoad,
+                caption.c_str(), asOneLine(text).c_str());
     if (answer != platform::Answer::Yes) {
         TQ4_LOG(log::kError, device.handle(),
                 "%s: User denied running zevo.quillonSWIR.exe. Continue without correction data!", kLoad);
@@ -163,12 +164,20 @@ Outcome askForDownloadTool(Device& device, NodeMap& map) {
     return Outcome::ToolStarted;
 }
 
-// The key is written back, also when it was there, so that the file always shows it.
+// The key is written back, also when it was there, so that the file always shows it: a number
+// as the user wrote it (any nonzero one suppresses the question), anything else as 0.
 Outcome handleMissingReferences(Device& device, NodeMap& map) {
     const std::string ini = config::paths().iniFile;
-    const uint64_t suppress = config::readIniUnsigned(ini, "CONFIG", kSuppressKey, 0, false);
-    if (suppress == 0 && askForDownloadTool(device, map) == Outcome::ToolStarted) return Outcome::ToolStarted;
-    config::writeIniValue(ini, "CONFIG", kSuppressKey, std::to_string(suppress));
+    std::string setting = config::findIniValue(ini, "CONFIG", kSuppressKey).value_or("0");
+    std::optional<bool> suppress = config::switchValue(setting);
+    if (!suppress) {
+        TQ4_LOG(log::kError, device.handle(), "%s: [CONFIG] %s = '%s' is not a number, 0 used", kLoad, kSuppressKey,
+                setting.c_str());
+        setting = "0";
+        suppress = false;
+    }
+    if (!*suppress && askForDownloadTool(device, map) == Outcome::ToolStarted) return Outcome::ToolStarted;
+    config::writeIniValue(ini, "CONFIG", kSuppressKey, setting);
     return Outcome::Continue;
 }
 

@@ -6,7 +6,6 @@
 #include <SimpleIni.h>
 
 #include <atomic>
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -119,18 +118,31 @@ std::string readIniValue(const std::string& path, const std::string& section, co
     }
 }
 
-uint64_t readIniUnsigned(const std::string& path, const std::string& section, const std::string& key,
-                         uint64_t defaultValue, bool writeBackIfMissing) {
-    std::string text = readIniValue(path, section, key, std::to_string(defaultValue), writeBackIfMissing);
-    char* end = nullptr;
-    errno = 0;
-    unsigned long long value = std::strtoull(text.c_str(), &end, 10);
-    if (text.empty() || end == text.c_str() || errno != 0 || text[0] == '-') {
-        TQ4_LOG(log::kError, nullptr, "readIniUnsigned: [%s] %s = '%s' is not a number, %llu used", section.c_str(),
-                key.c_str(), text.c_str(), static_cast<unsigned long long>(defaultValue));
-        return defaultValue;
+std::optional<std::string> findIniValue(const std::string& path, const std::string& section, const std::string& key) {
+    try {
+        std::lock_guard<std::mutex> guard(iniMutex);
+        CSimpleIniA ini;
+        if (loadIni(path, ini) != LoadResult::Loaded) return std::nullopt;
+        const char* value = ini.GetValue(section.c_str(), key.c_str(), nullptr);
+        if (value) return std::string(value);
+    } catch (const std::exception& e) {
+        TQ4_LOG(log::kError, nullptr, "findIniValue: %s", e.what());
     }
-    return value;
+    return std::nullopt;
+}
+
+std::optional<bool> switchValue(const std::string& text) {
+    const auto blank = [](char c) { return c == ' ' || c == '\t'; };
+    std::size_t i = 0;
+    while (i < text.size() && blank(text[i])) ++i;
+    if (i < text.size() && (text[i] == '+' || text[i] == '-')) ++i;
+    const std::size_t firstDigit = i;
+    bool on = false;
+    for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) on = on || text[i] != '0';
+    if (i == firstDigit) return std::nullopt;
+    while (i < text.size() && blank(text[i])) ++i;
+    if (i != text.size()) return std::nullopt;
+    return on;
 }
 
 bool writeIniValue(const std::string& path, const std::string& section, const std::string& key,

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace tq4::config {
@@ -40,9 +41,13 @@ std::string dataDirectory();
 // never rewritten (that would lose its contents); the default is returned and logged.
 std::string readIniValue(const std::string& path, const std::string& section, const std::string& key,
                          const std::string& defaultValue, bool writeBackIfMissing);
-// Decimal unsigned number; the default also when the text is not a number.
-uint64_t readIniUnsigned(const std::string& path, const std::string& section, const std::string& key,
-                         uint64_t defaultValue, bool writeBackIfMissing);
+// [section] key as the file holds it; nothing when the file or the key is missing (or the
+// file cannot be read).
+std::optional<std::string> findIniValue(const std::string& path, const std::string& section, const std::string& key);
+// A numeric switch: a whole decimal number (blanks around it, an optional sign, any number of
+// digits) is on when one of its digits is not 0, so "-1" and a number beyond 64 bits are on;
+// nothing when the text is not such a number.
+std::optional<bool> switchValue(const std::string& text);
 // Sets [section] key = value and saves. The file is replaced whole (written to a temporary
 // file beside it, then renamed), so a reader never sees a half-written file.
 bool writeIniValue(const std::string& path, const std::string& section, const std::string& key,

@@ -153,13 +153,13 @@ void* Device::close() {
         return handle();
     }
     number_ = -1;
-    // Streams stop (and end their caller buffers) while the device is still open, also when
-    // an export on another thread still holds one of them.
-    for (const auto& stream : streams_.values()) stream->close();
     if (nodeMap_) {
         nodeMap_->destroy();
         TQ4_LOG(log::kProgress, handle(), "Device::close: NodeMap destroyed.");
     }
+    // Each stream stops once (and ends its caller buffers) while the device is still open, also
+    // when an export on another thread still holds it and so delays its destruction.
+    for (const auto& stream : streams_.values()) stream->close();
     streams_.clear();
     {
         std::lock_guard<std::mutex> stateLock(stateMutex_);

@@ -184,7 +184,8 @@ typedef struct TQ4_OpenStruct {
  * returned). `start` must be 0 or equal to `end` (live images only). 0x360000 is returned when
  * the producer refused one more acquisition buffer; the caller's buffer is queued anyway.
  * Get_Pending_Buffer counts the buffers still waiting. Get_Image_Queued queues one buffer with
- * an event of its own, switches recording on for the call when it is off, waits up to
+ * an event of its own (created for the call and closed before it returns, on Linux and on
+ * Windows), switches recording on for the call when it is off, waits up to
  * `timeout_ms` (0: the image time-out of Set_Timeouts), stops streaming and returns 0 (also
  * on a time-out: check the buffer) or the buffer's failure status.
  *
@@ -200,7 +201,9 @@ typedef struct TQ4_OpenStruct {
  *            12-bit data in the low bits).
  *   readable on images of at least 288 x 80 pixels, text in 8 x 16 pixel cells drawn from
  *            row 1 and column 17 on, white (the data bits' maximum) on black, e.g.
- *            "0000042  3 Nov2026 14:05:09.123456" (counter, day, month, year, time, µs).
+ *            "0000042 3_ Nov2026 14:05:09.123456" (counter, day, month, year, time, µs); the
+ *            day is "%d" in two cells, so a one-digit day leaves the second cell (here _) as
+ *            the image has it.
  *
  * Events on Linux: an event HANDLE carries an eventfd descriptor, (TQ4_HANDLE)(intptr_t)fd. The
  * driver sets it by writing 1 and resets it by reading without ever waiting, also when the

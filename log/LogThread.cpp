@@ -153,6 +153,7 @@ void runLoop(ThreadControl* control, const std::string& path, SharedLogBlock* bl
 // owns before it ends, as on Windows it ends without returning.
 void threadMain(std::shared_ptr<ThreadControl> control, std::string path, SharedLogBlock* block,
                 platform::ModuleHandle hold) {
+    platform::nameCurrentThread("tq4-log");
     runLoop(control.get(), path, block);
     diagnostic("logthread() before return");
     {

@@ -155,6 +155,10 @@ bool isEventHandle(intptr_t nativeHandle);
 // ---- threads, processes, time -----------------------------------------------------------------
 uint32_t currentThreadId();
 uint32_t currentProcessId();
+// Names the calling thread as process listings and debuggers show it (at most 15 characters
+// on Linux; a longer name is cut). The driver's threads are named "tq4-...", the simulated
+// camera's "zevo-...".
+void nameCurrentThread(const char* name);
 bool currentProcessorNumber(uint32_t& number);  // false when the system cannot tell
 int currentThreadPriority();                    // nice-like value, 0 when unknown
 uint32_t processPriorityClass();                // 0 when unknown

@@ -246,6 +246,10 @@ void StreamModule::close(std::vector<void*>& releasedHandles) {
 
 InfoValue StreamModule::info(STREAM_INFO_CMD command) const {
     if (auto own = ownInfo(command)) return *own;
+    return commonInfo(command);
+}
+
+InfoValue StreamModule::commonInfo(STREAM_INFO_CMD command) const {
     std::lock_guard<std::mutex> lock(mutex_);
     switch (command) {
         case STREAM_INFO_ID: return infoString(id_);

@@ -87,6 +87,8 @@ public:
     InfoValue eventInfo(const NewBufferEvent& event, EVENT_INFO_CMD command) const;
 
     InfoValue info(STREAM_INFO_CMD command) const;
+    // The answer every producer gives (the producer's own answers aside).
+    InfoValue commonInfo(STREAM_INFO_CMD command) const;
     InfoValue bufferInfo(const BufferModule& buffer, BUFFER_INFO_CMD command) const;
 
     // Ends acquisition, revokes everything and ends waits; the handles go with the stream.

@@ -113,6 +113,8 @@ const std::map<std::string, Setter>& plainKeys() {
         {"line0_trigger_period_ms", [](Config& c, const std::string& v) { c.line0PeriodMs = uint32_t(toInt(v)); }},
         {"buf_announce_min", [](Config& c, const std::string& v) { c.bufAnnounceMin = size_t(toInt(v)); }},
         {"defines_payload_size", [](Config& c, const std::string& v) { c.definesPayloadSize = toBool(v); }},
+        {"buffer_count_type",
+         [](Config& c, const std::string& v) { c.bufferCountType = int32_t(toInt(v)); }},
         {"short_port_read", [](Config& c, const std::string& v) { c.shortPortRead = size_t(toInt(v)); }},
         {"payload_size", [](Config& c, const std::string& v) { c.payloadSize = size_t(toInt(v)); }},
         {"frame_limit", [](Config& c, const std::string& v) { c.frameLimit = uint64_t(toInt(v)); }},

@@ -70,9 +70,10 @@ struct Config {
     // streaming
     size_t bufAnnounceMin = 1;
     bool definesPayloadSize = true;
-    size_t shortPortRead = 0;            // bytes missing from reads of the description
-    std::optional<size_t> payloadSize;   // reported instead of the image's size
-    std::optional<uint64_t> frameLimit;  // frames per acquisition start, then silence
+    std::optional<int32_t> bufferCountType;  // INFO_DATATYPE of the four buffer counts' answers
+    size_t shortPortRead = 0;                // bytes missing from reads of the description
+    std::optional<size_t> payloadSize;       // reported instead of the image's size
+    std::optional<uint64_t> frameLimit;      // frames per acquisition start, then silence
 
     std::map<std::string, FaultRule> faults;  // by fault point name
     // Milliseconds every call of an export waits before it runs, by export name or name prefix.

@@ -65,6 +65,15 @@ std::optional<InfoValue> Stream::ownInfo(STREAM_INFO_CMD command) const {
     switch (command) {
         case STREAM_INFO_PAYLOAD_SIZE: return infoSize(camera_->payloadSize());
         case STREAM_INFO_DEFINES_PAYLOADSIZE: return infoBool(config_.definesPayloadSize);
+        case STREAM_INFO_NUM_ANNOUNCED:
+        case STREAM_INFO_NUM_QUEUED:
+        case STREAM_INFO_NUM_AWAIT_DELIVERY:
+        case STREAM_INFO_NUM_STARTED: {
+            if (!config_.bufferCountType) return std::nullopt;
+            InfoValue count = commonInfo(command);
+            count.type = static_cast<INFO_DATATYPE>(*config_.bufferCountType);
+            return count;
+        }
         case STREAM_INFO_BUF_ANNOUNCE_MIN: return infoSize(config_.bufAnnounceMin);
         case STREAM_INFO_NUM_UNDERRUN: {
             std::lock_guard<std::mutex> lock(mutex_);

@@ -37,7 +37,7 @@ DataStream::DataStream(std::shared_ptr<gentl::GenTLModule> module, GenTL::DS_HAN
     : module_(std::move(module)), hDS_(hDS), id_(std::move(id)), nodeMap_(std::move(nodeMap)) {}
 
 DataStream::~DataStream() {
-    stopStreaming();
+    close();
     {
         std::lock_guard<std::mutex> lock(mutex_);
         freeGCBuffers();
@@ -238,10 +238,9 @@ uint64_t DataStream::bufferCount(GenTL::STREAM_INFO_CMD command, GenTL::INFO_DAT
     GenTL::INFO_DATATYPE type = GenTL::INFO_DATATYPE_UNKNOWN;
     uint64_t value = 0;
     const GenTL::GC_ERROR status = streamInfo(command, value, &type);
-    if (status != GenTL::GC_ERR_SUCCESS || type != expected) {
+    // An answer of another type is logged and still used: its bytes are the count.
+    if (status != GenTL::GC_ERR_SUCCESS || type != expected)
         TQ4_LOG(log::kError, nullptr, "DataStream::%s: GC failed: %d", origin, status);
-        return 0;
-    }
     return value;
 }
 
@@ -389,17 +388,21 @@ bool DataStream::startStreaming() {
         unregisterNewBufferEvent();
         return false;
     }
+    acquiring_ = true;
     TQ4_LOG(log::kVerbose, nullptr, "DataStream::startStreaming: DSStartAcquisition done.");
     if (recordingState_ != 0 && nodeMap_) {
         if (!features::callCommand(*nodeMap_, "AcquisitionStart"))
             TQ4_LOG(log::kError, nullptr, "DataStream::startStreaming: call AcquisitionStart failed");
         TQ4_LOG(log::kDetail, nullptr, "DataStream::startStreaming: call AcquisitionStart.");
     }
+    // The format is read here, before the thread exists, so that the thread never touches the
+    // node map: a closing device destroys it before its streams.
+    const bool msb = nodeMap_ && isMsbFormatName(features::getEnum(*nodeMap_, "PixelFormat"));
     pending_.open();
     streaming_.exchange(1);
     TQ4_LOG(log::kDetail, nullptr, "DataStream::startStreaming: start ImageAcquireThread");
     try {
-        thread_ = std::thread(&DataStream::ImageAcquireThread, this);
+        thread_ = std::thread(&DataStream::ImageAcquireThread, this, msb);
     } catch (const std::system_error& e) {
         // Without a thread nothing would ever end the buffers: the stream stays stopped.
         TQ4_LOG(log::kError, nullptr, "DataStream::startStreaming: cannot start ImageAcquireThread: %s", e.what());
@@ -413,7 +416,7 @@ bool DataStream::startStreaming() {
 }
 
 void DataStream::close() {
-    closed_ = true;
+    if (closed_.exchange(true)) return;
     stopStreaming();
 }
 
@@ -432,11 +435,15 @@ void DataStream::stopStreaming() {
     TQ4_LOG(log::kProgress, nullptr, "DataStream::stopStreaming: done.");
 }
 
+// Each DSStartAcquisition gets one DSStopAcquisition; a stream that is not acquiring is not
+// stopped again (the producer would refuse it with GC_ERR_RESOURCE_IN_USE).
 void DataStream::stopProducer() {
     const gentl::GenTLFunctions& fn = module_->fn();
-    const GenTL::GC_ERROR status = callGenTL(fn.DSStopAcquisition, hDS_, GenTL::ACQ_STOP_FLAGS_KILL);
-    if (status != GenTL::GC_ERR_SUCCESS)
-        TQ4_LOG(log::kError, nullptr, "DataStream::stopStreaming: DSStopAcquisition failed: %d", status);
+    if (acquiring_.exchange(false)) {
+        const GenTL::GC_ERROR status = callGenTL(fn.DSStopAcquisition, hDS_, GenTL::ACQ_STOP_FLAGS_KILL);
+        if (status != GenTL::GC_ERR_SUCCESS)
+            TQ4_LOG(log::kError, nullptr, "DataStream::stopStreaming: DSStopAcquisition failed: %d", status);
+    }
     callGenTL(fn.DSFlushQueue, hDS_, GenTL::ACQ_QUEUE_ALL_DISCARD);
     startedMark_ = 0;
     imageCounter_ = 0;

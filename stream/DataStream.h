@@ -101,7 +101,8 @@ public:
     // Ends the thread (its wait is killed; pending buffers end cancelled), stops and flushes
     // the producer's acquisition. Takes the control lock.
     void stopStreaming();
-    // stopStreaming, and no start afterwards: the device is closing.
+    // stopStreaming once, and no start afterwards: the device is closing. Later calls (the
+    // destructor's among them) do nothing.
     void close();
     // Queues one more announced buffer to the producer while not all are queued. 0, or
     // kStreamStatusGenTLFailed.
@@ -135,7 +136,8 @@ private:
     void joinThread();
 
     // The acquisition thread and its steps (Delivery.cpp).
-    void ImageAcquireThread();
+    // `msb`: the pixel format keeps its data in the top bits.
+    void ImageAcquireThread(bool msb);
     bool deliverImage(const std::shared_ptr<ZevoBuffer>& target, GenTL::BUFFER_HANDLE buffer, bool msb);
     void logStreamCounters();
     void copyImage(const ZevoBuffer& target, const void* source, bool msb);
@@ -165,6 +167,7 @@ private:
     std::atomic<uint16_t> timestampMode_{0};
     std::atomic<uint32_t> startedMark_{0};  // announced buffers handed to the producer
     std::atomic<bool> closed_{false};       // the device is closing: no more starts
+    std::atomic<bool> acquiring_{false};    // DSStartAcquisition succeeded, no DSStopAcquisition yet
     std::mutex mutex_;                      // the stream lock
     std::mutex controlMutex_;               // starts, stops, caller buffers
 };

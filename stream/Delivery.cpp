@@ -5,15 +5,12 @@
 #include <cstring>
 #include <string>
 
-#include "features/Features.h"
-#include "features/NodeMap.h"
 #include "gentl/GenTLCall.h"
 #include "gentl/GenTLModule.h"
 #include "log/Log.h"
 #include "platform/Platform.h"
 #include "stream/DataStream.h"
 #include "stream/ImageCopy.h"
-#include "stream/PixelFormatName.h"
 #include "stream/Timestamp.h"
 #include "tq4_genicam.h"
 
@@ -48,10 +45,9 @@ PixelLayout layoutOf(uint32_t bits, uint16_t alignment, bool msb) {
 
 }  // namespace
 
-void DataStream::ImageAcquireThread() {
+void DataStream::ImageAcquireThread(bool msb) {
     threadId_ = platform::currentThreadId();
-    const std::string pixelFormat = nodeMap_ ? features::getEnum(*nodeMap_, "PixelFormat") : std::string();
-    const bool msb = isMsbFormatName(pixelFormat);
+    platform::nameCurrentThread("tq4-acquire");
     TQ4_LOG(log::kImageTrace, nullptr, "DataStream::ImageAcquireThread: thread initialized.");
     const gentl::GenTLFunctions& fn = module_->fn();
     const GenTL::EVENT_HANDLE event = newBufferEvent_.load();

@@ -61,17 +61,25 @@ std::array<uint8_t, kBinaryStampPixels> binaryStamp(const StampMoment& m) {
             bcd(us % 100)};
 }
 
-// The readable stamp's text, one character per cell.
+// A cell the readable stamp leaves as the image has it.
+constexpr char kKeptCell = '\0';
+
+// The readable stamp's text, one character per cell. The day is written with "%d" into its
+// two cells, so a one-digit day leaves the second cell kept.
 std::string readableText(const StampMoment& m) {
     static constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                               "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
     const char* month = m.month >= 1 && m.month <= 12 ? kMonths[m.month - 1] : "   ";
-    char text[kReadableCells + 1];
-    std::snprintf(text, sizeof text, "%07llu %2u %s%04u %02u:%02u:%02u.%06u",
-                  static_cast<unsigned long long>(m.imageCounter % 10000000u), twoDigits(m.day), month,
-                  fourDigits(m.year), twoDigits(m.hour), twoDigits(m.minute), twoDigits(m.second),
-                  static_cast<unsigned>(m.microseconds % 1000000u));
-    return text;
+    char counter[16];
+    std::snprintf(counter, sizeof counter, "%07llu ", static_cast<unsigned long long>(m.imageCounter % 10000000u));
+    char day[4];
+    std::snprintf(day, sizeof day, "%u", twoDigits(m.day));
+    char rest[kReadableCells + 1];
+    std::snprintf(rest, sizeof rest, " %s%04u %02u:%02u:%02u.%06u", month, fourDigits(m.year), twoDigits(m.hour),
+                  twoDigits(m.minute), twoDigits(m.second), static_cast<unsigned>(m.microseconds % 1000000u));
+    std::string dayCells = day;
+    dayCells.resize(2, kKeptCell);
+    return counter + dayCells + rest;
 }
 
 // Whether the image takes the readable stamp: large enough, and the buffer holds every row
@@ -119,6 +127,7 @@ bool writeReadableStamp(void* image, std::size_t imageBytes, StampPixels pixels,
     const uint32_t ink = inkValue(pixels);
     auto* out = static_cast<uint8_t*>(image);
     for (unsigned cell = 0; cell < kReadableCells; ++cell) {
+        if (text[cell] == kKeptCell) continue;
         const Glyph* glyph = findGlyph(text[cell]);
         if (!glyph) glyph = findGlyph(' ');
         const uint64_t left = kReadableFirstColumn + uint64_t{kGlyphWidth} * cell;

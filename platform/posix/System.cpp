@@ -2,6 +2,7 @@
 #include "platform/Platform.h"
 #include "platform/Question.h"
 
+#include <pthread.h>
 #include <sched.h>
 #include <signal.h>
 #include <spawn.h>
@@ -11,6 +12,7 @@
 #include <unistd.h>
 #include <atomic>
 #include <cerrno>
+#include <cstring>
 #include <ctime>
 #include <vector>
 
@@ -20,6 +22,12 @@ namespace tq4::platform {
 
 uint32_t currentThreadId() { return static_cast<uint32_t>(gettid()); }
 uint32_t currentProcessId() { return static_cast<uint32_t>(getpid()); }
+
+void nameCurrentThread(const char* name) {
+    char cut[16] = {};
+    std::strncpy(cut, name, sizeof cut - 1);
+    pthread_setname_np(pthread_self(), cut);
+}
 
 bool currentProcessorNumber(uint32_t& number) {
     int cpu = sched_getcpu();

@@ -17,6 +17,19 @@ namespace tq4::platform {
 uint32_t currentThreadId() { return static_cast<uint32_t>(GetCurrentThreadId()); }
 uint32_t currentProcessId() { return static_cast<uint32_t>(GetCurrentProcessId()); }
 
+// SetThreadDescription exists from Windows 10 1607 on: looked up, so that older systems and
+// Wine versions without it simply keep unnamed threads.
+void nameCurrentThread(const char* name) {
+    using Describe = HRESULT(WINAPI*)(HANDLE, PCWSTR);
+    static const auto describe = reinterpret_cast<Describe>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("kernel32.dll"), "SetThreadDescription")));
+    if (!describe) return;
+    wchar_t wide[64] = {};
+    for (std::size_t i = 0; name[i] && i + 1 < sizeof wide / sizeof wide[0]; ++i)
+        wide[i] = static_cast<wchar_t>(static_cast<unsigned char>(name[i]));
+    describe(GetCurrentThread(), wide);
+}
+
 bool currentProcessorNumber(uint32_t& number) {
     number = static_cast<uint32_t>(GetCurrentProcessorNumber());
     return true;

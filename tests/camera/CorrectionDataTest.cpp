@@ -69,11 +69,17 @@ TEST_F(CorrectionData, OnlyBlackSelectsBlackOnlyAndAsksForWhite) {
     EXPECT_TRUE(logged("Device::loadCorrectionData: Mode <BlackReferenceOnly>", log::kProgress)) << dump();
 }
 
-TEST_F(CorrectionData, SuppressedQuestionStillWritesTheKeyBack) {
-    writeIni("[CONFIG]\nSuppressWarnOnMissingCorrection = 01\n");
-    open();
-    EXPECT_TRUE(questions().empty());
-    EXPECT_TRUE(iniHas("SuppressWarnOnMissingCorrection=1\n")) << readFile(iniFile());
+// Any nonzero number suppresses the question, also a negative one or one beyond 64 bits; the
+// key keeps its value in the file and nothing about it is an error.
+TEST_F(CorrectionData, AnyNonzeroNumberSuppressesTheQuestionAndIsKept) {
+    for (const std::string value : {"01", "-1", "99999999999999999999"}) {
+        writeIni("[CONFIG]\nSuppressWarnOnMissingCorrection=" + value + "\n");
+        TQ4_HANDLE& h = open();
+        EXPECT_TRUE(questions().empty()) << value;
+        EXPECT_TRUE(iniHas("SuppressWarnOnMissingCorrection=" + value + "\n")) << readFile(iniFile());
+        EXPECT_EQ(count("SuppressWarnOnMissingCorrection"), 0) << dump();
+        ASSERT_EQ(Close_Cam(&h), ZEVO_NOERROR);
+    }
 }
 
 TEST_F(CorrectionData, WithoutADesktopNobodyIsAskedAndTheQuestionIsLogged) {

@@ -103,6 +103,21 @@ TEST_F(StreamFaultsTest, RefusedAnnouncementsLeaveFewerBuffersThatStillStream) {
     EXPECT_EQ(statuses(streamInto(h, 30)), Statuses(30, ZEVO_BUFFER_DONE));
 }
 
+// Counts answered with another type than GenTL gives them are logged and still used: the
+// buffers announced are all revoked.
+TEST_F(StreamFaultsTest, BufferCountsOfAnotherTypeAreStillCounted) {
+    configure(std::string(kFastMono8) + "buffer_count_type = 7\n");  // INFO_DATATYPE_INT64
+    TQ4_HANDLE& h = open();
+    ASSERT_EQ(command(h, ARM_CAMERA), ZEVO_NOERROR);
+    clearLines();
+    ASSERT_EQ(command(h, ARM_CAMERA), ZEVO_NOERROR);  // announces anew: the old buffers go
+    EXPECT_TRUE(logged("DataStream::freeGCBuffers: Buffer in Queue. Announced: 25, Input: 0, Output: 0, Started: 0",
+                       log::kImageTrace))
+        << dump();
+    EXPECT_TRUE(logged("DataStream::freeGCBuffers: Revoked buffers: 25", log::kImageTrace));
+    EXPECT_EQ(count("DataStream::numAnnouncedBuffers: GC failed: 0"), 26);  // once, then after each revoke
+}
+
 TEST_F(StreamFaultsTest, BufferRefusedOnceIsFreedByTheRecovery) {
     configure(std::string(kFastMono8) + "fault.DSRevokeBuffer = -1022, 1\n");
     TQ4_HANDLE& h = openRecording();

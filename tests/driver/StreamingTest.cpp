@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "stream/Timestamp.h"
 #include "support/StreamWorld.h"
@@ -58,6 +59,46 @@ TEST_F(StreamingTest, CancelImagesEndsTheWaitingAndThePendingBuffers) {
     EXPECT_EQ(pending(h), 0u);
     EXPECT_EQ(count("DataStream::ImageAcquireThread: EventGetData @0 was killed."), 1) << dump();
     EXPECT_EQ(count("DataStream::ImageAcquireThread: Terminating @0, ?2, X0"), 1) << dump();
+}
+
+// An ordinary life of a camera logs no error but those the user is owed: without correction
+// references that they are missing and that the download was declined; with them, none. The
+// stream is stopped once, however the camera is closed.
+TEST_F(StreamingTest, OrdinaryOpenStreamCancelAndCloseLogNoFalseError) {
+    const auto errors = [&] {
+        std::vector<std::string> found;
+        for (const Line& line : lines())
+            if (line.cls & log::kError) found.push_back(line.text.substr(0, line.text.find(": <")));  // no path
+        clearLines();
+        return found;
+    };
+    TQ4_HANDLE& first = open();
+    ASSERT_EQ(Close_Cam(&first), ZEVO_NOERROR);
+    EXPECT_EQ(errors(), (std::vector<std::string>{"Device::loadCorrectionData: Black reference not available",
+                                                  "Device::loadCorrectionData: White reference not available",
+                                                  "Device::loadCorrectionData: User denied running "
+                                                  "zevo.quillonSWIR.exe. Continue without correction data!"}));
+    TQ4_HANDLE& maker = open();
+    ASSERT_EQ(command(maker, SWIR_GENERATE_CORRECTION_DATA, 0), ZEVO_NOERROR);
+    ASSERT_EQ(command(maker, SWIR_GENERATE_CORRECTION_DATA, 1), ZEVO_NOERROR);
+    ASSERT_EQ(Close_Cam(&maker), ZEVO_NOERROR);
+    errors();  // the reference command's own line ("dynamic resolution") is logged as an error
+
+    TQ4_HANDLE& plain = open();
+    ASSERT_EQ(Close_Cam(&plain), ZEVO_NOERROR);
+    EXPECT_EQ(errors(), std::vector<std::string>()) << "open/close";
+    for (const bool cancel : {false, true}) {
+        TQ4_HANDLE& h = openRecording();
+        CallerBuffer& image = buffer(2 * kFullFrame8);
+        ASSERT_EQ(queue(h, image), ZEVO_NOERROR);
+        ASSERT_TRUE(image.waitDone());
+        if (cancel) {
+            ASSERT_EQ(Cancel_Images(h), ZEVO_NOERROR);
+        }
+        ASSERT_EQ(Close_Cam(&h), ZEVO_NOERROR);
+        EXPECT_EQ(count("DataStream::stopStreaming: done."), cancel ? 2 : 1) << dump();  // the close's own: once
+        EXPECT_EQ(errors(), std::vector<std::string>()) << (cancel ? "open/stream/cancel/close" : "open/stream/close");
+    }
 }
 
 TEST_F(StreamingTest, GetImageQueuedDeliversOneImageWithRecordingOnForTheCall) {

@@ -24,9 +24,8 @@ TEST_F(ConfigTest, MissingKeysAreWrittenBackAndKeysAreCaseBlind) {
     EXPECT_EQ(config::readIniValue(ini(), "CONFIG", "ProducerName", "ZEVO.cti", true), "ZEVO.cti");
     EXPECT_EQ(config::readIniValue(ini(), "config", "PRODUCERNAME", "other", true), "ZEVO.cti");
     EXPECT_TRUE(config::writeIniValue(ini(), "MEMORY", "DMALength", "1048576"));
-    EXPECT_EQ(config::readIniUnsigned(ini(), "memory", "dmalength", 33554432, true), 1048576u);
-    EXPECT_TRUE(config::writeIniValue(ini(), "MEMORY", "DMALength", "lots"));
-    EXPECT_EQ(config::readIniUnsigned(ini(), "MEMORY", "DMALength", 33554432, true), 33554432u);
+    EXPECT_EQ(config::findIniValue(ini(), "memory", "dmalength"), "1048576");
+    EXPECT_EQ(config::findIniValue(ini(), "MEMORY", "Missing"), std::nullopt);
     std::string text = readFile(ini());
     EXPECT_NE(text.find("[CONFIG]"), std::string::npos);
     EXPECT_NE(text.find("ProducerName=ZEVO.cti"), std::string::npos);  // no blanks: the log reads this file
@@ -35,6 +34,12 @@ TEST_F(ConfigTest, MissingKeysAreWrittenBackAndKeysAreCaseBlind) {
     std::filesystem::last_write_time(ini(), longAgo);
     EXPECT_TRUE(config::writeIniValue(ini(), "CONFIG", "ProducerName", "ZEVO.cti"));
     EXPECT_EQ(std::filesystem::last_write_time(ini()), longAgo);
+}
+
+TEST(ConfigSwitch, AnyWholeNumberIsASwitchOnWhenADigitIsNotZero) {
+    for (const char* on : {"1", " -1 ", "+007", "99999999999999999999"}) EXPECT_EQ(config::switchValue(on), true) << on;
+    for (const char* off : {"0", "-0", "000"}) EXPECT_EQ(config::switchValue(off), false) << off;
+    for (const char* bad : {"", "-", "yes", "1x", "0x1"}) EXPECT_EQ(config::switchValue(bad), std::nullopt) << bad;
 }
 
 TEST_F(ConfigTest, UnreadableFileIsNeverReplacedAndWritersLeaveNoPartialFile) {

@@ -10,6 +10,7 @@
 #include <future>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
 
@@ -28,10 +29,17 @@ std::optional<uint32_t> within(unsigned ms, Call call) {
     return result.get();
 }
 
+// What the process holds, read from /proc/self: resident memory, the threads that may be the
+// driver's (by name) and every open descriptor (by what it refers to). The driver names its
+// threads "tq4-..."; a thread started without a name carries the name of the thread that
+// started it, which here is this program's. Threads that other libraries named themselves
+// (GLib's worker pool, say) come and go on their own timers and are not counted.
 struct Resources {
     long rssKb = 0;
-    long fds = 0;
-    long threads = 0;
+    std::multiset<std::string> threads;
+    std::multiset<std::string> fds;
+
+    bool sameHoldings(const Resources& other) const { return threads == other.threads && fds == other.fds; }
 };
 
 inline long statusField(const std::string& name) {
@@ -45,12 +53,62 @@ inline long statusField(const std::string& name) {
     return -1;
 }
 
+inline std::string firstLine(const std::filesystem::path& file) {
+    std::string line;
+    std::getline(std::ifstream(file), line);
+    return line;
+}
+
+// A descriptor's target without the inode number of pipes and sockets ("pipe:[4711]" -> "pipe").
+inline std::string descriptorKind(const std::filesystem::path& link) {
+    std::error_code error;
+    std::string target = std::filesystem::read_symlink(link, error).string();
+    const auto bracket = target.find(":[");
+    if (bracket != std::string::npos && target.compare(0, 10, "anon_inode") != 0) target.resize(bracket);
+    return error ? "?" : target;
+}
+
 inline Resources resources() {
+    namespace fs = std::filesystem;
     Resources r;
     r.rssKb = statusField("VmRSS");
-    r.threads = statusField("Threads");
-    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) ++r.fds;
+    const std::string program = firstLine("/proc/self/comm");
+    std::error_code error;
+    for (const auto& task : fs::directory_iterator("/proc/self/task", error)) {
+        const std::string name = firstLine(task.path() / "comm");
+        if (name.rfind("tq4-", 0) == 0 || name == program) r.threads.insert(name);
+    }
+    for (const auto& fd : fs::directory_iterator("/proc/self/fd", error)) r.fds.insert(descriptorKind(fd.path()));
     return r;
+}
+
+// The holdings once they are steady: two reads 100 ms apart agree (a thread that was just
+// joined may still be listed for a moment). At most two seconds.
+inline Resources steadyResources() {
+    Resources last = resources();
+    for (int i = 0; i < 20; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        Resources now = resources();
+        if (now.sameHoldings(last)) return now;
+        last = std::move(now);
+    }
+    return last;
+}
+
+// The holdings once they are those of `before` again, or after five seconds as they are then.
+inline Resources resourcesBackTo(const Resources& before) {
+    Resources now = resources();
+    for (int i = 0; i < 100 && !now.sameHoldings(before); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        now = resources();
+    }
+    return now;
+}
+
+inline std::string listed(const std::multiset<std::string>& items) {
+    std::string text;
+    for (const auto& item : items) text += (text.empty() ? "" : ", ") + item;
+    return text;
 }
 
 // Ended: the event is set and the status word says how.

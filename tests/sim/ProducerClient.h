@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <fstream>
 #include <random>
 #include <string>
@@ -64,12 +65,16 @@ private:
 };
 
 // Writes `text` as the configuration file and points ZEVO_SIM_CONFIG at it (empty: none).
-// The file name is unique per process, so that test programs may run in parallel.
+// The file name is unique per process, so that test programs may run in parallel; the file
+// goes when the program ends.
 inline void useConfig(const std::string& text) {
-    static const std::string path =
-        ::testing::TempDir() + "zevo_sim_test_" + std::to_string(std::random_device{}()) + ".cfg";
-    std::ofstream(path, std::ios::trunc) << text;
-    tq4::platform::setEnvironment("ZEVO_SIM_CONFIG", text.empty() ? std::string() : path);
+    struct ConfigFile {
+        std::string path = ::testing::TempDir() + "zevo_sim_test_" + std::to_string(std::random_device{}()) + ".cfg";
+        ~ConfigFile() { std::remove(path.c_str()); }
+    };
+    static const ConfigFile file;
+    std::ofstream(file.path, std::ios::trunc) << text;
+    tq4::platform::setEnvironment("ZEVO_SIM_CONFIG", text.empty() ? std::string() : file.path);
 }
 
 // Library, system, first interface, first device, remote port and first data stream.

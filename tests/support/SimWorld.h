@@ -25,9 +25,11 @@ class SimWorld : public ::testing::Test {
 protected:
     void SetUp() override {
         static std::atomic<int> counter{0};
-        const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        root_ = fs::temp_directory_path() / ("tq4_test_" + std::string(info->name()) + "_" + std::to_string(counter++) +
-                                             "_" + std::to_string(std::random_device{}()));
+        // A parameterised case's name holds a '/': the folder stays one level below the temporary one.
+        std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+        std::replace(name.begin(), name.end(), '/', '_');
+        root_ = fs::temp_directory_path() /
+                ("tq4_test_" + name + "_" + std::to_string(counter++) + "_" + std::to_string(std::random_device{}()));
         fs::remove_all(root_);
         fs::create_directories(root_ / "appdata");
         fs::create_directories(root_ / "cwd");
@@ -47,10 +49,11 @@ protected:
         fs::remove_all(root_, ignored);
     }
 
-    // Writes the producer's configuration (key=value lines); read at its next GCInitLib.
+    // Writes the producer's configuration (key=value lines); read at its next GCInitLib. A
+    // description served as a file goes into the test's folder unless `text` names another.
     void configure(const std::string& text) {
         const fs::path file = root_ / "sim.cfg";
-        std::ofstream(file) << text;
+        std::ofstream(file) << "xml_file_dir = " << (root_ / "sim").string() << "\n" << text;
         ::setenv("ZEVO_SIM_CONFIG", file.c_str(), 1);
     }
 
