@@ -2,7 +2,6 @@
 #include <libxml/parser.h>
 
 #include <algorithm>
-#include <climits>
 #include <cstdint>
 #include <fstream>
 #include <iterator>
@@ -38,7 +37,6 @@ using BytesPtr = std::unique_ptr<void, EngineFree<void, freeBytes>>;
 // the archive is walked first as the reader walks it: the end record (the last one in the data,
 // whole), the central directory right before it (nothing in front of the archive), and for each
 // entry its local header and packed data inside the data and an unpacked size within reason.
-constexpr uint32_t kMaxUnpackedDescription = 64u << 20;
 
 uint32_t zipNumber(const uint8_t* p, int bytes) {
     uint32_t value = 0;
@@ -70,7 +68,7 @@ bool zipIsWhole(const uint8_t* data, std::size_t size) {
         const uint64_t unpacked = zipNumber(entry + 24, 4);
         const uint64_t local = zipNumber(entry + 42, 4);
         at += kDirectoryEntry + zipNumber(entry + 28, 2) + zipNumber(entry + 30, 2) + zipNumber(entry + 32, 2);
-        if (at > end || unpacked > kMaxUnpackedDescription) return false;
+        if (at > end || unpacked > kMaxDescriptionSize) return false;
         if (local + kLocalHeader > directory || !zipSignature(data + local, 3, 4)) return false;
         const uint64_t start = local + kLocalHeader + zipNumber(data + local + 26, 2) + zipNumber(data + local + 28, 2);
         if (start + packed > directory) return false;
@@ -82,7 +80,7 @@ bool zipIsWhole(const uint8_t* data, std::size_t size) {
 // complaint), so well-formedness is checked first, with the parser's own words for a failure.
 void requireWellFormed(const char* xml, std::size_t size) {
     if (size == 0) throw GenericException("Invalid camera description: empty");
-    if (size > std::size_t(INT_MAX)) throw GenericException("Invalid camera description: too large");
+    if (size > kMaxDescriptionSize) throw GenericException("Invalid camera description: too large");
     xmlInitParser();
     std::unique_ptr<xmlParserCtxt, EngineFree<xmlParserCtxt, xmlFreeParserCtxt>> parser(xmlNewParserCtxt());
     if (!parser) throw GenericException("Invalid camera description: no XML parser");

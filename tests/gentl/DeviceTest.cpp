@@ -286,6 +286,18 @@ TEST_F(BadDescription, MalformedXmlOrBrokenZipFailsTheOpenAndClosesTheDevice) {
     }
 }
 
+TEST_F(BadDescription, DescriptionLargerThan64MiBIsRefusedBeforeItIsRead) {
+    Device& device = registerDevice("xml_zipped=0\nurl=local:///Cam.xml;100000;100000000\n");
+    EXPECT_EQ(device.open(0, "ZEVO.cti"), nullptr);
+    EXPECT_TRUE(logged("Device::allocNodeMap: Description <Cam.xml> of 0x100000000 bytes is larger than the largest "
+                       "accepted (0x4000000).",
+                       log::kError))
+        << dump();
+    EXPECT_TRUE(logged("Device::open: allocNodeMap failed.", log::kError));
+    EXPECT_FALSE(fs::exists(dataDirectory() / "Cam.xml"));
+    expectClosedAgain(device);
+}
+
 TEST_F(BadDescription, TruncatedDescriptionFailsTheOpen) {
     std::string name;
     const std::string xml = servedDescription(false, name);
