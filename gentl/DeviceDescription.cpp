@@ -78,7 +78,8 @@ bool describeUrlIndex(const UrlInfoQuery& query, DescriptionUrl& found) {
            reportedSize >= kShortestReportedNameSize && good;
     if (!good) return false;
 
-    description.fileName = name;
+    // A file URL names its folder too; the file name information is only the name.
+    if (description.scheme != UrlScheme::File) description.fileName = name;
     description.extension = extensionOf(name);
     description.address = address;
     description.length = length;

@@ -50,6 +50,7 @@ struct Config {
     std::string urlOverride;                     // served verbatim
     std::optional<uint64_t> descriptionAddress;  // register address of the description
     bool urlInfoSupported = true;
+    bool fileUrlInfoNumbers = false;  // URL info tells address and size of a file: URL too
     std::set<std::string> removedFeatures;
     bool infoNames = false;  // InfoName / InfoHardwareRev / InfoSerial
     bool triggerSelectorReadOnly = false;

@@ -222,6 +222,16 @@ TEST_F(DeviceOpen, FileUrlIsMappedToALocalNameCopiedAndLoadedFromTheDataDirector
     ASSERT_NE(bare.open(0, "ZEVO.cti"), nullptr) << dump();
 }
 
+// A producer that tells address and size of a file URL too: the URL's folder is kept.
+TEST_F(DeviceOpen, FileUrlFromUrlInfoKeepsItsFolder) {
+    Device& device = registerDevice("url_scheme=file\nurl_info_file_numbers=1\nxml_file_dir=" +
+                                    (root_ / "desc").string() + "\n");
+    ASSERT_NE(device.open(0, "ZEVO.cti"), nullptr) << dump();
+    EXPECT_TRUE(logged("Device::allocNodeMap: retrieve URL info succeed.", log::kVerbose)) << dump();
+    EXPECT_EQ(readFile(dataDirectory() / "ZEVO_quillon13SWIR.zip"),
+              readFile(root_ / "desc" / "ZEVO_quillon13SWIR.zip"));
+}
+
 TEST_F(DeviceOpen, SerialNumberFromDeviceSerialNumberElseInfoSerial) {
     Device& plain = registerDevice("serials=00012345\n");
     ASSERT_NE(plain.open(0, "ZEVO.cti"), nullptr) << dump();
