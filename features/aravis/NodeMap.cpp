@@ -29,6 +29,7 @@ struct EngineFree {
     void operator()(T* p) const { Free(p); }
 };
 void freeBytes(void* p) { g_free(p); }
+void freeXmlText(xmlChar* p) { xmlFree(p); }
 using ZipPtr = std::unique_ptr<ArvZip, EngineFree<ArvZip, arv_zip_free>>;
 using BytesPtr = std::unique_ptr<void, EngineFree<void, freeBytes>>;
 
@@ -76,9 +77,29 @@ bool zipIsWhole(const uint8_t* data, std::size_t size) {
     return true;
 }
 
+using Symbolics = std::map<std::string, std::string>;
+
+std::string elementText(xmlNodePtr element) {
+    std::unique_ptr<xmlChar, EngineFree<xmlChar, freeXmlText>> content(xmlNodeGetContent(element));
+    return content ? reinterpret_cast<const char*>(content.get()) : "";
+}
+
+// The <Symbolic> of every enumeration entry below `node`, by entry name.
+void collectSymbolics(xmlNodePtr node, Symbolics& symbolics) {
+    for (xmlNodePtr child = node->children; child; child = child->next) {
+        if (child->type != XML_ELEMENT_NODE) continue;
+        if (xmlStrcmp(child->name, BAD_CAST "Symbolic") == 0 && xmlStrcmp(node->name, BAD_CAST "EnumEntry") == 0) {
+            std::unique_ptr<xmlChar, EngineFree<xmlChar, freeXmlText>> name(xmlGetProp(node, BAD_CAST "Name"));
+            if (name) symbolics[reinterpret_cast<const char*>(name.get())] = elementText(child);
+        }
+        collectSymbolics(child, symbolics);
+    }
+}
+
 // The engine builds what it can from broken XML (a truncated description loads without
 // complaint), so well-formedness is checked first, with the parser's own words for a failure.
-void requireWellFormed(const char* xml, std::size_t size) {
+// What the engine leaves out (the entries' symbols) is taken from this reading.
+Symbolics readDescription(const char* xml, std::size_t size) {
     if (size == 0) throw GenericException("Invalid camera description: empty");
     if (size > kMaxDescriptionSize) throw GenericException("Invalid camera description: too large");
     xmlInitParser();
@@ -90,10 +111,12 @@ void requireWellFormed(const char* xml, std::size_t size) {
         // The engine asserts on XML of another kind: stop it here.
         xmlNodePtr root = xmlDocGetRootElement(document);
         bool isDescription = root && xmlStrcmp(root->name, BAD_CAST "RegisterDescription") == 0;
+        Symbolics symbolics;
+        if (isDescription) collectSymbolics(root, symbolics);
         xmlFreeDoc(document);
         if (!isDescription)
             throw GenericException("Invalid camera description: the XML is not a GenICam register description");
-        return;
+        return symbolics;
     }
     const xmlError* error = xmlCtxtGetLastError(parser.get());
     std::string reason = error && error->message ? error->message : "not well-formed";
@@ -113,19 +136,20 @@ std::string readWholeFile(const std::string& path) {
 
 void NodeMap::Impl::build(const char* xml, std::size_t size) {
     if (genicam) throw GenericException("Node map already created");
-    requireWellFormed(xml, size);
+    Symbolics symbolics = readDescription(xml, size);
     device = newPortDevice();
     genicam = arv_gc_new(device, xml, size);
     if (!genicam) {
         release();
         throw GenericException("Invalid camera description: the engine refused it");
     }
-    // Verification as GenApi does it: writes are checked against access and range.
-    arv_gc_set_access_check_policy(genicam, ARV_ACCESS_CHECK_POLICY_ENABLE);
-    arv_gc_set_range_check_policy(genicam, ARV_RANGE_CHECK_POLICY_ENABLE);
+    // Access and range are checked by the nodes as GenApi checks them (along the whole pValue
+    // chain, with GenApi's default limits); the engine's own checks stop at the first node.
+    arv_gc_set_access_check_policy(genicam, ARV_ACCESS_CHECK_POLICY_DISABLE);
+    arv_gc_set_range_check_policy(genicam, ARV_RANGE_CHECK_POLICY_DISABLE);
     arv_gc_set_register_cache_policy(genicam, ARV_REGISTER_CACHE_POLICY_DISABLE);
     setPortDeviceTarget(device, nullptr, genicam);
-    nodes = std::make_unique<NodeCache>(genicam);
+    nodes = std::make_unique<NodeCache>(genicam, std::move(symbolics));
 }
 
 void NodeMap::Impl::release() {
