@@ -83,17 +83,9 @@ public:
         if (node->GetAccessMode() != mode) differs << "access " << node->GetAccessMode() << " not " << mode << "; ";
         if (!IsReadable(mode)) return differs.str();
         if (auto* integer = dynamic_cast<IntegerNode*>(node)) {
-            integer->GetValue();
-            const auto [min, max, inc] = integerLimits(e);
-            if (integer->GetMin() != min || integer->GetMax() != max || integer->GetInc() != inc)
-                differs << "limits " << integer->GetMin() << ".." << integer->GetMax() << "/" << integer->GetInc()
-                        << " not " << min << ".." << max << "/" << inc << "; ";
+            compareLimits(*integer, integerLimits(e), differs);
         } else if (auto* number = dynamic_cast<FloatNode*>(node)) {
-            number->GetValue();
-            const auto [min, max, inc] = floatLimits(e);
-            if (number->GetMin() != min || number->GetMax() != max || number->GetInc() != inc)
-                differs << "limits " << number->GetMin() << ".." << number->GetMax() << "/" << number->GetInc()
-                        << " not " << min << ".." << max << "/" << inc << "; ";
+            compareLimits(*number, floatLimits(e), differs);
         } else if (auto* enumeration = dynamic_cast<EnumerationNode*>(node)) {
             std::vector<std::string> symbolics;
             enumeration->GetSymbolics(symbolics);
@@ -103,6 +95,15 @@ public:
     }
 
 private:
+    // Reads the value and notes limits that differ from `expected` (min, max, inc).
+    template <class Typed, class Limits>
+    static void compareLimits(Typed& node, const Limits& expected, std::ostringstream& differs) {
+        node.GetValue();
+        if (node.GetMin() != expected.min || node.GetMax() != expected.max || node.GetInc() != expected.inc)
+            differs << "limits " << node.GetMin() << ".." << node.GetMax() << "/" << node.GetInc() << " not "
+                    << expected.min << ".." << expected.max << "/" << expected.inc << "; ";
+    }
+
     void collect(Element parent, Element structReg) {
         for (Element e = parent->children; e; e = e->next) {
             if (e->type != XML_ELEMENT_NODE) continue;
