@@ -258,7 +258,8 @@ int64_t getInteger(NodeMap& map, const char* name, int64_t* min, int64_t* max, i
         if (out) *out = 0;
     return withFeature<IntegerOrEnumeration>(map, name, frame, int64_t(0), [&](Node& node) -> int64_t {
         if (node.GetPrincipalInterfaceType() == intfIEnumeration) {
-            int64_t value = currentEntry(static_cast<EnumerationNode&>(node)).GetValue();
+            // The register's number, also when no entry has it.
+            int64_t value = static_cast<EnumerationNode&>(node).GetIntValue();
             for (int64_t* out : {min, max, inc})
                 if (out) *out = value;
             return value;

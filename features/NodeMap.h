@@ -29,6 +29,10 @@ public:
     virtual void Write(const void* buffer, int64_t address, int64_t length) = 0;
 };
 
+// The largest description accepted, plain or unpacked from its archive (a camera's is a few
+// hundred kilobytes); larger ones are refused before anything is read or stored.
+constexpr std::size_t kMaxDescriptionSize = std::size_t(64) << 20;
+
 class Node;  // a feature of the node map (features/Node.h, completed by the adapter)
 
 class NodeMap {

@@ -78,7 +78,8 @@ bool describeUrlIndex(const UrlInfoQuery& query, DescriptionUrl& found) {
            reportedSize >= kShortestReportedNameSize && good;
     if (!good) return false;
 
-    description.fileName = name;
+    // A file URL names its folder too; the file name information is only the name.
+    if (description.scheme != UrlScheme::File) description.fileName = name;
     description.extension = extensionOf(name);
     description.address = address;
     description.length = length;
@@ -153,7 +154,15 @@ std::filesystem::path dataDirectoryFile(const std::string& name) {
     return std::filesystem::path(ensureDriverDataDirectory()) / std::filesystem::path(name).filename();
 }
 
-void loadRegisterFile(features::NodeMap& map, Port& port, const DescriptionUrl& description) {
+// False (and logged) when the description is too large to be one: nothing is read or stored.
+bool loadRegisterFile(features::NodeMap& map, Port& port, const DescriptionUrl& description) {
+    if (description.length > features::kMaxDescriptionSize) {
+        TQ4_LOG(log::kError, nullptr,
+                "Device::allocNodeMap: Description <%s> of 0x%llx bytes is larger than the largest accepted (0x%llx).",
+                description.fileName.c_str(), static_cast<unsigned long long>(description.length),
+                static_cast<unsigned long long>(features::kMaxDescriptionSize));
+        return false;
+    }
     std::vector<char> bytes(static_cast<std::size_t>(description.length) + 1, '\0');
     port.Read(bytes.data(), static_cast<int64_t>(description.address), static_cast<int64_t>(description.length));
 
@@ -165,6 +174,7 @@ void loadRegisterFile(features::NodeMap& map, Port& port, const DescriptionUrl& 
         map.loadZippedXml(bytes.data(), static_cast<std::size_t>(description.length));
     else
         map.loadXml(bytes.data(), std::strlen(bytes.data()));
+    return true;
 }
 
 // The file is copied into the driver data directory (when it exists and the URL gave a
@@ -196,7 +206,9 @@ std::shared_ptr<features::NodeMap> Device::allocNodeMap() {
         return nullptr;
 
     switch (description.scheme) {
-        case UrlScheme::Local: loadRegisterFile(*map, *port_, description); break;
+        case UrlScheme::Local:
+            if (!loadRegisterFile(*map, *port_, description)) return nullptr;
+            break;
         case UrlScheme::File: loadDescriptionFile(*map, description); break;
         default:
             TQ4_LOG(log::kError, nullptr, "Device::allocNodeMap: Cannot interpret URL: %s", description.url.c_str());

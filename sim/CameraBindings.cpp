@@ -64,6 +64,10 @@ void Camera::bindIdentity() {
 void Camera::bindImageFormat() {
     registers_.addInteger(reg::kSensorWidth, constant(kSensorWidthPx));
     registers_.addInteger(reg::kSensorHeight, constant(kSensorHeightPx));
+    uint64_t bigEndianWidth = 0;
+    for (int byte = 0; byte < 8; ++byte)
+        bigEndianWidth |= ((uint64_t(kSensorWidthPx) >> (8 * byte)) & 0xFF) << (8 * (7 - byte));
+    registers_.addInteger(reg::kSensorWidthBigEndian, constant(int64_t(bigEndianWidth)));
     registers_.addInteger(reg::kWidthMax, [this] { return widthMax(); });
     registers_.addInteger(reg::kHeightMax, [this] { return heightMax(); });
     registers_.addInteger(

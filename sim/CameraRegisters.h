@@ -38,6 +38,7 @@ constexpr uint64_t kHeightLimit = 0x1070;
 constexpr uint64_t kOffsetXLimit = 0x1078;  // largest OffsetX at the current Width
 constexpr uint64_t kOffsetYLimit = 0x1080;
 constexpr uint64_t kTLParamsLocked = 0x1088;
+constexpr uint64_t kSensorWidthBigEndian = 0x1090;  // SensorWidth as big-endian bytes
 // acquisition and trigger
 constexpr uint64_t kAcquisitionMode = 0x2000;
 constexpr uint64_t kAcquisitionStart = 0x2008;

@@ -86,6 +86,12 @@ const std::map<std::string, Setter>& plainKeys() {
         {"url", [](Config& c, const std::string& v) { c.urlOverride = v; }},
         {"description_address", [](Config& c, const std::string& v) { c.descriptionAddress = uint64_t(toInt(v)); }},
         {"url_info", [](Config& c, const std::string& v) { c.urlInfoSupported = toBool(v); }},
+        {"model",
+         [](Config& c, const std::string& v) {
+             if (v != "default" && v != "conformance") throw std::invalid_argument("model is default or conformance");
+             c.conformanceModel = v == "conformance";
+         }},
+        {"url_info_file_numbers", [](Config& c, const std::string& v) { c.fileUrlInfoNumbers = toBool(v); }},
         {"remove_features",
          [](Config& c, const std::string& v) {
              for (const auto& f : splitList(v)) c.removedFeatures.insert(f);

@@ -43,6 +43,7 @@ struct Config {
     int32_t accessStatusAfterOpen = 0;       // 0: natural status; else reported while open
 
     // camera description
+    bool conformanceModel = false;  // zevo_conformance.xml's nodes in place of zevo_camera.xml's
     bool zippedXml = true;
     std::string urlScheme = "local";             // local | file
     std::string xmlFileName;                     // empty: ZEVO_quillon13SWIR.zip / .xml
@@ -50,6 +51,7 @@ struct Config {
     std::string urlOverride;                     // served verbatim
     std::optional<uint64_t> descriptionAddress;  // register address of the description
     bool urlInfoSupported = true;
+    bool fileUrlInfoNumbers = false;  // URL info tells address and size of a file: URL too
     std::set<std::string> removedFeatures;
     bool infoNames = false;  // InfoName / InfoHardwareRev / InfoSerial
     bool triggerSelectorReadOnly = false;

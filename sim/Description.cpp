@@ -12,11 +12,14 @@ namespace zevo {
 
 extern const unsigned char kCameraXml[];
 extern const std::size_t kCameraXmlSize;
+extern const unsigned char kConformanceXml[];
+extern const std::size_t kConformanceXmlSize;
 
 namespace {
 
-const char* const kNodeKinds[] = {"Integer", "Float",  "Enumeration", "Boolean", "StringReg",
-                                  "Command", "IntReg", "FloatReg",    "Category"};
+const char* const kNodeKinds[] = {"Integer",   "Float",        "Enumeration", "Boolean",       "StringReg",
+                                  "Command",   "IntReg",       "FloatReg",    "Category",      "MaskedIntReg",
+                                  "Converter", "IntConverter", "SwissKnife",  "IntSwissKnife", "StructReg"};
 
 // Position and length of the top-level node `name` (with its line end), or npos.
 std::pair<size_t, size_t> findNode(const std::string& xml, const std::string& name) {
@@ -92,6 +95,32 @@ void describeOverride(Description& d, const std::string& url) {
     }
 }
 
+// The conformance model: each top-level node of zevo_conformance.xml (an element that starts on a
+// line of its own, indented by two, and ends on one) replaces the node of its name, or joins the
+// description before its port.
+std::string withConformanceNodes(std::string xml) {
+    const std::string nodes(reinterpret_cast<const char*>(kConformanceXml), kConformanceXmlSize);
+    const std::string port = "  <Port Name=\"Device\"";
+    for (size_t start = nodes.find("\n  <"); start != std::string::npos; start = nodes.find("\n  <", start)) {
+        const size_t kindEnd = nodes.find_first_of(" >", start + 4);
+        const std::string kind = nodes.substr(start + 4, kindEnd - start - 4);
+        const std::string close = "\n  </" + kind + ">";
+        const size_t end = nodes.find(close, start);
+        if (kind.empty() || kind[0] == '/' || end == std::string::npos) break;
+        const std::string node = nodes.substr(start + 1, end + close.size() - start);
+        start = end + close.size();
+        const size_t nameAt = node.find(" Name=\"");
+        const std::string name =
+            nameAt < node.find('\n') ? node.substr(nameAt + 7, node.find('"', nameAt + 7) - nameAt - 7) : "";
+        const auto [pos, len] = name.empty() ? std::pair<size_t, size_t>{std::string::npos, 0} : findNode(xml, name);
+        if (pos != std::string::npos)
+            xml.replace(pos, len, node);
+        else
+            xml.insert(xml.find(port), node);
+    }
+    return xml;
+}
+
 std::string writeDescriptionFile(const Config& config, const std::string& name, const std::vector<uint8_t>& bytes) {
     namespace fs = std::filesystem;
     const fs::path dir =
@@ -154,6 +183,7 @@ std::string keepEnumEntries(std::string xml, const std::string& enumeration, con
 
 std::string editedCameraXml(const Config& config) {
     std::string xml(reinterpret_cast<const char*>(kCameraXml), kCameraXmlSize);
+    if (config.conformanceModel) xml = withConformanceNodes(xml);
     xml = keepEnumEntries(xml, "PixelFormat", config.pixelFormats);
     for (const auto& name : config.removedFeatures) xml = removeFeature(xml, name);
     if (config.triggerSelectorReadOnly) xml = makeReadOnly(xml, "TriggerSelector");

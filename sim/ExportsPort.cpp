@@ -18,7 +18,7 @@ Description descriptionOf(Module& port) {
 }
 
 InfoValue urlInfo(const Description& d, URL_INFO_CMD command) {
-    const bool local = d.scheme == URL_SCHEME_LOCAL;
+    const bool located = d.scheme == URL_SCHEME_LOCAL || Library::instance().config().fileUrlInfoNumbers;
     switch (command) {
         case URL_INFO_URL: return infoString(d.url);
         case URL_INFO_SCHEMA_VER_MAJOR: return infoInt32(1);
@@ -28,10 +28,10 @@ InfoValue urlInfo(const Description& d, URL_INFO_CMD command) {
         case URL_INFO_FILE_VER_SUBMINOR: return infoInt32(0);
         case URL_INFO_FILE_SHA1_HASH: throw GenTLError(GC_ERR_NOT_AVAILABLE, "no SHA1 hash of the description");
         case URL_INFO_FILE_REGISTER_ADDRESS:
-            require(local, GC_ERR_NOT_AVAILABLE, "the description is not in the register map");
+            require(located, GC_ERR_NOT_AVAILABLE, "the description is not in the register map");
             return infoUInt64(d.address);
         case URL_INFO_FILE_SIZE:
-            require(local, GC_ERR_NOT_AVAILABLE, "the description is not in the register map");
+            require(located, GC_ERR_NOT_AVAILABLE, "the description is not in the register map");
             return infoUInt64(d.size);
         case URL_INFO_SCHEME: return infoInt32(d.scheme);
         case URL_INFO_FILENAME: return infoString(d.fileName);

@@ -6,7 +6,9 @@
 
 #include <map>
 #include <memory>
+#include <string>
 #include <type_traits>
+#include <utility>
 
 #include "features/NodeMap.h"
 
@@ -37,14 +39,23 @@ void setPortDeviceTarget(ArvDevice* device, RegisterPort* port, ArvGc* genicam);
 // Owns the Node objects of one loaded description, one per engine node, created on first use.
 class NodeCache {
 public:
-    explicit NodeCache(ArvGc* genicam) : genicam_(genicam) {}
+    // `symbolics`: the <Symbolic> of each enumeration entry that has one, by entry name (the
+    // engine drops that element).
+    NodeCache(ArvGc* genicam, std::map<std::string, std::string> symbolics)
+        : genicam_(genicam), symbolics_(std::move(symbolics)) {}
     Node* find(const std::string& name);
     Node* wrap(ArvGcNode* engineNode);
+    // An entry's symbol: its <Symbolic>, else its name.
+    std::string symbolic(const std::string& entryName) const {
+        auto found = symbolics_.find(entryName);
+        return found == symbolics_.end() ? entryName : found->second;
+    }
 
     static ArvGcFeatureNode* feature(const Node& node) { return ARV_GC_FEATURE_NODE(node.engineNode()); }
 
 private:
     ArvGc* genicam_;
+    std::map<std::string, std::string> symbolics_;
     std::map<ArvGcNode*, std::unique_ptr<Node>> nodes_;
 };
 

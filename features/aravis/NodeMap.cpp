@@ -2,7 +2,6 @@
 #include <libxml/parser.h>
 
 #include <algorithm>
-#include <climits>
 #include <cstdint>
 #include <fstream>
 #include <iterator>
@@ -30,6 +29,7 @@ struct EngineFree {
     void operator()(T* p) const { Free(p); }
 };
 void freeBytes(void* p) { g_free(p); }
+void freeXmlText(xmlChar* p) { xmlFree(p); }
 using ZipPtr = std::unique_ptr<ArvZip, EngineFree<ArvZip, arv_zip_free>>;
 using BytesPtr = std::unique_ptr<void, EngineFree<void, freeBytes>>;
 
@@ -38,7 +38,6 @@ using BytesPtr = std::unique_ptr<void, EngineFree<void, freeBytes>>;
 // the archive is walked first as the reader walks it: the end record (the last one in the data,
 // whole), the central directory right before it (nothing in front of the archive), and for each
 // entry its local header and packed data inside the data and an unpacked size within reason.
-constexpr uint32_t kMaxUnpackedDescription = 64u << 20;
 
 uint32_t zipNumber(const uint8_t* p, int bytes) {
     uint32_t value = 0;
@@ -70,7 +69,7 @@ bool zipIsWhole(const uint8_t* data, std::size_t size) {
         const uint64_t unpacked = zipNumber(entry + 24, 4);
         const uint64_t local = zipNumber(entry + 42, 4);
         at += kDirectoryEntry + zipNumber(entry + 28, 2) + zipNumber(entry + 30, 2) + zipNumber(entry + 32, 2);
-        if (at > end || unpacked > kMaxUnpackedDescription) return false;
+        if (at > end || unpacked > kMaxDescriptionSize) return false;
         if (local + kLocalHeader > directory || !zipSignature(data + local, 3, 4)) return false;
         const uint64_t start = local + kLocalHeader + zipNumber(data + local + 26, 2) + zipNumber(data + local + 28, 2);
         if (start + packed > directory) return false;
@@ -78,11 +77,31 @@ bool zipIsWhole(const uint8_t* data, std::size_t size) {
     return true;
 }
 
+using Symbolics = std::map<std::string, std::string>;
+
+std::string elementText(xmlNodePtr element) {
+    std::unique_ptr<xmlChar, EngineFree<xmlChar, freeXmlText>> content(xmlNodeGetContent(element));
+    return content ? reinterpret_cast<const char*>(content.get()) : "";
+}
+
+// The <Symbolic> of every enumeration entry below `node`, by entry name.
+void collectSymbolics(xmlNodePtr node, Symbolics& symbolics) {
+    for (xmlNodePtr child = node->children; child; child = child->next) {
+        if (child->type != XML_ELEMENT_NODE) continue;
+        if (xmlStrcmp(child->name, BAD_CAST "Symbolic") == 0 && xmlStrcmp(node->name, BAD_CAST "EnumEntry") == 0) {
+            std::unique_ptr<xmlChar, EngineFree<xmlChar, freeXmlText>> name(xmlGetProp(node, BAD_CAST "Name"));
+            if (name) symbolics[reinterpret_cast<const char*>(name.get())] = elementText(child);
+        }
+        collectSymbolics(child, symbolics);
+    }
+}
+
 // The engine builds what it can from broken XML (a truncated description loads without
 // complaint), so well-formedness is checked first, with the parser's own words for a failure.
-void requireWellFormed(const char* xml, std::size_t size) {
+// What the engine leaves out (the entries' symbols) is taken from this reading.
+Symbolics readDescription(const char* xml, std::size_t size) {
     if (size == 0) throw GenericException("Invalid camera description: empty");
-    if (size > std::size_t(INT_MAX)) throw GenericException("Invalid camera description: too large");
+    if (size > kMaxDescriptionSize) throw GenericException("Invalid camera description: too large");
     xmlInitParser();
     std::unique_ptr<xmlParserCtxt, EngineFree<xmlParserCtxt, xmlFreeParserCtxt>> parser(xmlNewParserCtxt());
     if (!parser) throw GenericException("Invalid camera description: no XML parser");
@@ -92,10 +111,12 @@ void requireWellFormed(const char* xml, std::size_t size) {
         // The engine asserts on XML of another kind: stop it here.
         xmlNodePtr root = xmlDocGetRootElement(document);
         bool isDescription = root && xmlStrcmp(root->name, BAD_CAST "RegisterDescription") == 0;
+        Symbolics symbolics;
+        if (isDescription) collectSymbolics(root, symbolics);
         xmlFreeDoc(document);
         if (!isDescription)
             throw GenericException("Invalid camera description: the XML is not a GenICam register description");
-        return;
+        return symbolics;
     }
     const xmlError* error = xmlCtxtGetLastError(parser.get());
     std::string reason = error && error->message ? error->message : "not well-formed";
@@ -115,19 +136,20 @@ std::string readWholeFile(const std::string& path) {
 
 void NodeMap::Impl::build(const char* xml, std::size_t size) {
     if (genicam) throw GenericException("Node map already created");
-    requireWellFormed(xml, size);
+    Symbolics symbolics = readDescription(xml, size);
     device = newPortDevice();
     genicam = arv_gc_new(device, xml, size);
     if (!genicam) {
         release();
         throw GenericException("Invalid camera description: the engine refused it");
     }
-    // Verification as GenApi does it: writes are checked against access and range.
-    arv_gc_set_access_check_policy(genicam, ARV_ACCESS_CHECK_POLICY_ENABLE);
-    arv_gc_set_range_check_policy(genicam, ARV_RANGE_CHECK_POLICY_ENABLE);
+    // Access and range are checked by the nodes as GenApi checks them (along the whole pValue
+    // chain, with GenApi's default limits); the engine's own checks stop at the first node.
+    arv_gc_set_access_check_policy(genicam, ARV_ACCESS_CHECK_POLICY_DISABLE);
+    arv_gc_set_range_check_policy(genicam, ARV_RANGE_CHECK_POLICY_DISABLE);
     arv_gc_set_register_cache_policy(genicam, ARV_REGISTER_CACHE_POLICY_DISABLE);
     setPortDeviceTarget(device, nullptr, genicam);
-    nodes = std::make_unique<NodeCache>(genicam);
+    nodes = std::make_unique<NodeCache>(genicam, std::move(symbolics));
 }
 
 void NodeMap::Impl::release() {

@@ -1,5 +1,8 @@
 // Node, its typed kinds and their cache over Aravis' feature nodes.
 #include <algorithm>
+#include <cfloat>
+#include <cmath>
+#include <cstdint>
 
 #include "features/aravis/Engine.h"
 
@@ -39,7 +42,147 @@ AccessMode fromEngine(ArvGcAccessMode mode) {
 }
 
 // A locked feature can still be read but no longer written.
-AccessMode lockedMode(AccessMode mode) { return mode == WO ? NA : RO; }
+AccessMode lockedMode(AccessMode mode) {
+    if (mode == RW) return RO;
+    return mode == WO ? NA : mode;
+}
+
+// Two access modes along a chain of nodes: the narrower wins; reading at one end and writing at
+// the other leaves nothing.
+AccessMode combine(AccessMode a, AccessMode b) {
+    if (a == NI || b == NI) return NI;
+    if (a == NA || b == NA) return NA;
+    if ((a == RO && b == WO) || (a == WO && b == RO)) return NA;
+    if (a == RO || b == RO) return RO;
+    if (a == WO || b == WO) return WO;
+    return RW;
+}
+
+// The engine keeps each element of a node as a child property node.
+ArvGcPropertyNode* propertyOf(void* engineNode, ArvGcPropertyNodeType type) {
+    for (ArvDomNode* child = arv_dom_node_get_first_child(ARV_DOM_NODE(engineNode)); child;
+         child = arv_dom_node_get_next_sibling(child))
+        if (ARV_IS_GC_PROPERTY_NODE(child) && arv_gc_property_node_get_node_type(ARV_GC_PROPERTY_NODE(child)) == type)
+            return ARV_GC_PROPERTY_NODE(child);
+    return nullptr;
+}
+
+ArvGcNode* linkedNode(void* engineNode, ArvGcPropertyNodeType type) {
+    ArvGcPropertyNode* property = propertyOf(engineNode, type);
+    return property ? arv_gc_property_node_get_linked_node(property) : nullptr;
+}
+
+bool flagIs(ArvGcFeatureNode* node, gboolean (*test)(ArvGcFeatureNode*, GError**), bool expected) {
+    return bool(engineCall([&](GError** e) { return test(node, e); })) == expected;
+}
+
+// The access mode as GenApi gives it: a node's own pIsImplemented, pIsAvailable, its imposed
+// mode (a register's with its AccessMode), then the node its pValue names, down to the register,
+// and last its own pIsLocked. The depth stops a description whose pValues run in a circle.
+AccessMode chainAccessMode(ArvGcNode* node, int depth = 0) {
+    ArvGcFeatureNode* feature = ARV_GC_FEATURE_NODE(node);
+    if (flagIs(feature, arv_gc_feature_node_is_implemented, false)) return NI;
+    if (flagIs(feature, arv_gc_feature_node_is_available, false)) return NA;
+    ArvGcNode* value = linkedNode(node, ARV_GC_PROPERTY_NODE_TYPE_P_VALUE);
+    AccessMode mode = fromEngine(value ? arv_gc_feature_node_get_imposed_access_mode(feature)
+                                       : arv_gc_feature_node_get_actual_access_mode(feature));
+    constexpr int kDeepestChain = 16;
+    if (value && ARV_IS_GC_FEATURE_NODE(value) && depth < kDeepestChain)
+        mode = combine(mode, chainAccessMode(value, depth + 1));
+    if (flagIs(feature, arv_gc_feature_node_is_locked, true)) mode = lockedMode(mode);
+    return mode;
+}
+
+// A limit the node's chain does not define (a formula or a bit field has no increment, a formula
+// no range) takes GenApi's default: the type's range, increment 1, no float increment.
+template <class Value, class Getter>
+Value limitOr(Value fallback, Getter&& get) {
+    GError* error = nullptr;
+    Value value = get(&error);
+    if (error && g_error_matches(error, ARV_GC_ERROR, ARV_GC_ERROR_PROPERTY_NOT_DEFINED)) {
+        g_error_free(error);
+        return fallback;
+    }
+    if (error) throwEngineError(error);
+    return value;
+}
+
+// A converter computed as GenApi does: its formulas see its variables, constants and
+// expressions; a value written into an integer is rounded, not cut.
+class ConverterFormula {
+public:
+    ConverterFormula(ArvGcNode* converter, ArvGcPropertyNodeType formula)
+        : evaluator_(arv_evaluator_new(propertyText(converter, formula))) {
+        for (ArvDomNode* child = arv_dom_node_get_first_child(ARV_DOM_NODE(converter)); child;
+             child = arv_dom_node_get_next_sibling(child)) {
+            if (!ARV_IS_GC_PROPERTY_NODE(child)) continue;
+            auto* property = ARV_GC_PROPERTY_NODE(child);
+            const char* name = arv_gc_property_node_get_name(property);
+            switch (arv_gc_property_node_get_node_type(property)) {
+                case ARV_GC_PROPERTY_NODE_TYPE_P_VARIABLE: setVariable(name, property); break;
+                case ARV_GC_PROPERTY_NODE_TYPE_CONSTANT:
+                    arv_evaluator_set_constant(evaluator_, name, arv_gc_property_node_get_string(property, nullptr));
+                    break;
+                case ARV_GC_PROPERTY_NODE_TYPE_EXPRESSION:
+                    arv_evaluator_set_sub_expression(evaluator_, name,
+                                                     arv_gc_property_node_get_string(property, nullptr));
+                    break;
+                default: break;
+            }
+        }
+    }
+    ~ConverterFormula() { g_object_unref(evaluator_); }
+    ConverterFormula(const ConverterFormula&) = delete;
+    ConverterFormula& operator=(const ConverterFormula&) = delete;
+
+    double at(const char* variable, double value) {
+        arv_evaluator_set_double_variable(evaluator_, variable, value);
+        return engineCall([&](GError** e) { return arv_evaluator_evaluate_as_double(evaluator_, e); });
+    }
+
+private:
+    static const char* propertyText(ArvGcNode* node, ArvGcPropertyNodeType type) {
+        ArvGcPropertyNode* property = propertyOf(node, type);
+        return property ? arv_gc_property_node_get_string(property, nullptr) : "0";
+    }
+    void setVariable(const char* name, ArvGcPropertyNode* property) {
+        ArvGcNode* node = arv_gc_property_node_get_linked_node(property);
+        if (ARV_IS_GC_FLOAT(node))
+            arv_evaluator_set_double_variable(evaluator_, name, engineCall([&](GError** e) {
+                                                  return arv_gc_float_get_value(ARV_GC_FLOAT(node), e);
+                                              }));
+        else if (ARV_IS_GC_INTEGER(node))
+            arv_evaluator_set_int64_variable(evaluator_, name, engineCall([&](GError** e) {
+                                                 return arv_gc_integer_get_value(ARV_GC_INTEGER(node), e);
+                                             }));
+    }
+    ArvEvaluator* evaluator_;
+};
+
+// The node a converter's pValue names; null for any other node.
+Node* converterTarget(void* engineNode, NodeCache& cache) {
+    if (!ARV_IS_GC_CONVERTER(engineNode)) return nullptr;
+    ArvGcNode* target = linkedNode(engineNode, ARV_GC_PROPERTY_NODE_TYPE_P_VALUE);
+    return target && ARV_IS_GC_FEATURE_NODE(target) ? cache.wrap(target) : nullptr;
+}
+
+// A converter's limits are its target's, through the formula that reads it; a falling formula
+// swaps them. An enumeration target has no range: its entries are the limits.
+std::pair<double, double> convertedLimits(void* converter, Node& target) {
+    double low = 0, high = 0;
+    if (auto* integer = dynamic_cast<IntegerNode*>(&target)) {
+        low = double(integer->GetMin());
+        high = double(integer->GetMax());
+    } else if (auto* number = dynamic_cast<FloatNode*>(&target)) {
+        low = number->GetMin();
+        high = number->GetMax();
+    } else {
+        return {-DBL_MAX, DBL_MAX};
+    }
+    ConverterFormula from(ARV_GC_NODE(converter), ARV_GC_PROPERTY_NODE_TYPE_FORMULA_FROM);
+    const double first = from.at("TO", low), second = from.at("TO", high);
+    return {std::min(first, second), std::max(first, second)};
+}
 
 ArvGcInteger* integerOf(const Node& node) { return ARV_GC_INTEGER(node.engineNode()); }
 ArvGcFloat* floatOf(const Node& node) { return ARV_GC_FLOAT(node.engineNode()); }
@@ -77,15 +220,8 @@ Node* NodeCache::wrap(ArvGcNode* engineNode) {
 
 std::string Node::GetName() const { return text(arv_gc_feature_node_get_name(NodeCache::feature(*this))); }
 
-AccessMode Node::GetAccessMode() const {
-    ArvGcFeatureNode* node = NodeCache::feature(*this);
-    if (!engineCall([&](GError** e) { return arv_gc_feature_node_is_implemented(node, e); })) return NI;
-    if (!engineCall([&](GError** e) { return arv_gc_feature_node_is_available(node, e); })) return NA;
-    // The engine's own mode ignores pIsLocked (and its writes accept locked features).
-    AccessMode mode = fromEngine(arv_gc_feature_node_get_actual_access_mode(node));
-    if (engineCall([&](GError** e) { return arv_gc_feature_node_is_locked(node, e); })) return lockedMode(mode);
-    return mode;
-}
+// The engine's own mode ignores pIsLocked and stops at the node itself.
+AccessMode Node::GetAccessMode() const { return chainAccessMode(ARV_GC_NODE(engineNode_)); }
 
 void Node::requireReadable() const {
     if (!IsReadable(GetAccessMode())) throw GenericException("Node '" + GetName() + "' is not readable");
@@ -104,6 +240,10 @@ int64_t IntegerNode::GetValue(bool, bool) {
 
 void IntegerNode::SetValue(int64_t value, bool verify) {
     requireWritable();
+    const int64_t min = GetMin(), max = GetMax();
+    if (value < min || value > max)
+        throw GenericException("Value " + std::to_string(value) + " of node '" + GetName() + "' is outside " +
+                               std::to_string(min) + ".." + std::to_string(max));
     if (verify) {
         int64_t inc = GetInc();
         if (inc > 1 && (value - GetMin()) % inc != 0)
@@ -114,15 +254,15 @@ void IntegerNode::SetValue(int64_t value, bool verify) {
 }
 
 int64_t IntegerNode::GetMin() {
-    return engineCall([&](GError** e) { return arv_gc_integer_get_min(integerOf(*this), e); });
+    return limitOr(INT64_MIN, [&](GError** e) { return arv_gc_integer_get_min(integerOf(*this), e); });
 }
 
 int64_t IntegerNode::GetMax() {
-    return engineCall([&](GError** e) { return arv_gc_integer_get_max(integerOf(*this), e); });
+    return limitOr(INT64_MAX, [&](GError** e) { return arv_gc_integer_get_max(integerOf(*this), e); });
 }
 
 int64_t IntegerNode::GetInc() {
-    return engineCall([&](GError** e) { return arv_gc_integer_get_inc(integerOf(*this), e); });
+    return limitOr(int64_t(1), [&](GError** e) { return arv_gc_integer_get_inc(integerOf(*this), e); });
 }
 
 Representation IntegerNode::GetRepresentation() {
@@ -148,26 +288,41 @@ double FloatNode::GetValue(bool, bool) {
 
 void FloatNode::SetValue(double value, bool) {
     requireWritable();
-    engineCall([&](GError** e) { arv_gc_float_set_value(floatOf(*this), value, e); });
+    const double min = GetMin(), max = GetMax();
+    if (value < min || value > max)
+        throw GenericException("Value " + std::to_string(value) + " of node '" + GetName() + "' is outside " +
+                               std::to_string(min) + ".." + std::to_string(max));
+    Node* target = converterTarget(engineNode_, cache_);
+    if (!target) {
+        engineCall([&](GError** e) { arv_gc_float_set_value(floatOf(*this), value, e); });
+        return;
+    }
+    const double converted =
+        ConverterFormula(ARV_GC_NODE(engineNode_), ARV_GC_PROPERTY_NODE_TYPE_FORMULA_TO).at("FROM", value);
+    if (auto* integer = dynamic_cast<IntegerNode*>(target))
+        integer->SetValue(std::llround(converted), false);
+    else if (auto* enumeration = dynamic_cast<EnumerationNode*>(target))
+        enumeration->SetIntValue(std::llround(converted));
+    else if (auto* number = dynamic_cast<FloatNode*>(target))
+        number->SetValue(converted);
+    else
+        throw GenericException("Converter '" + GetName() + "' writes to no number");
 }
 
 double FloatNode::GetMin() {
-    return engineCall([&](GError** e) { return arv_gc_float_get_min(floatOf(*this), e); });
+    if (Node* target = converterTarget(engineNode_, cache_)) return convertedLimits(engineNode_, *target).first;
+    return limitOr(-DBL_MAX, [&](GError** e) { return arv_gc_float_get_min(floatOf(*this), e); });
 }
 
 double FloatNode::GetMax() {
-    return engineCall([&](GError** e) { return arv_gc_float_get_max(floatOf(*this), e); });
+    if (Node* target = converterTarget(engineNode_, cache_)) return convertedLimits(engineNode_, *target).second;
+    return limitOr(DBL_MAX, [&](GError** e) { return arv_gc_float_get_max(floatOf(*this), e); });
 }
 
+// The engine reports the smallest double as the increment of a converter that has none.
 double FloatNode::GetInc() {
-    GError* error = nullptr;
-    double inc = arv_gc_float_get_inc(floatOf(*this), &error);
-    if (error && g_error_matches(error, ARV_GC_ERROR, ARV_GC_ERROR_PROPERTY_NOT_DEFINED)) {
-        g_error_free(error);  // most floats have no increment: not an error
-        return 0.0;
-    }
-    if (error) throwEngineError(error);
-    return inc;
+    const double inc = limitOr(0.0, [&](GError** e) { return arv_gc_float_get_inc(floatOf(*this), e); });
+    return inc == DBL_MIN ? 0.0 : inc;
 }
 
 std::string FloatNode::GetUnit() { return text(arv_gc_float_get_unit(floatOf(*this))); }
@@ -176,6 +331,12 @@ std::string FloatNode::GetUnit() { return text(arv_gc_float_get_unit(floatOf(*th
 
 bool BooleanNode::GetValue(bool, bool) {
     requireReadable();
+    // A constant written as "true" or "false", which the engine reads as the number 0.
+    if (ArvGcPropertyNode* constant = propertyOf(engineNode_, ARV_GC_PROPERTY_NODE_TYPE_VALUE)) {
+        const std::string value = text(arv_gc_property_node_get_string(constant, nullptr));
+        if (g_ascii_strcasecmp(value.c_str(), "true") == 0) return true;
+        if (g_ascii_strcasecmp(value.c_str(), "false") == 0) return false;
+    }
     return engineCall([&](GError** e) { return arv_gc_boolean_get_value(ARV_GC_BOOLEAN(engineNode_), e); });
 }
 
@@ -205,7 +366,7 @@ int64_t EnumEntryNode::GetValue() {
     return engineCall([&](GError** e) { return arv_gc_enum_entry_get_value(ARV_GC_ENUM_ENTRY(engineNode_), e); });
 }
 
-std::string EnumEntryNode::GetSymbolic() const { return GetName(); }
+std::string EnumEntryNode::GetSymbolic() const { return cache_.symbolic(GetName()); }
 
 // The engine lists entries in reverse; the description's order is the camera's preference.
 void EnumerationNode::GetEntries(std::vector<EnumEntryNode*>& entries) {

@@ -222,6 +222,16 @@ TEST_F(DeviceOpen, FileUrlIsMappedToALocalNameCopiedAndLoadedFromTheDataDirector
     ASSERT_NE(bare.open(0, "ZEVO.cti"), nullptr) << dump();
 }
 
+// A producer that tells address and size of a file URL too: the URL's folder is kept.
+TEST_F(DeviceOpen, FileUrlFromUrlInfoKeepsItsFolder) {
+    Device& device =
+        registerDevice("url_scheme=file\nurl_info_file_numbers=1\nxml_file_dir=" + (root_ / "desc").string() + "\n");
+    ASSERT_NE(device.open(0, "ZEVO.cti"), nullptr) << dump();
+    EXPECT_TRUE(logged("Device::allocNodeMap: retrieve URL info succeed.", log::kVerbose)) << dump();
+    EXPECT_EQ(readFile(dataDirectory() / "ZEVO_quillon13SWIR.zip"),
+              readFile(root_ / "desc" / "ZEVO_quillon13SWIR.zip"));
+}
+
 TEST_F(DeviceOpen, SerialNumberFromDeviceSerialNumberElseInfoSerial) {
     Device& plain = registerDevice("serials=00012345\n");
     ASSERT_NE(plain.open(0, "ZEVO.cti"), nullptr) << dump();
@@ -284,6 +294,19 @@ TEST_F(BadDescription, MalformedXmlOrBrokenZipFailsTheOpenAndClosesTheDevice) {
         expectClosedAgain(device);
         clearLines();
     }
+}
+
+TEST_F(BadDescription, DescriptionLargerThan64MiBIsRefusedBeforeItIsRead) {
+    Device& device = registerDevice("xml_zipped=0\nurl=local:///Cam.xml;100000;100000000\n");
+    EXPECT_EQ(device.open(0, "ZEVO.cti"), nullptr);
+    EXPECT_TRUE(
+        logged("Device::allocNodeMap: Description <Cam.xml> of 0x100000000 bytes is larger than the largest "
+               "accepted (0x4000000).",
+               log::kError))
+        << dump();
+    EXPECT_TRUE(logged("Device::open: allocNodeMap failed.", log::kError));
+    EXPECT_FALSE(fs::exists(dataDirectory() / "Cam.xml"));
+    expectClosedAgain(device);
 }
 
 TEST_F(BadDescription, TruncatedDescriptionFailsTheOpen) {

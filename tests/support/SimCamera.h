@@ -1,6 +1,7 @@
 // The simulated camera with the given configuration lines (the producer's key=value file),
 // opened with Open_Cam in a private application-data folder and closed by the destructor.
-// Needs TQ4_SIM_DIR, the simulated producer's folder (tq4_add_sim_test defines it).
+// Needs TQ4_SIM_DIR, the simulated producer's folder (tq4_add_sim_test defines it). The
+// environment variable TQ4_SIM_MODEL picks the camera's model (sim/README.md, key `model`).
 #pragma once
 
 #include <atomic>
@@ -19,7 +20,8 @@ class SimCamera {
 public:
     explicit SimCamera(const std::string& simConfig = "") : folder_(freshFolder()) {
         const std::string configPath = folder_ + "/sim.cfg";
-        std::ofstream(configPath) << simConfig;
+        const std::string model = platform::getEnvironment("TQ4_SIM_MODEL");
+        std::ofstream(configPath) << (model.empty() ? "" : "model=" + model + "\n") << simConfig;
         platform::setEnvironment("TQ4_COMMON_APPDATA", folder_);
         platform::setEnvironment("GENICAM_GENTL64_PATH", TQ4_SIM_DIR);
         platform::setEnvironment("ZEVO_SIM_CONFIG", configPath);
