@@ -7,7 +7,7 @@ packages=(
   libaravis-dev libusb-1.0-0-dev libglib2.0-dev libxml2-dev zlib1g-dev
   libsimpleini-dev libcli11-dev libtiff-dev libpng-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  dpkg-dev file
+  dpkg-dev file libxml2-utils
   zenity xvfb openbox xdotool imagemagick
 )
 # `setup.sh windows`: also the cross tools for the Windows build (scripts/windows-engine.sh, the win64 preset).
