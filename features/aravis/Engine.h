@@ -36,6 +36,12 @@ auto engineCall(Call&& call) {
 ArvDevice* newPortDevice();
 void setPortDeviceTarget(ArvDevice* device, RegisterPort* port, ArvGc* genicam);
 
+// A formula with its `&&`/`||` and `&`/`|`/`^` groups in parentheses as GenApi groups them
+// (each pair one level, left to right); other formulas as they are.
+std::string groupedAsGenApi(const std::string& formula);
+// Regroups every formula and expression of a loaded description so.
+void groupFormulasAsGenApi(ArvGc* genicam);
+
 // Owns the Node objects of one loaded description, one per engine node, created on first use.
 class NodeCache {
 public:

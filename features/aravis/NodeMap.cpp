@@ -148,6 +148,7 @@ void NodeMap::Impl::build(const char* xml, std::size_t size) {
     arv_gc_set_access_check_policy(genicam, ARV_ACCESS_CHECK_POLICY_DISABLE);
     arv_gc_set_range_check_policy(genicam, ARV_RANGE_CHECK_POLICY_DISABLE);
     arv_gc_set_register_cache_policy(genicam, ARV_REGISTER_CACHE_POLICY_DISABLE);
+    groupFormulasAsGenApi(genicam);
     setPortDeviceTarget(device, nullptr, genicam);
     nodes = std::make_unique<NodeCache>(genicam, std::move(symbolics));
 }

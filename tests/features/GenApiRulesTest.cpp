@@ -70,6 +70,10 @@ const char kRulesXml[] = R"XML(<?xml version="1.0" encoding="utf-8"?>
   <Integer Name="ExposureRaw"><pValue>ExposureRawReg</pValue><Min>100</Min><Max>50000</Max></Integer>
   <IntReg Name="ExposureRawReg"><Address>0x74</Address><Length>4</Length><AccessMode>RW</AccessMode>
     <pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>LittleEndian</Endianess></IntReg>
+  <IntSwissKnife Name="LogicalLeftToRight"><Formula>1 || 0 &amp;&amp; 0</Formula></IntSwissKnife>
+  <IntSwissKnife Name="BitwiseLeftToRight"><Formula>1 ^ 3 &amp; 2 | 4</Formula></IntSwissKnife>
+  <IntSwissKnife Name="GroupsInsideTernary"><pVariable Name="B">BinningHorizontal</pVariable>
+    <Formula>(B = 0) ? -2 | 1 &amp; 1 : 0x10 | 2 &amp; 0</Formula></IntSwissKnife>
   <Boolean Name="AlwaysOn"><Value>true</Value></Boolean>
   <Integer Name="Zero"><Value>0</Value></Integer>
   <Port Name="Device"/>
@@ -122,6 +126,14 @@ TEST_F(GenApiRules, IntegersOverMaskedStructAndFormulaNodesTakeTheirRangeAndIncr
     EXPECT_EQ(fmin, -DBL_MAX);
     EXPECT_EQ(fmax, DBL_MAX);
     EXPECT_EQ(finc, 0.0);
+}
+
+TEST_F(GenApiRules, LogicalAndBitwiseOperatorsGroupLeftToRightAtOneLevelEach) {
+    EXPECT_EQ(getInteger(map, "LogicalLeftToRight"), 0);  // (1 || 0) && 0
+    EXPECT_EQ(getInteger(map, "BitwiseLeftToRight"), 6);  // ((1 ^ 3) & 2) | 4
+    EXPECT_EQ(getInteger(map, "GroupsInsideTernary"), 1);
+    ASSERT_TRUE(setInteger(map, "BinningHorizontal", 1));
+    EXPECT_EQ(getInteger(map, "GroupsInsideTernary"), 0);
 }
 
 TEST_F(GenApiRules, AccessFollowsThePValueChainToTheRegister) {
