@@ -26,7 +26,8 @@
 
 #include "gentl/GenTL.h"
 #include "platform/Platform.h"
-#include "telegram/Telegram.h"
+#include "tests/support/CallerBuffer.h"
+#include "tests/support/Telegrams.h"
 #include "tq4_genicam.h"
 
 namespace {
@@ -34,6 +35,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using namespace GenTL;
 namespace platform = tq4::platform;
+namespace test = tq4::test;
 
 constexpr int kFrames = 1000;
 constexpr int kBuffers = 4;
@@ -163,15 +165,8 @@ void BM_Producer(benchmark::State& state) {
     }
 }
 
-struct CallerBuffer {
-    std::vector<uint8_t> image = std::vector<uint8_t>(kPayload);
-    uint32_t status = 0;
-    std::unique_ptr<platform::Event> event = platform::Event::create();
-    TQ4_HANDLE eventHandle() const { return reinterpret_cast<TQ4_HANDLE>(event->nativeHandle()); }
-};
-
 uint32_t send(TQ4_HANDLE h, uint16_t code, const std::vector<uint8_t>& payload = {}) {
-    const std::vector<uint8_t> t = ZEVO_TELEGRAM::buildRequest(code, payload);
+    const std::vector<uint8_t> t = test::telegram(code, payload);
     uint8_t response[512];
     return Control_Command(h, t.data(), int32_t(t.size()), response, sizeof response);
 }
@@ -189,16 +184,18 @@ void BM_Driver(benchmark::State& state) {
         send(h, SET_CAMERA_SETUP, setup);
         send(h, ARM_CAMERA);
         send(h, SET_RECORDING_STATE, {1, 0});
-        std::vector<CallerBuffer> ring(kBuffers);
-        const auto queue = [&](CallerBuffer& b) {
+        std::vector<test::CallerBuffer> ring;
+        ring.reserve(kBuffers);  // the driver keeps each buffer's status word address
+        while (ring.size() < size_t(kBuffers)) ring.emplace_back(kPayload, 0);
+        const auto queue = [&](test::CallerBuffer& b) {
             b.event->reset();
-            Set_Image_Buffer(h, b.eventHandle(), 0, 0, 0, 0, b.image.data(), uint32_t(kPayload), &b.status);
+            b.queue(Set_Image_Buffer, h, uint32_t(kPayload));
         };
         for (auto& b : ring) queue(b);
         const Meter meter;
         int frames = 0;
         for (; frames < kFrames; ++frames) {
-            CallerBuffer& b = ring[frames % kBuffers];
+            test::CallerBuffer& b = ring[frames % kBuffers];
             if (!b.event->wait(2000)) break;
             queue(b);
         }

@@ -58,6 +58,8 @@
 
 #include "platform/Platform.h"
 #include "stream/Timestamp.h"
+#include "tests/support/CallerBuffer.h"
+#include "tests/support/Telegrams.h"
 #include "tq4_genicam.h"
 
 namespace {
@@ -129,46 +131,9 @@ Driver& driver() {
     return d;
 }
 
-// Request telegram with an optional u16 value at offset 4 (size and checksum filled in).
-std::vector<uint8_t> telegram(uint16_t code, int value) {
-    std::vector<uint8_t> t(value < 0 ? 5 : 7, 0);
-    t[0] = uint8_t(code);
-    t[1] = uint8_t(code >> 8);
-    t[2] = uint8_t(t.size());
-    if (value >= 0) {
-        t[4] = uint8_t(value);
-        t[5] = uint8_t(value >> 8);
-    }
-    uint8_t sum = 0;
-    for (std::size_t i = 0; i + 1 < t.size(); ++i) sum = uint8_t(sum + t[i]);
-    t.back() = sum;
-    return t;
-}
+// ---- caller side: the test kit's caller buffers and requests ------------------------------
 
-// ---- caller side ----------------------------------------------------------------------------
-
-// One caller buffer: image memory, status word and event, as a caller keeps them.
-struct CallerBuffer {
-    explicit CallerBuffer(std::size_t bytes) : image(bytes, 0), event(tq4::platform::Event::create()) {}
-
-    TQ4_HANDLE eventHandle() const { return reinterpret_cast<TQ4_HANDLE>(event->nativeHandle()); }
-    // Read as the driver's thread wrote it (release store before the event).
-    uint32_t status() const { return __atomic_load_n(&statusWord, __ATOMIC_ACQUIRE); }
-
-    std::vector<uint8_t> image;
-    uint32_t statusWord = 0;
-    std::unique_ptr<tq4::platform::Event> event;
-};
-
-// The camera's frame id: eight BCD digits in the first four 16-bit pixels, in their top byte.
-uint64_t cameraFrameId16(const CallerBuffer& b) {
-    uint64_t id = 0;
-    for (std::size_t i = 0; i < 4; ++i) {
-        const unsigned bcd = b.image[2 * i + 1];
-        id = id * 100 + (bcd >> 4) * 10 + (bcd & 0xF);
-    }
-    return id;
-}
+using tq4::test::CallerBuffer;
 
 // An opened camera, armed, recording, time stamps on; buffers cancelled and camera closed at
 // the end. The producer reads `simConfig` when the camera is opened.
@@ -207,8 +172,7 @@ public:
     const std::string& error() const { return error_; }
 
     bool queue(CallerBuffer& b) {
-        const uint32_t rc = d_.setImageBuffer(h_, b.eventHandle(), 0, 0, 0, 0, b.image.data(),
-                                              static_cast<uint32_t>(b.image.size()), &b.statusWord);
+        const uint32_t rc = b.queue(d_.setImageBuffer, h_, static_cast<uint32_t>(b.image.size()));
         if (rc != ZEVO_NOERROR && error_.empty()) error_ = "Set_Image_Buffer failed: " + hex(rc);
         return rc == ZEVO_NOERROR;
     }
@@ -222,7 +186,7 @@ public:
 
 private:
     bool send(uint16_t code, int value = -1) {
-        const std::vector<uint8_t> request = telegram(code, value);
+        const std::vector<uint8_t> request = tq4::test::request(code, value);
         uint8_t response[512] = {};
         const uint32_t rc =
             d_.controlCommand(h_, request.data(), static_cast<int32_t>(request.size()), response, sizeof response);
@@ -325,7 +289,7 @@ void streamFrames(benchmark::State& state, std::size_t ringSize, std::size_t fra
     const double memcpy2Before = fullFrame ? coldFrames().framesPerSecondTwoThreads(kMemcpyCheckFrames) : 0;
     // The buffers outlive the camera: its close ends the ones still queued.
     std::vector<std::unique_ptr<CallerBuffer>> ring;
-    for (std::size_t i = 0; i < ringSize; ++i) ring.push_back(std::make_unique<CallerBuffer>(frameBytes));
+    for (std::size_t i = 0; i < ringSize; ++i) ring.push_back(std::make_unique<CallerBuffer>(frameBytes, 0));
     Camera camera("unlimited_frame_rate = 1\npixel_formats = Mono16\n" +
                   (fullFrame ? std::string() : "payload_size = " + std::to_string(frameBytes) + "\n"));
     if (!camera.queueAll(ring)) {
@@ -344,7 +308,7 @@ void streamFrames(benchmark::State& state, std::size_t ringSize, std::size_t fra
         next = (next + 1) % ringSize;
         if (!b.event->wait(kWaitMs)) return false;
         if (b.status() != ZEVO_BUFFER_DONE) ++badStatus;
-        const uint64_t id = cameraFrameId16(b);
+        const uint64_t id = b.cameraFrameId(2, 16);
         if (id != lastId + 1) lost += id > lastId ? id - lastId - 1 : 1;
         lastId = id;
         b.event->reset();
@@ -509,7 +473,7 @@ void BM_WakeBaseline(benchmark::State& state) {
 void BM_DriverOverhead(benchmark::State& state) {
     constexpr std::size_t kRing = 4;
     std::vector<std::unique_ptr<CallerBuffer>> ring;
-    for (std::size_t i = 0; i < kRing; ++i) ring.push_back(std::make_unique<CallerBuffer>(kSmallPayload));
+    for (std::size_t i = 0; i < kRing; ++i) ring.push_back(std::make_unique<CallerBuffer>(kSmallPayload, 0));
     Camera camera("pixel_formats = Mono8\nremove_features = ZEVOTimestamp\npayload_size = " +
                   std::to_string(kSmallPayload) + "\n");
     if (!camera.queueAll(ring)) {

@@ -32,6 +32,11 @@ int asInt(uint64_t value) { return static_cast<int>(value); }
 
 }  // namespace
 
+uint64_t bufferCountFor(uint64_t budget, uint64_t payload, uint64_t minimum) {
+    const uint64_t count = budget / payload;
+    return count > minimum ? std::min(count, kMaximumBuffers) : minimum;
+}
+
 DataStream::DataStream(std::shared_ptr<gentl::GenTLModule> module, GenTL::DS_HANDLE hDS, std::string id,
                        std::shared_ptr<features::NodeMap> nodeMap)
     : module_(std::move(module)), hDS_(hDS), id_(std::move(id)), nodeMap_(std::move(nodeMap)) {}
@@ -172,8 +177,7 @@ uint64_t DataStream::calcNumBuffers() {
     const uint64_t payload = payloadSize_;
     // Without a payload there is nothing to divide; the budget in the file stays as it is.
     if (payload == 0) return minimum;
-    uint64_t count = budget / payload;
-    count = count > minimum ? std::min(count, kMaximumBuffers) : minimum;
+    const uint64_t count = bufferCountFor(budget, payload, minimum);
     if (count * payload != budget)
         config::writeIniValue(iniFile, "MEMORY", "DMALength", std::to_string(count * payload));
     return count;

@@ -38,6 +38,10 @@ constexpr uint32_t kStreamStatusEventFailed = 0x80362016;
 // Time-out of one wait for a new buffer.
 constexpr uint64_t kNewBufferTimeoutMs = 10000;
 
+// The number of buffers of `payload` bytes (not 0) for a memory budget of `budget` bytes: as
+// many as it holds, at most 512, when that is more than `minimum`; else `minimum`.
+uint64_t bufferCountFor(uint64_t budget, uint64_t payload, uint64_t minimum);
+
 class DataStream {
 public:
     // Takes over a stream handle opened with DevOpenDataStream; the destructor stops, revokes

@@ -4,82 +4,98 @@
 #include <string>
 #include <vector>
 
-#include "support/StreamWorld.h"
+#include "support/World.h"
 
 namespace tq4::test {
 namespace {
 
 constexpr uint32_t kFrameBytes = 1296 * 1032;  // Mono8
 constexpr const char* kFastMono8 = "unlimited_frame_rate = 1\npixel_formats = Mono8\n";
+using Statuses = std::vector<uint32_t>;
+constexpr uint32_t kDone = ZEVO_BUFFER_DONE;
 
-class StreamFaultsTest : public StreamWorld {
+class StreamFaultsTest : public World {
 protected:
-    // Streams into `count` fresh buffers (queued at once) and waits for each to end.
-    std::vector<CallerBuffer*> streamInto(TQ4_HANDLE h, int count) {
+    TQ4_HANDLE& openWithFault(const std::string& fault) {
+        configure(kFastMono8 + fault + "\n");
+        return openRecording();
+    }
+    // Streams into `count` fresh buffers (queued at once), waits for each to end, and returns
+    // their status words.
+    Statuses streamInto(TQ4_HANDLE h, int count, std::vector<CallerBuffer*>* kept = nullptr) {
+        Statuses statuses;
         std::vector<CallerBuffer*> buffers;
         for (int i = 0; i < count; ++i) {
             buffers.push_back(&buffer(kFrameBytes));
             EXPECT_EQ(queue(h, *buffers.back()), ZEVO_NOERROR);
         }
-        for (CallerBuffer* b : buffers) EXPECT_TRUE(b->waitDone()) << dump();
-        return buffers;
+        for (CallerBuffer* b : buffers) {
+            EXPECT_TRUE(b->waitDone()) << dump();
+            statuses.push_back(b->status());
+        }
+        if (kept) *kept = buffers;
+        return statuses;
     }
-    static std::vector<uint32_t> statuses(const std::vector<CallerBuffer*>& buffers) {
-        std::vector<uint32_t> out;
-        for (const CallerBuffer* b : buffers) out.push_back(b->status());
-        return out;
-    }
-    static bool allZero(const CallerBuffer& b) {
-        return std::all_of(b.image.begin(), b.image.end(), [](uint8_t v) { return v == 0; });
-    }
+    uint64_t announced(TQ4_HANDLE h) { return stream(h)->numAnnouncedBuffers(); }
 };
 
-using Statuses = std::vector<uint32_t>;
-
-TEST_F(StreamFaultsTest, TimedOutWaitIsRepeatedForTheSameBuffer) {
-    configure(std::string(kFastMono8) + "fault.EventGetData = -1011, 1, 1\n");
-    TQ4_HANDLE& h = openRecording();
-    EXPECT_EQ(statuses(streamInto(h, 3)), Statuses(3, ZEVO_BUFFER_DONE));
-    EXPECT_TRUE(logged("DataStream::ImageAcquireThread: Timeout @1 (EventGetData: 10000ms)", log::kProgress)) << dump();
-}
-
-TEST_F(StreamFaultsTest, FailedWaitFailsOneZeroedBufferAndStreamingGoesOn) {
-    configure(std::string(kFastMono8) + "fault.EventGetData = -1010, 1, 1\n");
-    TQ4_HANDLE& h = openRecording();
-    const auto buffers = streamInto(h, 3);
-    EXPECT_EQ(statuses(buffers), (Statuses{ZEVO_BUFFER_DONE, ZEVO_BUFFER_FAILED, ZEVO_BUFFER_DONE}));
-    EXPECT_TRUE(allZero(*buffers[1]));
-    EXPECT_TRUE(logged("DataStream::ImageAcquireThread: EventGetData @1 failed: -1010", log::kError));
-}
-
-TEST_F(StreamFaultsTest, MissingBasePointerEndsTheThreadAndCancelsEveryBuffer) {
-    configure(std::string(kFastMono8) + "fault.BUFFER_INFO_BASE = 0, 1, 1\n");
-    TQ4_HANDLE& h = openRecording();
-    EXPECT_EQ(statuses(streamInto(h, 3)), (Statuses{ZEVO_BUFFER_DONE, ZEVO_BUFFER_CANCELLED, ZEVO_BUFFER_CANCELLED}));
-    EXPECT_TRUE(logged("DataStream::ImageAcquireThread: Get image base pointer failed: 0", log::kError));
-    EXPECT_TRUE(logged("DataStream::ImageAcquireThread: Terminating @2, ?2, X1", log::kProgress)) << dump();
-
-    // Until the caller cancels, a new buffer finds no stream; afterwards streaming starts anew.
-    CallerBuffer& late = buffer(kFrameBytes);
-    EXPECT_EQ(queue(h, late), ZEVO_NOERROR);
-    EXPECT_TRUE(logged("Device::setImageBuffer: DataStream is not running.", log::kError));
-    EXPECT_EQ(late.status(), ZEVO_BUFFER_QUEUED);
-    EXPECT_EQ(Cancel_Images(h), ZEVO_NOERROR);
-    EXPECT_EQ(statuses(streamInto(h, 2)), Statuses(2, ZEVO_BUFFER_DONE));
-}
-
-TEST_F(StreamFaultsTest, RefusedRequeueLosesOnlyThatProducerBuffer) {
-    // Calls 1 and 2 queue the first buffers, call 3 gives the first image's buffer back.
-    configure(std::string(kFastMono8) + "fault.DSQueueBuffer = -1001, 1, 2\n");
-    TQ4_HANDLE& h = openRecording();
-    EXPECT_EQ(statuses(streamInto(h, 2)), Statuses(2, ZEVO_BUFFER_DONE));
-    EXPECT_TRUE(logged("DataStream::ImageAcquireThread: DSQueueBuffer @1 failed: -1001", log::kError));
-    EXPECT_EQ(statuses(streamInto(h, 4)), Statuses(4, ZEVO_BUFFER_DONE));
+// A fault of one call of the acquisition thread costs that call's buffer at most.
+TEST_F(StreamFaultsTest, FaultsOfOneCallEndTheirBufferAndStreamingGoesOn) {
+    const struct {
+        const char* fault;
+        Statuses first, second;
+        const char* line;
+        uint32_t cls;
+    } cases[] = {
+        {"fault.EventGetData = -1011, 1, 1",
+         {kDone, kDone, kDone},
+         {kDone},
+         "DataStream::ImageAcquireThread: Timeout @1 (EventGetData: 10000ms)",
+         log::kProgress},
+        {"fault.EventGetData = -1010, 1, 1",
+         {kDone, ZEVO_BUFFER_FAILED, kDone},
+         {kDone},
+         "DataStream::ImageAcquireThread: EventGetData @1 failed: -1010",
+         log::kError},
+        // Calls 1 and 2 queue the first buffers, call 3 gives the first image's buffer back.
+        {"fault.DSQueueBuffer = -1001, 1, 2",
+         {kDone, kDone},
+         {kDone, kDone, kDone, kDone},
+         "DataStream::ImageAcquireThread: DSQueueBuffer @1 failed: -1001",
+         log::kError},
+        // Without a base pointer the thread ends: until the caller cancels, a new buffer finds
+        // no stream; afterwards streaming starts anew.
+        {"fault.BUFFER_INFO_BASE = 0, 1, 1",
+         {kDone, ZEVO_BUFFER_CANCELLED, ZEVO_BUFFER_CANCELLED},
+         {kDone, kDone},
+         "DataStream::ImageAcquireThread: Terminating @2, ?2, X1",
+         log::kProgress},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.fault);
+        TQ4_HANDLE& h = openWithFault(c.fault);
+        std::vector<CallerBuffer*> buffers;
+        EXPECT_EQ(streamInto(h, int(c.first.size()), &buffers), c.first);
+        EXPECT_TRUE(logged(c.line, c.cls)) << dump();
+        for (const CallerBuffer* b : buffers)
+            if (b->status() == ZEVO_BUFFER_FAILED) {
+                EXPECT_TRUE(std::all_of(b->image.begin(), b->image.end(), [](uint8_t v) { return v == 0; }));
+            }
+        if (c.first.back() == ZEVO_BUFFER_CANCELLED) {
+            CallerBuffer& late = buffer(kFrameBytes);
+            EXPECT_EQ(queue(h, late), ZEVO_NOERROR);
+            EXPECT_TRUE(logged("Device::setImageBuffer: DataStream is not running.", log::kError));
+            EXPECT_EQ(late.status(), ZEVO_BUFFER_QUEUED);
+            EXPECT_EQ(Cancel_Images(h), ZEVO_NOERROR);
+        }
+        EXPECT_EQ(streamInto(h, int(c.second.size())), c.second);
+        ASSERT_EQ(Close_Cam(&h), ZEVO_NOERROR);
+        clearLines();
+    }
 }
 
 TEST_F(StreamFaultsTest, RefusedFirstQueueIsReportedAndTheBufferStillEnds) {
-    configure(std::string(kFastMono8) + "fault.DSQueueBuffer = -1001, 1\n");
-    TQ4_HANDLE& h = openRecording();
+    TQ4_HANDLE& h = openWithFault("fault.DSQueueBuffer = -1001, 1");
     CallerBuffer& first = buffer(kFrameBytes);
     EXPECT_EQ(queue(h, first), 0x360000u);
     EXPECT_TRUE(
@@ -91,68 +107,59 @@ TEST_F(StreamFaultsTest, RefusedFirstQueueIsReportedAndTheBufferStillEnds) {
 }
 
 TEST_F(StreamFaultsTest, RefusedAnnouncementsLeaveFewerBuffersThatStillStream) {
-    configure(std::string(kFastMono8) + "fault.DSAnnounceBuffer = -1001, 2\n");
-    TQ4_HANDLE& h = openRecording();
+    TQ4_HANDLE& h = openWithFault("fault.DSAnnounceBuffer = -1001, 2");
     EXPECT_TRUE(
         logged("DataStream::setImageSizes: 0th Buffer (hBUF: 0x0) of 25 failed on DSAllocAndAnnounceBuffer "
                "failed: -1001",
                log::kError))
         << dump();
-    EXPECT_TRUE(logged("DataStream::setImageSizes: 25 buffers allocated and 23 buffers announced to GenTL Producer.",
-                       log::kProgress));
-    EXPECT_EQ(statuses(streamInto(h, 30)), Statuses(30, ZEVO_BUFFER_DONE));
+    EXPECT_EQ(announced(h), 23u);
+    EXPECT_EQ(streamInto(h, 30), Statuses(30, kDone));
 }
 
 // Counts answered with another type than GenTL gives them are logged and still used: the
-// buffers announced are all revoked.
+// buffers announced are all revoked before the new ones come.
 TEST_F(StreamFaultsTest, BufferCountsOfAnotherTypeAreStillCounted) {
-    configure(std::string(kFastMono8) + "buffer_count_type = 7\n");  // INFO_DATATYPE_INT64
-    TQ4_HANDLE& h = open();
-    ASSERT_EQ(command(h, ARM_CAMERA), ZEVO_NOERROR);
-    clearLines();
+    TQ4_HANDLE& h = openWithFault("buffer_count_type = 7");  // INFO_DATATYPE_INT64
+    ASSERT_EQ(command(h, SET_RECORDING_STATE, 0), ZEVO_NOERROR);
     ASSERT_EQ(command(h, ARM_CAMERA), ZEVO_NOERROR);  // announces anew: the old buffers go
-    EXPECT_TRUE(logged("DataStream::freeGCBuffers: Buffer in Queue. Announced: 25, Input: 0, Output: 0, Started: 0",
-                       log::kImageTrace))
-        << dump();
-    EXPECT_TRUE(logged("DataStream::freeGCBuffers: Revoked buffers: 25", log::kImageTrace));
-    EXPECT_EQ(count("DataStream::numAnnouncedBuffers: GC failed: 0"), 26);  // once, then after each revoke
+    EXPECT_GT(count("DataStream::numAnnouncedBuffers: GC failed: 0"), 0);
+    EXPECT_TRUE(logged("DataStream::freeGCBuffers: Revoked buffers: 25", log::kImageTrace)) << dump();
+    EXPECT_EQ(announced(h), 25u);
 }
 
 TEST_F(StreamFaultsTest, BufferRefusedOnceIsFreedByTheRecovery) {
-    configure(std::string(kFastMono8) + "fault.DSRevokeBuffer = -1022, 1\n");
-    TQ4_HANDLE& h = openRecording();
-    EXPECT_EQ(statuses(streamInto(h, 2)), Statuses(2, ZEVO_BUFFER_DONE));
+    TQ4_HANDLE& h = openWithFault("fault.DSRevokeBuffer = -1022, 1");
+    EXPECT_EQ(streamInto(h, 2), Statuses(2, kDone));
     EXPECT_EQ(Cancel_Images(h), ZEVO_NOERROR);
     ASSERT_EQ(command(h, SET_RECORDING_STATE, 0), ZEVO_NOERROR);
     clearLines();
     ASSERT_EQ(command(h, ARM_CAMERA), ZEVO_NOERROR);  // announces anew: the old buffers go
     const auto recovery = messagesStartingWith("DataStream::freeGCBuffers: ");
-    const std::vector<std::string> expected = {
-        "DataStream::freeGCBuffers: Buffer in Queue. Announced: 25, Input: 0, Output: 0, Started: ",
-        "DataStream::freeGCBuffers: Revoke buffer (hBUF: 0x",
-        "DataStream::freeGCBuffers: DSStartAcquisition again: Default. gc_error: 0",
-        "DataStream::freeGCBuffers: DSStopAcquisition again: Kill. gc_error: 0",
-        "DataStream::freeGCBuffers: Flush queue again: discard all. gc_error: 0",
-        "DataStream::freeGCBuffers: Resolved busy state buffer (hBUF: 0x",
-        "DataStream::freeGCBuffers: Revoked buffers: 25"};
+    const std::vector<std::string> expected = {"Buffer in Queue. Announced: 25, Input: 0, Output: 0, Started: ",
+                                               "Revoke buffer (hBUF: 0x",
+                                               "DSStartAcquisition again: Default. gc_error: 0",
+                                               "DSStopAcquisition again: Kill. gc_error: 0",
+                                               "Flush queue again: discard all. gc_error: 0",
+                                               "Resolved busy state buffer (hBUF: 0x",
+                                               "Revoked buffers: 25"};
     ASSERT_EQ(recovery.size(), expected.size()) << dump();
     for (std::size_t i = 0; i < expected.size(); ++i)
-        EXPECT_EQ(recovery[i].compare(0, expected[i].size(), expected[i]), 0) << recovery[i];
+        EXPECT_EQ(recovery[i].compare(27, expected[i].size(), expected[i]), 0) << recovery[i];
+    EXPECT_EQ(announced(h), 25u);
     ASSERT_EQ(command(h, SET_RECORDING_STATE, 1), ZEVO_NOERROR);
-    EXPECT_EQ(statuses(streamInto(h, 2)), Statuses(2, ZEVO_BUFFER_DONE));
+    EXPECT_EQ(streamInto(h, 2), Statuses(2, kDone));
 }
 
 TEST_F(StreamFaultsTest, BufferRefusedAlwaysStaysAnnouncedAndStreamingGoesOnWithNewOnes) {
-    configure(std::string(kFastMono8) + "fault.DSRevokeBuffer = -1022\n");
-    TQ4_HANDLE& h = openRecording();
+    TQ4_HANDLE& h = openWithFault("fault.DSRevokeBuffer = -1022");
     ASSERT_EQ(command(h, SET_RECORDING_STATE, 0), ZEVO_NOERROR);
     ASSERT_EQ(command(h, ARM_CAMERA), ZEVO_NOERROR);
-    EXPECT_EQ(count("DataStream::freeGCBuffers: Revoke buffer (hBUF: 0x"), 50) << "every buffer, twice";
-    EXPECT_EQ(count(") failed AGAIN: -1022"), 25);
-    EXPECT_TRUE(logged("DataStream::freeGCBuffers: Revoked buffers: 0", log::kImageTrace));
+    EXPECT_EQ(count(") failed AGAIN: -1022"), 25) << "every buffer tried twice";
     EXPECT_TRUE(logged("DataStream::freeGCBuffers: Cannot not revoke 25 Buffers!", log::kError));
+    EXPECT_EQ(announced(h), 50u);
     ASSERT_EQ(command(h, SET_RECORDING_STATE, 1), ZEVO_NOERROR);
-    EXPECT_EQ(statuses(streamInto(h, 3)), Statuses(3, ZEVO_BUFFER_DONE));
+    EXPECT_EQ(streamInto(h, 3), Statuses(3, kDone));
 }
 
 }  // namespace

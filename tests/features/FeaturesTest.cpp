@@ -116,25 +116,25 @@ TEST_F(Helpers, WritesAndReadsOfEachKind) {
     EXPECT_EQ(port.get<uint32_t>(test::kStart), 1u);
 
     int64_t min, max, inc;
-    EXPECT_EQ(getInteger(map, "Width", &min, &max, &inc), 1024);
-    EXPECT_EQ(std::vector<int64_t>({min, max, inc}), std::vector<int64_t>({16, 4096, 16}));
     double fmin, fmax, finc;
     std::string unit;
-    EXPECT_DOUBLE_EQ(getFloat(map, "ExposureTime", &fmin, &fmax, &finc, &unit), 2500.0);
-    EXPECT_EQ(std::vector<double>({fmin, fmax, finc}), std::vector<double>({10.0, 100000.0, 0.0}));
+    const auto integer = [&](const char* name) {
+        return std::vector<int64_t>({getInteger(map, name, &min, &max, &inc), min, max, inc});
+    };
+    const auto number = [&](const char* name) {
+        return std::vector<double>({getFloat(map, name, &fmin, &fmax, &finc, &unit), fmin, fmax, finc});
+    };
+    EXPECT_EQ(integer("Width"), std::vector<int64_t>({1024, 16, 4096, 16}));
+    EXPECT_EQ(number("ExposureTime"), std::vector<double>({2500.0, 10.0, 100000.0, 0.0}));
     EXPECT_EQ(unit, "us");
     EXPECT_TRUE(getBoolean(map, "ReverseX"));
     EXPECT_EQ(getEnum(map, "PixelFormat"), "Mono16");
-
     // An enumeration read as an integer gives its entry's value, in min, max and inc too.
-    EXPECT_EQ(getInteger(map, "PixelFormat", &min, &max, &inc), test::kMono16);
-    EXPECT_EQ(std::vector<int64_t>({min, max, inc}), std::vector<int64_t>(3, test::kMono16));
+    EXPECT_EQ(integer("PixelFormat"), std::vector<int64_t>(4, test::kMono16));
     // Outputs are cleared even when the feature is missing.
-    EXPECT_EQ(getFloat(map, "Missing", &fmin, &fmax, &finc, &unit), 0.0);
-    EXPECT_EQ(std::vector<double>({fmin, fmax, finc}), std::vector<double>(3, 0.0));
+    EXPECT_EQ(number("Missing"), std::vector<double>(4, 0.0));
     EXPECT_EQ(unit, "");
-    EXPECT_EQ(getInteger(map, "Missing", &min, &max, &inc), 0);
-    EXPECT_EQ(std::vector<int64_t>({min, max, inc}), std::vector<int64_t>(3, 0));
+    EXPECT_EQ(integer("Missing"), std::vector<int64_t>(4, 0));
 
     port.put<uint32_t>(test::kPixelFormat, 7);  // matches no entry
     lines.clear();

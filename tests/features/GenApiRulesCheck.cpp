@@ -12,15 +12,11 @@
 
 #include <cfloat>
 #include <climits>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <sstream>
 
-#include "driver/Driver.h"
 #include "features/NodeMap.h"
-#include "gentl/Device.h"
-#include "support/SimCamera.h"
+#include "support/World.h"
 
 namespace tq4::features {
 namespace {
@@ -228,19 +224,11 @@ private:
     std::map<Element, Element> structOf_;
 };
 
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-class GenApiRulesCheck : public ::testing::TestWithParam<const char*> {};
+class GenApiRulesCheck : public test::World, public ::testing::WithParamInterface<const char*> {};
 
 TEST_P(GenApiRulesCheck, EveryFeatureBehavesAsTheRulesSay) {
-    test::SimCamera camera(std::string("model=") + GetParam() + "\nxml_zipped=0\n");
-    ASSERT_TRUE(camera.isOpen());
-    auto map = driver::Driver::instance()->getDevice(camera.handle())->nodeMap();
-    const std::string xml =
-        readFile(platform::getEnvironment("TQ4_COMMON_APPDATA") + "/zevo/genicam/ZEVO_quillon13SWIR.xml");
+    auto map = device(camera(std::string("model=") + GetParam() + "\nxml_zipped=0\n"))->nodeMap();
+    const std::string xml = test::readFile(dataDirectory() / "ZEVO_quillon13SWIR.xml");
     std::lock_guard lock(map->mutex());
     Rules rules(xml, *map);
     int compared = 0, agreeing = 0;

@@ -1,17 +1,17 @@
 // Finding, loading and initialising a producer.
 #include "gentl/GenTLModule.h"
 
-#include "support/SimWorld.h"
+#include "support/World.h"
 
 namespace tq4::test {
 namespace {
 
 using namespace tq4::gentl;
 
-class ProducerSearch : public SimWorld {
+class ProducerSearch : public World {
 protected:
     void SetUp() override {
-        SimWorld::SetUp();
+        World::SetUp();
         for (const char* folder : {"first", "second"}) fs::create_directories(root_ / folder);
         ::setenv("GENICAM_GENTL64_PATH",
                  searchPathOf({(root_ / "first").string(), (root_ / "second").string()}).c_str(), 1);
@@ -73,14 +73,16 @@ TEST_F(ProducerSearch, TrailingSeparatorAddsNoFolderAndAnEmptyPieceNamesTheRoot)
     EXPECT_EQ(candidates().at(1), joinPath("", "ZEVO.cti"));
 }
 
-TEST_F(SimWorld, ModuleThatCannotBeLoadedIsNotValid) {
+class ModuleTest : public World {};
+
+TEST_F(ModuleTest, ModuleThatCannotBeLoadedIsNotValid) {
     GenTLModule module("Missing.cti");
     EXPECT_FALSE(module.isLoaded());
     EXPECT_FALSE(module.init());
     EXPECT_TRUE(logged("GenTLModule::init: cti file not valid.", log::kError));
 }
 
-TEST_F(SimWorld, InitResolvesTheTableAndDeinitClearsIt) {
+TEST_F(ModuleTest, InitResolvesTheTableAndDeinitClearsIt) {
     {
         GenTLModule module("ZEVO.cti");
         EXPECT_EQ(module.path(), joinPath(TQ4_SIM_DIR, "ZEVO.cti"));
@@ -100,7 +102,7 @@ TEST_F(SimWorld, InitResolvesTheTableAndDeinitClearsIt) {
     EXPECT_TRUE(logged("GenTLModule::~GenTLModule: deinit done.", log::kProgress));
 }
 
-TEST_F(SimWorld, FailingGCInitLibLeavesTheModuleUninitialised) {
+TEST_F(ModuleTest, FailingGCInitLibLeavesTheModuleUninitialised) {
     configure("fault.GCInitLib=-1001\n");
     GenTLModule module("ZEVO.cti");
     EXPECT_FALSE(module.init());

@@ -1,6 +1,6 @@
 // Load from several threads: eight threads sending telegrams to one streaming camera while one
-// thread queues buffers and one cancels; two cameras streaming at once; opens and closes from
-// several threads. Bounded in time (TQ4_STRESS_SECONDS, default 3); every call returns, every
+// thread queues buffers and one cancels; cancels and closes from a second thread while the
+// caller requeues; two cameras streaming at once; opens and closes from several threads. Bounded in time (TQ4_STRESS_SECONDS, default 3); every call returns, every
 // buffer ends consistent, and the cameras work afterwards.
 #include <atomic>
 #include <cstdlib>
@@ -86,6 +86,36 @@ TEST_F(ConcurrencyTest, TelegramsQueueingAndCancelsOnOneStreamingCamera) {
     std::printf("telegrams answered: %llu, images delivered: %llu, cancels: %llu\n",
                 (unsigned long long)answered.load(), (unsigned long long)delivered, (unsigned long long)cancels.load());
     EXPECT_GT(answered.load(), 0u);
+    EXPECT_GT(delivered, 0u);
+}
+
+// A buffer that reached the queue ends with a status word and a set event, whichever thread
+// cancelled or closed the camera under the caller's requeueing.
+TEST_F(ConcurrencyTest, CancelAndCloseFromASecondThreadWhileFramesFlow) {
+    useSmallFastImages(8);
+    std::mt19937 random(12345);
+    std::vector<CallerBuffer*> buffers = ring(4);
+    TQ4_HANDLE* h = &openRecording();
+    uint64_t delivered = 0;
+    for (int round = 0; round < 200; ++round) {
+        const bool closing = round % 2 == 1;
+        if (!*h) h = &openRecording();
+        std::atomic<bool> stop{false};
+        std::thread other([&stop, closing, target = *h, delay = random() % 20000] {
+            std::this_thread::sleep_for(std::chrono::microseconds(delay));
+            TQ4_HANDLE copy = target;
+            EXPECT_EQ(closing ? Close_Cam(&copy) : Cancel_Images(copy), ZEVO_NOERROR);
+            stop = true;
+        });
+        delivered += requeueLoop(*h, buffers, stop);
+        other.join();
+        if (closing)
+            *h = nullptr;
+        else  // a buffer queued after the cancel restarted the stream: end that one too
+            ASSERT_EQ(Cancel_Images(*h), ZEVO_NOERROR);
+        for (const CallerBuffer* b : buffers)
+            ASSERT_TRUE(consistent(*b)) << "round " << round << " status " << std::hex << b->status();
+    }
     EXPECT_GT(delivered, 0u);
 }
 

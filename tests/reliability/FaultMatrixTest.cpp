@@ -61,110 +61,89 @@ std::map<int, uint32_t> noAccess() {
     return codes;
 }
 
+// Injected faults: every function the driver calls fails at every call; the codes each
+// operation then answers.
+// clang-format off
+const std::pair<const char*, std::map<int, uint32_t>> kFailingPoints[] = {
+    {"GCInitLib", kNoDriver}, {"TLOpen", kNoDriver}, {"TLClose", {}}, {"TLGetInfo", {}},
+    {"TLGetNumInterfaces", kNoOpen}, {"TLGetInterfaceID", kNoOpen}, {"TLUpdateInterfaceList", kNoOpen},
+    {"TLOpenInterface", kNoOpen}, {"IFClose", {}}, {"IFGetNumDevices", kNoOpen}, {"IFGetDeviceID", kNoOpen},
+    {"IFGetDeviceInfo", {}}, {"IFUpdateDeviceList", kNoOpen}, {"IFOpenDevice", kNoOpen}, {"DevGetPort", kNoOpen},
+    {"DevGetInfo", noAccess()}, {"DevGetNumDataStreams", kNoOpen}, {"DevGetDataStreamID", kNoOpen},
+    {"DevOpenDataStream", kNoOpen}, {"DevClose", {}}, {"GCReadPort", kNoDriver}, {"GCWritePort", {}},
+    {"GCGetPortURL", {}}, {"GCGetNumPortURLs", {}}, {"GCGetPortURLInfo", {}}, {"GCRegisterEvent", {}},
+    {"GCUnregisterEvent", {}}, {"EventGetData", {}}, {"EventKill", {}}, {"DSGetInfo", {}}, {"DSAnnounceBuffer", {}},
+    {"DSAllocAndAnnounceBuffer", {}}, {"DSQueueBuffer", {}}, {"DSRevokeBuffer", {}}, {"DSFlushQueue", {}},
+    {"DSStartAcquisition", {}}, {"DSStopAcquisition", {}}, {"DSGetBufferInfo", {}}, {"DSGetBufferID", {}}, {"DSClose", {}}};
+// clang-format on
+
 const std::vector<Row>& rows() {
-    static const std::vector<Row> table = {
-        {"", {}},
-        {"", {}, true},
-        // topology and access
-        {"interfaces = 2\ndevices_per_interface = 2\n", {}},
-        {"serials = 7\n", {}},
-        {"streams = 2\n", {}},
-        {"devices_appear_after_updates = 1\n", {}},
-        {"devices_appear_after_updates = 1000\n", kNoOpen},
-        {"devices_vanish_after_updates = 2\n", {}},
-        {"access_status = 4\n", kNoOpen},
-        {"access_status_after_open = 4\n", noAccess()},
-        // description
-        {"xml_zipped = 0\n", {}},
-        {"url_scheme = file\n", {}},
-        {"xml_file_name = camera.xml\n", kNoDriver},  // zipped content under an .xml name
-        {"url = local:///nothing.zip;200000;100\n", kNoDriver},
-        {"description_address = 0\n", {}},
-        {"url_info = 0\n", {}},
-        {"remove_features = BalanceWhiteAuto, TempSensorId, DeviceUserID\n", {}},
-        {"info_names = 1\n", {}},
-        {"trigger_selector_read_only = 1\n", {}},
-        {"pixel_formats = Mono8\n", {}},
-        {"pixel_formats = Mono10msb, Mono16msb\n", {}},
-        {"refused_pixel_formats = Mono16\n", {}},
-        // camera values
-        {"vendor_name = V\nmodel_name = M\nfamily_name = F\ndevice_version = AB\nfirmware_version = 0\n"
-         "material_number = X\nuser_defined_name = U\ndisplay_name = D\n",
-         {}},
-        {"temperature.Img-Sen = -80\ntemperature.Backend = 95\ncooling_warning = 1\n", {}},
-        {"ambient_temperature = 60\ncooling_max_delta = 1\ncooling_time_constant_s = 0.01\n", {}},
-        {"max_fps.Mono16 = 1\nmax_fps.Mono8 = 1\n", {}},
-        {"unlimited_frame_rate = 1\n", {}},
-        {"line0_trigger_period_ms = 1\n", {}},
-        // streaming
-        {"buf_announce_min = 5\n", {}},
-        {"defines_payload_size = 0\n", {}},
-        {"short_port_read = 16\n", kNoDriver},
-        {"payload_size = 65536\n", {}},
-        {"payload_size = 100000000\n", {}},
-        {"frame_limit = 0\n", {}},
-        {"frame_limit = 2\n", {}},
-        // producers' faults the driver has to live with
-        // the optional device information: without the access status the camera counts as not free
-        {"unavailable_device_info = 6, 8, 9, 1000\n", {}},
-        {"unavailable_device_info = 5\n", noAccess()},
-        {"stuck_buffer = 1\n", {}},
-        {"delay.IFOpenDevice = 1000\n", {}},
-        {"delay.GCReadPort = 1\ndelay.GCWritePort = 2\n", {}},
-        {"delay.DS = 5\ndelay.EventGetData = 100\n", {}},
-        // injected faults: every function the driver calls fails at every call
-        failing("GCInitLib", kNoDriver),
-        failing("TLOpen", kNoDriver),
-        failing("TLClose"),
-        failing("TLGetInfo"),
-        failing("TLGetNumInterfaces", kNoOpen),
-        failing("TLGetInterfaceID", kNoOpen),
-        failing("TLUpdateInterfaceList", kNoOpen),
-        failing("TLOpenInterface", kNoOpen),
-        failing("IFClose"),
-        failing("IFGetNumDevices", kNoOpen),
-        failing("IFGetDeviceID", kNoOpen),
-        failing("IFGetDeviceInfo"),
-        failing("IFUpdateDeviceList", kNoOpen),
-        failing("IFOpenDevice", kNoOpen),
-        failing("DevGetPort", kNoOpen),
-        failing("DevGetInfo", noAccess()),
-        failing("DevGetNumDataStreams", kNoOpen),
-        failing("DevGetDataStreamID", kNoOpen),
-        failing("DevOpenDataStream", kNoOpen),
-        failing("DevClose"),
-        failing("GCReadPort", kNoDriver),
-        failing("GCWritePort"),
-        failing("GCGetPortURL"),
-        failing("GCGetNumPortURLs"),
-        failing("GCGetPortURLInfo"),
-        failing("GCRegisterEvent"),
-        failing("GCUnregisterEvent"),
-        failing("EventGetData"),
-        failing("EventKill"),
-        failing("DSGetInfo"),
-        failing("DSAnnounceBuffer"),
-        failing("DSAllocAndAnnounceBuffer"),
-        failing("DSQueueBuffer"),
-        failing("DSRevokeBuffer"),
-        failing("DSFlushQueue"),
-        failing("DSStartAcquisition"),
-        failing("DSStopAcquisition"),
-        failing("DSGetBufferInfo"),
-        failing("DSGetBufferID"),
-        failing("DSClose"),
-        {"fault.BUFFER_INFO_BASE = 0\n", {}},
-        // and faults that come and go
-        {"fault.GCReadPort = -1011, 3, 50\nfault.GCWritePort = -1011, 2, 5\n", {}},
-        {"fault.EventGetData = -1011, 2, 1\nfault.DSQueueBuffer = -1001, 1, 3\n", {}},
-        // Last: a producer whose close failed stays initialised in the process, with this
-        // configuration, and the next open has to use it as it is.
-        failing("GCCloseLib"),
-    };
+    static const std::vector<Row> table = [] {
+        std::vector<Row> all = {
+            {"", {}},
+            {"", {}, true},
+            // topology and access
+            {"interfaces = 2\ndevices_per_interface = 2\n", {}},
+            {"serials = 7\n", {}},
+            {"streams = 2\n", {}},
+            {"devices_appear_after_updates = 1\n", {}},
+            {"devices_appear_after_updates = 1000\n", kNoOpen},
+            {"devices_vanish_after_updates = 2\n", {}},
+            {"access_status = 4\n", kNoOpen},
+            {"access_status_after_open = 4\n", noAccess()},
+            // description
+            {"xml_zipped = 0\n", {}},
+            {"url_scheme = file\n", {}},
+            {"xml_file_name = camera.xml\n", kNoDriver},  // zipped content under an .xml name
+            {"url = local:///nothing.zip;200000;100\n", kNoDriver},
+            {"description_address = 0\n", {}},
+            {"url_info = 0\n", {}},
+            {"remove_features = BalanceWhiteAuto, TempSensorId, DeviceUserID\n", {}},
+            {"info_names = 1\n", {}},
+            {"trigger_selector_read_only = 1\n", {}},
+            {"pixel_formats = Mono8\n", {}},
+            {"pixel_formats = Mono10msb, Mono16msb\n", {}},
+            {"refused_pixel_formats = Mono16\n", {}},
+            // camera values
+            {"vendor_name = V\nmodel_name = M\nfamily_name = F\ndevice_version = AB\nfirmware_version = 0\n"
+             "material_number = X\nuser_defined_name = U\ndisplay_name = D\n",
+             {}},
+            {"temperature.Img-Sen = -80\ntemperature.Backend = 95\ncooling_warning = 1\n", {}},
+            {"ambient_temperature = 60\ncooling_max_delta = 1\ncooling_time_constant_s = 0.01\n", {}},
+            {"max_fps.Mono16 = 1\nmax_fps.Mono8 = 1\n", {}},
+            {"unlimited_frame_rate = 1\n", {}},
+            {"line0_trigger_period_ms = 1\n", {}},
+            // streaming
+            {"buf_announce_min = 5\n", {}},
+            {"defines_payload_size = 0\n", {}},
+            {"short_port_read = 16\n", kNoDriver},
+            {"payload_size = 65536\n", {}},
+            {"payload_size = 100000000\n", {}},
+            {"frame_limit = 0\n", {}},
+            {"frame_limit = 2\n", {}},
+            // producers' faults the driver has to live with
+            // the optional device information: without the access status the camera counts as not free
+            {"unavailable_device_info = 6, 8, 9, 1000\n", {}},
+            {"unavailable_device_info = 5\n", noAccess()},
+            {"stuck_buffer = 1\n", {}},
+            {"delay.IFOpenDevice = 1000\n", {}},
+            {"delay.GCReadPort = 1\ndelay.GCWritePort = 2\n", {}},
+            {"delay.DS = 5\ndelay.EventGetData = 100\n", {}},
+        };
+        for (const auto& [point, codes] : kFailingPoints) all.push_back(failing(point, codes));
+        all.insert(all.end(), {{"fault.BUFFER_INFO_BASE = 0\n", {}},
+                               // and faults that come and go
+                               {"fault.GCReadPort = -1011, 3, 50\nfault.GCWritePort = -1011, 2, 5\n", {}},
+                               {"fault.EventGetData = -1011, 2, 1\nfault.DSQueueBuffer = -1001, 1, 3\n", {}},
+                               // Last: a producer whose close failed stays initialised in the process, with this
+                               // configuration, and the next open has to use it as it is.
+                               failing("GCCloseLib")});
+        return all;
+    }();
     return table;
 }
 
-class FaultMatrixTest : public StreamWorld {
+class FaultMatrixTest : public World {
 protected:
     struct Cell {
         bool ran = false;

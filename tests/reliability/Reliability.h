@@ -14,7 +14,7 @@
 #include <string>
 #include <thread>
 
-#include "support/StreamWorld.h"
+#include "support/World.h"
 
 namespace tq4::test {
 
@@ -42,15 +42,12 @@ struct Resources {
     bool sameHoldings(const Resources& other) const { return threads == other.threads && fds == other.fds; }
 };
 
-inline long statusField(const std::string& name) {
+inline long residentKb() {
     std::ifstream status("/proc/self/status");
     std::string key;
-    long value = 0;
-    while (status >> key) {
-        if (key == name + ":" && status >> value) return value;
-        status.ignore(1 << 12, '\n');
-    }
-    return -1;
+    long value = -1;
+    while (status >> key && !(key == "VmRSS:" && status >> value)) status.ignore(1 << 12, '\n');
+    return value;
 }
 
 inline std::string firstLine(const std::filesystem::path& file) {
@@ -71,7 +68,7 @@ inline std::string descriptorKind(const std::filesystem::path& link) {
 inline Resources resources() {
     namespace fs = std::filesystem;
     Resources r;
-    r.rssKb = statusField("VmRSS");
+    r.rssKb = residentKb();
     const std::string program = firstLine("/proc/self/comm");
     std::error_code error;
     for (const auto& task : fs::directory_iterator("/proc/self/task", error)) {
@@ -122,23 +119,17 @@ inline bool consistent(const CallerBuffer& b) {
 }
 
 // Read telegrams of every family, sent at random while a camera streams.
-constexpr uint16_t kReadTelegrams[] = {GET_CAMERA_NAME,
-                                       GET_CAMERA_DESCRIPTION,
-                                       GET_ROI,
-                                       GET_DELAY_EXPOSURE_TIME,
-                                       GET_COOLING_SETPOINT_TEMPERATURE,
-                                       GET_FRAMERATE,
-                                       GET_RECORDING_STATE,
-                                       GET_BIT_ALIGNMENT,
-                                       GET_TRIGGER_MODE,
-                                       GET_CAMERA_BUSY_STATUS,
-                                       GET_TIMESTAMP_MODE,
-                                       GET_INFO_STRING};
+// clang-format off
+constexpr uint16_t kReadTelegrams[] = {
+    GET_CAMERA_NAME, GET_CAMERA_DESCRIPTION, GET_ROI, GET_DELAY_EXPOSURE_TIME, GET_COOLING_SETPOINT_TEMPERATURE,
+    GET_FRAMERATE, GET_RECORDING_STATE, GET_BIT_ALIGNMENT, GET_TRIGGER_MODE, GET_CAMERA_BUSY_STATUS,
+    GET_TIMESTAMP_MODE, GET_INFO_STRING};
+// clang-format on
 
 // The load tests' world: `devices` cameras of Mono8 images of kPayload bytes at the producer's
 // top rate, room for `acquisitionBuffers` of them, and the log capture off (its lock would
 // serialise the threads, and it grows with every line).
-class LoadWorld : public StreamWorld {
+class LoadWorld : public World {
 protected:
     static constexpr uint32_t kPayload = 65536;
 

@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "reliability/Reliability.h"
-#include "support/SimCamera.h"
 
 namespace {
 
@@ -41,15 +40,14 @@ void count(const CallerBuffer& b, Counts& counts) {
 
 int main(int argc, char** argv) {
     const double minutes = argc > 1 ? std::atof(argv[1]) : 1.0;
-    SimCamera camera("unlimited_frame_rate = 1\n");
-    if (!camera.isOpen()) {
-        std::fprintf(stderr, "the simulated camera does not open\n");
-        return 2;
-    }
-    TQ4_HANDLE h = camera.handle();
-    if (camera.send(telegram(ARM_CAMERA)).result != ZEVO_NOERROR ||
-        camera.send(valueTelegram(SET_RECORDING_STATE, 1)).result != ZEVO_NOERROR) {
-        std::fprintf(stderr, "the simulated camera does not arm\n");
+    TestFolder folder;
+    writeFile(folder.file("sim.cfg"), "unlimited_frame_rate = 1\n");
+    tq4::platform::setEnvironment("ZEVO_SIM_CONFIG", folder.file("sim.cfg"));
+    tq4::platform::setEnvironment("GENICAM_GENTL64_PATH", TQ4_SIM_DIR);
+    TQ4_HANDLE h = nullptr;
+    if (Open_Cam(0, &h) != ZEVO_NOERROR || sendTelegram(h, request(ARM_CAMERA)).result != ZEVO_NOERROR ||
+        sendTelegram(h, request(SET_RECORDING_STATE, 1)).result != ZEVO_NOERROR) {
+        std::fprintf(stderr, "the simulated camera does not open and arm\n");
         return 2;
     }
     std::vector<std::unique_ptr<CallerBuffer>> ring;
@@ -57,8 +55,7 @@ int main(int argc, char** argv) {
     std::vector<bool> outstanding(kRing, false);
     Counts counts;
     const auto queueOne = [&](int i) {
-        const uint32_t code = Set_Image_Buffer(h, ring[i]->eventHandle(), 0, 0, 0, 0, ring[i]->image.data(),
-                                               kImageBytes, &ring[i]->statusWord);
+        const uint32_t code = ring[i]->queue(Set_Image_Buffer, h, kImageBytes);
         outstanding[i] = code == ZEVO_NOERROR || code == 0x360000;
         if (!outstanding[i]) ++counts.failed;
     };
@@ -67,7 +64,7 @@ int main(int argc, char** argv) {
     std::thread telegrams([&] {
         std::mt19937 random(1);
         while (!stop) {
-            sendTelegram(h, telegram(kReadTelegrams[random() % std::size(kReadTelegrams)]));
+            sendTelegram(h, request(kReadTelegrams[random() % std::size(kReadTelegrams)]));
             std::this_thread::sleep_for(std::chrono::microseconds(random() % 2000));
         }
     });
@@ -109,6 +106,7 @@ int main(int argc, char** argv) {
             ++counts.lost;
     }
     const long rssEnd = resources().rssKb;
+    Close_Cam(&h);
     std::printf("delivered: %llu, failed: %llu, cancelled: %llu, lost: %llu, rss start/end: %ld/%ld kB\n",
                 (unsigned long long)counts.delivered, (unsigned long long)counts.failed,
                 (unsigned long long)counts.cancelled, (unsigned long long)counts.lost, rssStart, rssEnd);

@@ -13,7 +13,7 @@ namespace tq4::test {
 TestFolder::TestFolder() {
     static std::atomic<int> counter{0};
     const std::string id = std::to_string(platform::currentProcessId()) + "_" + std::to_string(counter++);
-    path_ = (std::filesystem::temp_directory_path() / ("tq4_foundation_" + id)).string();
+    path_ = (std::filesystem::temp_directory_path() / ("tq4_test_" + id)).string();
     std::filesystem::remove_all(path_);
     std::filesystem::create_directories(path_);
     suffix_ = "_test" + id;
@@ -73,6 +73,19 @@ std::vector<std::string> splitLines(const std::string& text) {
         lines.push_back(line);
     }
     return lines;
+}
+
+std::map<std::string, int> logLines(const std::string& folder, const std::string& marker,
+                                    std::vector<std::string>* names) {
+    std::map<std::string, int> seen;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        const std::string name = entry.path().filename().string();
+        if (name.rfind("tq4_genicam", 0) != 0 || entry.path().extension() != ".log") continue;
+        if (names) names->push_back(name);
+        for (const std::string& line : splitLines(readFile(entry.path())))
+            if (line.find(marker) != std::string::npos) ++seen[line];
+    }
+    return seen;
 }
 
 }  // namespace tq4::test

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -27,5 +28,9 @@ void writeFile(const std::filesystem::path& path, const std::string& text);  // 
 std::vector<std::string> splitLines(const std::string& text);                // at "\n", "\r" dropped
 std::string joinPath(const std::string& folder, const std::string& name);    // with the system's separator
 std::string searchPathOf(const std::vector<std::string>& folders);           // a GENICAM_GENTL64_PATH value
+// The lines of the log files in `folder` (the live tq4_genicam.log and its copies) that contain
+// `marker`, each with the number of times it occurs; the files' names into `names`.
+std::map<std::string, int> logLines(const std::string& folder, const std::string& marker,
+                                    std::vector<std::string>* names = nullptr);
 
 }  // namespace tq4::test
