@@ -63,61 +63,43 @@ TEST(WidestPixelFormat, LastDigitsDecideLaterEntriesWinTiesMsbIsPassedOver) {
     for (const auto& c : cases) EXPECT_EQ(widestPixelFormat(c.entries, nullptr), c.widest) << c.entries.front();
 }
 
-struct IniCase {
-    const char* ini;
-    uint16_t bits;
-    const char* line;
-    uint32_t level;
-};
-
-void PrintTo(const IniCase& c, std::ostream* out) { *out << '"' << c.ini << '"'; }
-
-class PixelFormatFromIni : public CameraWorld, public ::testing::WithParamInterface<IniCase> {};
-
-// Offset 16 of the description reports the depth chosen at open, without Set_Image_Parameters.
-TEST_P(PixelFormatFromIni, OpenSetsTheFormatTheFileAsksFor) {
-    const IniCase c = GetParam();
-    if (*c.ini) writeIni(std::string("[FEATURE]\nPixelFormat = ") + c.ini + "\n");
-    TQ4_HANDLE& h = open();
-    EXPECT_TRUE(logged(c.line, c.level)) << dump();
-    EXPECT_EQ(describedBits(h), c.bits);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, PixelFormatFromIni,
-    ::testing::Values(
-        IniCase{"", 16, "Device::setPixelFormat: PixelFormat: Mono16 (Mono16 from max)", log::kDetail},
-        IniCase{"Mono10", 10, "Device::setPixelFormat: PixelFormat: Mono10 (Mono10 from ini)", log::kDetail},
-        IniCase{"None", 12, "Device::setPixelFormat: <None> was specified in ini. preserve PixelFormat: Mono12",
-                log::kProgress},
-        IniCase{"none", 16,
-                "Device::setPixelFormat: Specified <PixelFormat> none in ini file is not supported by the camera. Set "
-                "max format: Mono16",
-                log::kError}));
-
-TEST_F(CameraWorld, RefusedPixelFormatGetsExactlyOneRetry) {
-    configure("refused_pixel_formats = Mono14\n");
-    writeIni("[FEATURE]\nPixelFormat = Mono14\n");
-    TQ4_HANDLE& h = open();
-    EXPECT_EQ(count("Device::setPixelFormat: set failed. Readback: Mono12, set again: Mono14"), 1) << dump();
-    EXPECT_EQ(count("Device::setPixelFormat: 2nd set failed again. PixelFormat is Mono12"), 1);
-    EXPECT_TRUE(logged("Device::setPixelFormat: PixelFormat: Mono12 (Mono14 from ini)", log::kDetail));
-    EXPECT_EQ(describedBits(h), 12);
-}
-
-// The camera's msb formats deliver their data at the top already: the stream's alignment is MSB
-// for them and LSB for the others.
-TEST_F(CameraWorld, MsbFormatsAreNeverTheWidestAndSetMsbAlignment) {
-    configure("pixel_formats = Mono8, Mono12, Mono16msb\n");
-    TQ4_HANDLE& widest = open();
-    EXPECT_EQ(describedBits(widest), 12);
-    EXPECT_EQ(bitAlignment(widest), 1);
-    ASSERT_EQ(Close_Cam(&widest), ZEVO_NOERROR);
-
-    writeIni("[FEATURE]\nPixelFormat = Mono16msb\n");
-    TQ4_HANDLE& msb = open();
-    EXPECT_EQ(describedBits(msb), 16);
-    EXPECT_EQ(bitAlignment(msb), 0);
+// The pixel format at open: the one the configuration file names, "None" for the camera's own,
+// else the widest the camera offers, msb formats never (offset 16 of the description reports
+// the depth, without Set_Image_Parameters). The camera's msb formats deliver their data at the
+// top already: the stream's alignment is MSB for them, LSB for the others. A format the camera
+// refuses is tried exactly once more.
+TEST_F(CameraWorld, OpenSetsThePixelFormatTheFileNamesElseTheWidest) {
+    const struct {
+        const char *producer, *ini;
+        uint16_t bits, alignment;
+        const char* line;
+        uint32_t level;
+    } cases[] = {
+        {"", "", 16, 1, "PixelFormat: Mono16 (Mono16 from max)", log::kDetail},
+        {"", "Mono10", 10, 1, "PixelFormat: Mono10 (Mono10 from ini)", log::kDetail},
+        {"", "None", 12, 1, "<None> was specified in ini. preserve PixelFormat: Mono12", log::kProgress},
+        {"", "none", 16, 1,
+         "Specified <PixelFormat> none in ini file is not supported by the camera. Set max format: Mono16",
+         log::kError},
+        {"refused_pixel_formats = Mono14\n", "Mono14", 12, 1, "PixelFormat: Mono12 (Mono14 from ini)", log::kDetail},
+        {"pixel_formats = Mono8, Mono12, Mono16msb\n", "", 12, 1, "PixelFormat: Mono12 (Mono12 from max)",
+         log::kDetail},
+        {"pixel_formats = Mono8, Mono12, Mono16msb\n", "Mono16msb", 16, 0,
+         "PixelFormat: Mono16msb (Mono16msb from ini)", log::kDetail},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.producer) + c.ini);
+        writeIni(*c.ini ? std::string("[FEATURE]\nPixelFormat = ") + c.ini + "\n" : "");
+        TQ4_HANDLE& h = camera(c.producer);
+        EXPECT_TRUE(logged(std::string("Device::setPixelFormat: ") + c.line, c.level)) << dump();
+        EXPECT_EQ(describedBits(h), c.bits);
+        EXPECT_EQ(bitAlignment(h), c.alignment);
+        const bool refused = *c.producer == 'r';
+        EXPECT_EQ(count("Device::setPixelFormat: set failed. Readback: Mono12, set again: Mono14"), refused);
+        EXPECT_EQ(count("Device::setPixelFormat: 2nd set failed again. PixelFormat is Mono12"), refused);
+        ASSERT_EQ(Close_Cam(&h), ZEVO_NOERROR);
+        clearLines();
+    }
 }
 
 TEST_F(CameraWorld, OpenTurnsAutomaticsOffSetsLinesAndCoolingInOrder) {

@@ -23,21 +23,21 @@ uint8_t gRecord[512];
 uint32_t gValue;
 const uint32_t kTimeouts[2] = {1000, 2000}, kParameters[4] = {1296, 1032, 0, 0};
 const uint8_t kCameraType[5] = {0x10, 0x01, 0x05, 0x00, 0x16};
+// clang-format off
 const HandleExport kHandleExports[] = {
     {"Control_Command", true, [](TQ4_HANDLE h) { return Control_Command(h, kCameraType, 5, gRecord, 512); }},
     {"Set_Timeouts", true, [](TQ4_HANDLE h) { return Set_Timeouts(h, kTimeouts, sizeof kTimeouts); }},
     {"Get_Generation_Count", true, [](TQ4_HANDLE h) { return Get_Generation_Count(h, &gValue); }},
     {"Get_Image_Queued", true, [](TQ4_HANDLE h) { return Get_Image_Queued(h, 10, 0, 0, 0, 0, gRecord, 64); }},
-    {"Set_Image_Buffer", true,
-     [](TQ4_HANDLE h) { return Set_Image_Buffer(h, TQ4_HANDLE(intptr_t(1)), 0, 0, 0, 0, gRecord, 64, &gValue); }},
+    {"Set_Image_Buffer", true, [](TQ4_HANDLE h) { return Set_Image_Buffer(h, TQ4_HANDLE(1), 0, 0, 0, 0, gRecord, 64, &gValue); }},
     {"Cancel_Images", true, [](TQ4_HANDLE h) { return Cancel_Images(h); }},
     {"Get_Pending_Buffer", true, [](TQ4_HANDLE h) { return Get_Pending_Buffer(h, &gValue); }},
     {"Get_Transfer_Parameters", false, [](TQ4_HANDLE h) { return Get_Transfer_Parameters(h, gRecord, 16); }},
     {"Set_Transfer_Parameters", false, [](TQ4_HANDLE h) { return Set_Transfer_Parameters(h, gRecord, 16); }},
-    {"Set_Image_Parameters", true,
-     [](TQ4_HANDLE h) { return Set_Image_Parameters(h, kParameters, sizeof kParameters); }},
+    {"Set_Image_Parameters", true, [](TQ4_HANDLE h) { return Set_Image_Parameters(h, kParameters, sizeof kParameters); }},
     {"Get_Image_Transfer_Mode", true, [](TQ4_HANDLE h) { return Get_Image_Transfer_Mode(h, gRecord, 48); }},
 };
+// clang-format on
 
 const std::string kSeparator(66, '=');
 
@@ -133,31 +133,24 @@ TEST_F(FrameTest, SmallExportsAnswerFromTheFrame) {
 
 TEST_F(FrameTest, NullPointersAndWrongSizesAreRefused) {
     TQ4_HANDLE& h = open();
-    const uint32_t params[4] = {1296, 1032, 0, 0};
+    const uint32_t kWrongValue = ZEVO_ERROR_DRIVER_WRONGVALUE;
     uint8_t record[48];
+    // clang-format off
     const struct {
         const char* message;
-        uint32_t expected;
-        uint32_t result;
+        uint32_t expected, result;
     } cases[] = {
-        {"Set_Timeouts: failed, because timeouts is nullptr.", ZEVO_ERROR_DRIVER_WRONGVALUE,
-         Set_Timeouts(h, nullptr, 8)},
-        {"Get_Generation_Count: failed, because count is nullptr.", ZEVO_ERROR_DRIVER_WRONGVALUE,
-         Get_Generation_Count(h, nullptr)},
-        {"Get_Transfer_Parameters: failed, because buffer is nullptr.", ZEVO_ERROR_DRIVER_WRONGVALUE,
-         Get_Transfer_Parameters(h, nullptr, 4)},
+        {"Set_Timeouts: failed, because timeouts is nullptr.", kWrongValue, Set_Timeouts(h, nullptr, 8)},
+        {"Get_Generation_Count: failed, because count is nullptr.", kWrongValue, Get_Generation_Count(h, nullptr)},
+        {"Get_Transfer_Parameters: failed, because buffer is nullptr.", kWrongValue, Get_Transfer_Parameters(h, nullptr, 4)},
         {"Get_Transfer_Parameters: wrong size", ZEVO_ERROR_DRIVER_WRONGSIZE, Get_Transfer_Parameters(h, record, -1)},
-        {"Set_Image_Parameters: wrong size", ZEVO_ERROR_DRIVER_WRONGSIZE, Set_Image_Parameters(h, params, 12)},
-        {"Set_Image_Parameters: failed, because parameters is nullptr.", ZEVO_ERROR_DRIVER_WRONGVALUE,
-         Set_Image_Parameters(h, nullptr, 16)},
-        {"Get_Image_Transfer_Mode: wrong size", ZEVO_ERROR_DRIVER_WRONGVALUE, Get_Image_Transfer_Mode(h, record, -48)},
-        {"Get_Image_Transfer_Mode: failed, because record is nullptr.", ZEVO_ERROR_DRIVER_WRONGVALUE,
-         Get_Image_Transfer_Mode(h, nullptr, 48)},
-        {"Get_Pending_Buffer: failed, because count is nullptr.", ZEVO_ERROR_DRIVER_WRONGVALUE,
-         Get_Pending_Buffer(h, nullptr)},
-        {"Get_Image_Queued: Wrong Handle for buf", ZEVO_ERROR_DRIVER_NOBUFFER,
-         Get_Image_Queued(h, 0, 0, 0, 0, 0, nullptr, 100)},
+        {"Set_Image_Parameters: failed, because parameters is nullptr.", kWrongValue, Set_Image_Parameters(h, nullptr, 16)},
+        {"Get_Image_Transfer_Mode: wrong size", kWrongValue, Get_Image_Transfer_Mode(h, record, -48)},
+        {"Get_Image_Transfer_Mode: failed, because record is nullptr.", kWrongValue, Get_Image_Transfer_Mode(h, nullptr, 48)},
+        {"Get_Pending_Buffer: failed, because count is nullptr.", kWrongValue, Get_Pending_Buffer(h, nullptr)},
+        {"Get_Image_Queued: Wrong Handle for buf", ZEVO_ERROR_DRIVER_NOBUFFER, Get_Image_Queued(h, 0, 0, 0, 0, 0, nullptr, 100)},
     };
+    // clang-format on
     for (const auto& c : cases) {
         EXPECT_EQ(c.result, c.expected) << c.message;
         EXPECT_TRUE(logged(c.message, log::kError)) << c.message;
@@ -185,6 +178,7 @@ TEST_F(ControlCommandTest, SizeInSizeOutCodeAndTelegramSizeAreChecked) {
     TQ4_HANDLE& h = open();
     const Bytes type = paddedTelegram(GET_CAMERA_TYPE);
     Bytes sized = paddedTelegram(GET_TEMPERATURE);
+    // clang-format off
     const struct {
         const Bytes& request;
         uint16_t telegramSize;
@@ -192,18 +186,11 @@ TEST_F(ControlCommandTest, SizeInSizeOutCodeAndTelegramSizeAreChecked) {
         uint32_t sizeOut;
         std::string line;
     } refused[] = {
-        {type, 5, 4, 512, "size_in 4"},
-        {type, 5, 512, 512, "size_in 512"},
-        {type, 5, -1, 512, "size_in -1"},
-        {type, 5, INT32_MIN, 512, "size_in -2147483648"},
-        {type, 5, 5, 4, "size_out 4"},
-        {type, 5, 5, 513, "size_out 513"},
-        {type, 5, 5, 0, "size_out 0"},
-        {type, 5, 5, 0xFFFFFFFF, "size_out -1"},
-        {sized, 4, 8, 512, "command size in 1552"},
-        {sized, 512, 8, 512, "command size in 1552"},
-        {sized, 9, 8, 512, "command size in 1552"},
-    };
+        {type, 5, 4, 512, "size_in 4"}, {type, 5, 512, 512, "size_in 512"}, {type, 5, -1, 512, "size_in -1"},
+        {type, 5, INT32_MIN, 512, "size_in -2147483648"}, {type, 5, 5, 4, "size_out 4"}, {type, 5, 5, 513, "size_out 513"},
+        {type, 5, 5, 0, "size_out 0"}, {type, 5, 5, 0xFFFFFFFF, "size_out -1"}, {sized, 4, 8, 512, "command size in 1552"},
+        {sized, 512, 8, 512, "command size in 1552"}, {sized, 9, 8, 512, "command size in 1552"}};
+    // clang-format on
     bool untouched = false;
     for (const auto& c : refused) {
         sized[2] = uint8_t(c.telegramSize);

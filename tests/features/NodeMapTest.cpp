@@ -148,21 +148,14 @@ TEST_F(NodeModel, KindsAndAccessModes) {
         InterfaceType type;
         AccessMode mode;
     };
+    // clang-format off
     const Expected table[] = {
-        {"Root", intfICategory, RO},
-        {"Width", intfIInteger, RW},
-        {"ExposureTime", intfIFloat, RW},
-        {"ReverseX", intfIBoolean, RW},
-        {"AcquisitionStart", intfICommand, RW},
-        {"PixelFormat", intfIEnumeration, RW},
-        {"DeviceUserID", intfIString, RW},
-        {"RawBlock", intfIRegister, RW},
-        {"Device", intfIPort, RO},
-        {"DeviceTemperatureRaw", intfIInteger, RO},
-        {"WriteOnlyValue", intfIInteger, WO},
-        {"NotImplemented", intfIInteger, NI},
-        {"NotAvailable", intfIInteger, NA},
-    };
+        {"Root", intfICategory, RO}, {"Width", intfIInteger, RW}, {"ExposureTime", intfIFloat, RW},
+        {"ReverseX", intfIBoolean, RW}, {"AcquisitionStart", intfICommand, RW}, {"PixelFormat", intfIEnumeration, RW},
+        {"DeviceUserID", intfIString, RW}, {"RawBlock", intfIRegister, RW}, {"Device", intfIPort, RO},
+        {"DeviceTemperatureRaw", intfIInteger, RO}, {"WriteOnlyValue", intfIInteger, WO},
+        {"NotImplemented", intfIInteger, NI}, {"NotAvailable", intfIInteger, NA}};
+    // clang-format on
     for (const auto& e : table) {
         Node* n = map.getNode(e.name);
         ASSERT_NE(n, nullptr) << e.name;

@@ -75,13 +75,6 @@ TEST_F(ProducerSearch, TrailingSeparatorAddsNoFolderAndAnEmptyPieceNamesTheRoot)
 
 class ModuleTest : public World {};
 
-TEST_F(ModuleTest, ModuleThatCannotBeLoadedIsNotValid) {
-    GenTLModule module("Missing.cti");
-    EXPECT_FALSE(module.isLoaded());
-    EXPECT_FALSE(module.init());
-    EXPECT_TRUE(logged("GenTLModule::init: cti file not valid.", log::kError));
-}
-
 TEST_F(ModuleTest, InitResolvesTheTableAndDeinitClearsIt) {
     {
         GenTLModule module("ZEVO.cti");

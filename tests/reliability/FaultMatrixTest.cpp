@@ -79,57 +79,39 @@ const std::pair<const char*, std::map<int, uint32_t>> kFailingPoints[] = {
 
 const std::vector<Row>& rows() {
     static const std::vector<Row> table = [] {
+        // clang-format off
         std::vector<Row> all = {
-            {"", {}},
-            {"", {}, true},
+            {"", {}}, {"", {}, true},
             // topology and access
-            {"interfaces = 2\ndevices_per_interface = 2\n", {}},
-            {"serials = 7\n", {}},
-            {"streams = 2\n", {}},
-            {"devices_appear_after_updates = 1\n", {}},
-            {"devices_appear_after_updates = 1000\n", kNoOpen},
-            {"devices_vanish_after_updates = 2\n", {}},
-            {"access_status = 4\n", kNoOpen},
+            {"interfaces = 2\ndevices_per_interface = 2\n", {}}, {"serials = 7\n", {}}, {"streams = 2\n", {}},
+            {"devices_appear_after_updates = 1\n", {}}, {"devices_appear_after_updates = 1000\n", kNoOpen},
+            {"devices_vanish_after_updates = 2\n", {}}, {"access_status = 4\n", kNoOpen},
             {"access_status_after_open = 4\n", noAccess()},
             // description
-            {"xml_zipped = 0\n", {}},
-            {"url_scheme = file\n", {}},
+            {"xml_zipped = 0\n", {}}, {"url_scheme = file\n", {}},
             {"xml_file_name = camera.xml\n", kNoDriver},  // zipped content under an .xml name
-            {"url = local:///nothing.zip;200000;100\n", kNoDriver},
-            {"description_address = 0\n", {}},
-            {"url_info = 0\n", {}},
-            {"remove_features = BalanceWhiteAuto, TempSensorId, DeviceUserID\n", {}},
-            {"info_names = 1\n", {}},
-            {"trigger_selector_read_only = 1\n", {}},
-            {"pixel_formats = Mono8\n", {}},
-            {"pixel_formats = Mono10msb, Mono16msb\n", {}},
-            {"refused_pixel_formats = Mono16\n", {}},
+            {"url = local:///nothing.zip;200000;100\n", kNoDriver}, {"description_address = 0\n", {}},
+            {"url_info = 0\n", {}}, {"remove_features = BalanceWhiteAuto, TempSensorId, DeviceUserID\n", {}},
+            {"info_names = 1\n", {}}, {"trigger_selector_read_only = 1\n", {}}, {"pixel_formats = Mono8\n", {}},
+            {"pixel_formats = Mono10msb, Mono16msb\n", {}}, {"refused_pixel_formats = Mono16\n", {}},
             // camera values
             {"vendor_name = V\nmodel_name = M\nfamily_name = F\ndevice_version = AB\nfirmware_version = 0\n"
-             "material_number = X\nuser_defined_name = U\ndisplay_name = D\n",
-             {}},
+             "material_number = X\nuser_defined_name = U\ndisplay_name = D\n", {}},
             {"temperature.Img-Sen = -80\ntemperature.Backend = 95\ncooling_warning = 1\n", {}},
             {"ambient_temperature = 60\ncooling_max_delta = 1\ncooling_time_constant_s = 0.01\n", {}},
-            {"max_fps.Mono16 = 1\nmax_fps.Mono8 = 1\n", {}},
-            {"unlimited_frame_rate = 1\n", {}},
+            {"max_fps.Mono16 = 1\nmax_fps.Mono8 = 1\n", {}}, {"unlimited_frame_rate = 1\n", {}},
             {"line0_trigger_period_ms = 1\n", {}},
             // streaming
-            {"buf_announce_min = 5\n", {}},
-            {"defines_payload_size = 0\n", {}},
-            {"short_port_read = 16\n", kNoDriver},
-            {"payload_size = 65536\n", {}},
-            {"payload_size = 100000000\n", {}},
-            {"frame_limit = 0\n", {}},
+            {"buf_announce_min = 5\n", {}}, {"defines_payload_size = 0\n", {}}, {"short_port_read = 16\n", kNoDriver},
+            {"payload_size = 65536\n", {}}, {"payload_size = 100000000\n", {}}, {"frame_limit = 0\n", {}},
             {"frame_limit = 2\n", {}},
             // producers' faults the driver has to live with
             // the optional device information: without the access status the camera counts as not free
-            {"unavailable_device_info = 6, 8, 9, 1000\n", {}},
-            {"unavailable_device_info = 5\n", noAccess()},
-            {"stuck_buffer = 1\n", {}},
-            {"delay.IFOpenDevice = 1000\n", {}},
-            {"delay.GCReadPort = 1\ndelay.GCWritePort = 2\n", {}},
-            {"delay.DS = 5\ndelay.EventGetData = 100\n", {}},
+            {"unavailable_device_info = 6, 8, 9, 1000\n", {}}, {"unavailable_device_info = 5\n", noAccess()},
+            {"stuck_buffer = 1\n", {}}, {"delay.IFOpenDevice = 1000\n", {}},
+            {"delay.GCReadPort = 1\ndelay.GCWritePort = 2\n", {}}, {"delay.DS = 5\ndelay.EventGetData = 100\n", {}},
         };
+        // clang-format on
         for (const auto& [point, codes] : kFailingPoints) all.push_back(failing(point, codes));
         all.insert(all.end(), {{"fault.BUFFER_INFO_BASE = 0\n", {}},
                                // and faults that come and go

@@ -38,22 +38,15 @@ protected:
 };
 
 TEST_F(SimDescription, EveryNamedFeatureReadsBackWhatTheProducerHolds) {
+    // clang-format off
     const std::pair<const char*, uint64_t> integers[] = {
-        {"SensorWidth", reg::kSensorWidth},
-        {"SensorHeight", reg::kSensorHeight},
-        {"WidthMax", reg::kWidthMax},
-        {"HeightMax", reg::kHeightMax},
-        {"Width", reg::kWidth},
-        {"Height", reg::kHeight},
-        {"OffsetX", reg::kOffsetX},
-        {"OffsetY", reg::kOffsetY},
-        {"BinningHorizontal", reg::kBinningHorizontal},
-        {"BinningVertical", reg::kBinningVertical},
-        {"PayloadSize", reg::kPayloadSize},
-        {"TLParamsLocked", reg::kTLParamsLocked},
-        {"AcquisitionBurstFrameCount", reg::kAcquisitionBurstFrameCount},
-        {"TempSensorId", reg::kTempSensorBlock},
-        {"PressureSensorId", reg::kPressureSensorBlock}};
+        {"SensorWidth", reg::kSensorWidth}, {"SensorHeight", reg::kSensorHeight}, {"WidthMax", reg::kWidthMax},
+        {"HeightMax", reg::kHeightMax}, {"Width", reg::kWidth}, {"Height", reg::kHeight}, {"OffsetX", reg::kOffsetX},
+        {"OffsetY", reg::kOffsetY}, {"BinningHorizontal", reg::kBinningHorizontal},
+        {"BinningVertical", reg::kBinningVertical}, {"PayloadSize", reg::kPayloadSize},
+        {"TLParamsLocked", reg::kTLParamsLocked}, {"AcquisitionBurstFrameCount", reg::kAcquisitionBurstFrameCount},
+        {"TempSensorId", reg::kTempSensorBlock}, {"PressureSensorId", reg::kPressureSensorBlock}};
+    // clang-format on
     for (const auto& [name, address] : integers) EXPECT_EQ(getInteger(map, name), s.read(address)) << name;
     EXPECT_EQ(std::vector<int64_t>({getInteger(map, "SensorWidth"), getInteger(map, "SensorHeight")}),
               std::vector<int64_t>({1296, 1032}));
@@ -73,25 +66,15 @@ TEST_F(SimDescription, EveryNamedFeatureReadsBackWhatTheProducerHolds) {
     EXPECT_EQ(getString(map, "TempSensorName"), "Img-Sen");
     EXPECT_EQ(s.readString(reg::kTempSensorBlock + reg::kSensorNameOffset, reg::kSensorNameLength), "Img-Sen");
 
-    const std::pair<const char*, std::string> symbols[] = {{"DeviceType", "Transmitter"},
-                                                           {"DeviceScanType", "Areascan"},
-                                                           {"PixelFormat", "Mono12"},
-                                                           {"PixelSize", "Bpp12"},
-                                                           {"AcquisitionMode", "Continuous"},
-                                                           {"ExposureMode", "Timed"},
-                                                           {"ExposureAuto", "Off"},
-                                                           {"TriggerSelector", "FrameStart"},
-                                                           {"TriggerMode", "Off"},
-                                                           {"TriggerSource", "Software"},
-                                                           {"LineSelector", "Line0"},
-                                                           {"LineSource", "Off"},
-                                                           {"LineMode", "Input"},
-                                                           {"DeviceTemperatureSelector", "Sensor"},
-                                                           {"CoolingMode", "Automatic"},
-                                                           {"FanControlMode", "AutomaticTarget"},
-                                                           {"NUCMode", "Off"},
-                                                           {"ZEVOTimestamp", "Off"},
-                                                           {"BalanceWhiteAuto", "Off"}};
+    // clang-format off
+    const std::pair<const char*, std::string> symbols[] = {
+        {"DeviceType", "Transmitter"}, {"DeviceScanType", "Areascan"}, {"PixelFormat", "Mono12"}, {"PixelSize", "Bpp12"},
+        {"AcquisitionMode", "Continuous"}, {"ExposureMode", "Timed"}, {"ExposureAuto", "Off"},
+        {"TriggerSelector", "FrameStart"}, {"TriggerMode", "Off"}, {"TriggerSource", "Software"},
+        {"LineSelector", "Line0"}, {"LineSource", "Off"}, {"LineMode", "Input"}, {"DeviceTemperatureSelector", "Sensor"},
+        {"CoolingMode", "Automatic"}, {"FanControlMode", "AutomaticTarget"}, {"NUCMode", "Off"},
+        {"ZEVOTimestamp", "Off"}, {"BalanceWhiteAuto", "Off"}};
+    // clang-format on
     for (const auto& [name, expected] : symbols) EXPECT_EQ(getEnum(map, name), expected) << name;
 
     EXPECT_DOUBLE_EQ(getFloat(map, "AcquisitionFrameRate"), s.read<double>(reg::kAcquisitionFrameRate));

@@ -117,9 +117,10 @@ TEST_F(TelegramTest, ChecksumCoversTheUnflaggedCodeExceptInTheDescription) {
 // SET_DATE_TIME passes the frame; the handler needs 13 bytes). A short response buffer still
 // carries the command out.
 TEST_F(TelegramTest, ShortRequestGetsNoAnswerShortBufferStillCarriesTheCommandOut) {
+    // clang-format off
     const struct {
         uint16_t code, bytes;
-    } needs[] = {// clang-format off
+    } needs[] = {
         {GET_CAMERA_SETUP, 23}, {SET_CAMERA_SETUP, 23}, {SET_ROI, 13}, {SET_COOLING_SETPOINT_TEMPERATURE, 7},
         {SET_SENSOR_FORMAT, 7}, {GET_HW_IO_SIGNAL_DESCRIPTION, 7}, {SET_DELAY_EXPOSURE_TIME, 13}, {SET_TRIGGER_MODE, 7},
         {SET_TIMEBASE, 9}, {GET_HW_IO_SIGNAL, 7}, {SET_HW_IO_SIGNAL, 17}, {SET_RECORDING_STATE, 7},
@@ -386,14 +387,15 @@ Bytes delayExposure(uint32_t delay, uint32_t exposure) {
 // whichever is longer; below 1 Hz the rate stays at 1 Hz and the delay is 1 s less the
 // exposure; delay 0 lets the camera run free. Timebases are kept as given, each its own.
 TEST_F(TelegramTest, TimebasesAreKeptAndDelayAndExposureFollowTheFramePeriodModel) {
+    // clang-format off
     const struct {
         uint16_t timebase;
         uint32_t delay, exposure, heldDelay;
-    } cases[] = {// clang-format off
-        {0, 2000000, 1000000, 2000000}, {1, 2000, 1000, 2000}, {2, 2, 1, 2},          // above the minimum rate
-        {1, 5000, 20000, 5000}, {2, 5, 20, 5},                                       // exposure beyond 8 ms
+    } cases[] = {
+        {0, 2000000, 1000000, 2000000}, {1, 2000, 1000, 2000}, {2, 2, 1, 2},                 // above the minimum rate
+        {1, 5000, 20000, 5000}, {2, 5, 20, 5},                                              // exposure beyond 8 ms
         {0, 2000000000, 1000000, 999000000}, {1, 2000000, 1000, 999000}, {2, 2000, 1, 999},  // at 1 Hz
-        {0, 0, 1000000, 0}, {1, 0, 1000, 0}, {2, 0, 1, 0}};                           // free run
+        {0, 0, 1000000, 0}, {1, 0, 1000, 0}, {2, 0, 1, 0}};                                  // free run
     // clang-format on
     camera();
     EXPECT_EQ(payloadOf(send(telegram(GET_TIMEBASE)), 4, 8), concat({u16Bytes(1), u16Bytes(1)}));
