@@ -1,8 +1,5 @@
 // Producer faults while streaming and while buffers are freed: every caller buffer still ends
 // with a status word and a set event, and the recovery says what it did.
-#include <algorithm>
-#include <string>
-#include <vector>
 
 #include "support/World.h"
 

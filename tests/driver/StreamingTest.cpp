@@ -1,10 +1,6 @@
 // Images into caller buffers through the exports, on the simulated camera, and what the image
 // calls do with arguments a caller got wrong.
-#include <algorithm>
-#include <cstdio>
 #include <ostream>
-#include <string>
-#include <vector>
 
 #include "config/Config.h"
 #include "stream/Timestamp.h"

@@ -47,36 +47,28 @@ TEST_F(Helpers, FrameChecksFoundThenAccessThenKindWithEachHelpersWords) {
         const char* wrongKindFeature;
         const char* kindWords;
     };
-    const char* ro = "DeviceTemperatureRaw";
-    const char* wo = "WriteOnlyValue";
-    const char* text = "DeviceUserID";
+    const char *ro = "DeviceTemperatureRaw", *wo = "WriteOnlyValue", *text = "DeviceUserID";
+    const char *w = "not writable.", *r = "not readable.";
+    // clang-format off
     const Case cases[] = {
-        {"callCommand", [&](const char* n) { EXPECT_FALSE(callCommand(map, n)); }, ro, "not writable.", text,
-         "not a command."},
-        {"setBoolean", [&](const char* n) { EXPECT_FALSE(setBoolean(map, n, true)); }, ro, "not writable.", text,
-         "not boolean."},
-        {"setInteger", [&](const char* n) { EXPECT_FALSE(setInteger(map, n, 1)); }, ro, "not writable.", text,
-         "not integer"},
-        {"setFloat", [&](const char* n) { EXPECT_FALSE(setFloat(map, n, 1.0)); }, ro, "not writable.", text,
-         "not float"},
-        {"setEnum", [&](const char* n) { EXPECT_FALSE(setEnum(map, n, "Mono8")); }, ro, "not writable.", text,
+        {"callCommand", [&](const char* n) { EXPECT_FALSE(callCommand(map, n)); }, ro, w, text, "not a command."},
+        {"setBoolean", [&](const char* n) { EXPECT_FALSE(setBoolean(map, n, true)); }, ro, w, text, "not boolean."},
+        {"setInteger", [&](const char* n) { EXPECT_FALSE(setInteger(map, n, 1)); }, ro, w, text, "not integer"},
+        {"setFloat", [&](const char* n) { EXPECT_FALSE(setFloat(map, n, 1.0)); }, ro, w, text, "not float"},
+        {"setEnum", [&](const char* n) { EXPECT_FALSE(setEnum(map, n, "Mono8")); }, ro, w, text, "not enumeration"},
+        {"hasEnumEntry", [&](const char* n) { EXPECT_FALSE(hasEnumEntry(map, n, "Mono8", false)); }, wo, w, text,
          "not enumeration"},
-        {"hasEnumEntry", [&](const char* n) { EXPECT_FALSE(hasEnumEntry(map, n, "Mono8", false)); }, wo,
-         "not writable.", text, "not enumeration"},
-        {"getEnumEntries", [&](const char* n) { EXPECT_FALSE(getEnumEntries(map, n, list)); }, wo, "not writable.",
-         text, "not enumeration"},
-        {"getBoolean", [&](const char* n) { EXPECT_FALSE(getBoolean(map, n)); }, wo, "not readable.", text,
-         "not boolean."},
-        {"getInteger", [&](const char* n) { EXPECT_EQ(getInteger(map, n), 0); }, wo, "not readable.", text,
-         "not integer."},
-        {"getFloat", [&](const char* n) { EXPECT_EQ(getFloat(map, n), 0.0); }, wo, "not readable.", text, "not float."},
-        {"getEnum", [&](const char* n) { EXPECT_EQ(getEnum(map, n), ""); }, wo, "not readable.", text,
-         "not enumeration."},
-        {"getString", [&](const char* n) { EXPECT_EQ(getString(map, n), ""); }, wo, "not readable.", "RawBlock",
+        {"getEnumEntries", [&](const char* n) { EXPECT_FALSE(getEnumEntries(map, n, list)); }, wo, w, text,
+         "not enumeration"},
+        {"getBoolean", [&](const char* n) { EXPECT_FALSE(getBoolean(map, n)); }, wo, r, text, "not boolean."},
+        {"getInteger", [&](const char* n) { EXPECT_EQ(getInteger(map, n), 0); }, wo, r, text, "not integer."},
+        {"getFloat", [&](const char* n) { EXPECT_EQ(getFloat(map, n), 0.0); }, wo, r, text, "not float."},
+        {"getEnum", [&](const char* n) { EXPECT_EQ(getEnum(map, n), ""); }, wo, r, text, "not enumeration."},
+        {"getString", [&](const char* n) { EXPECT_EQ(getString(map, n), ""); }, wo, r, "RawBlock",
          "of unknown datatype."},
-        {"setString", [&](const char* n) { EXPECT_FALSE(setString(map, n, "1")); }, ro, "not writable.", nullptr,
-         nullptr},
+        {"setString", [&](const char* n) { EXPECT_FALSE(setString(map, n, "1")); }, ro, w, nullptr, nullptr},
     };
+    // clang-format on
     for (const Case& c : cases) {
         const std::string prefix = std::string(c.helper) + ": Feature <";
         c.call("Missing");

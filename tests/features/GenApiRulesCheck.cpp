@@ -7,7 +7,6 @@
 // symbols (<Symbolic>, else the entry's name; available entries only). The values these rules
 // need (locks, pMin...) are read through the node map. Prints how many features were compared
 // and how many agree, and fails on the first that does not.
-#include <gtest/gtest.h>
 #include <libxml/parser.h>
 
 #include <cfloat>

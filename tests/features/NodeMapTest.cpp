@@ -102,21 +102,6 @@ TEST(NodeMapLoad, BadInputRaisesAnExceptionWithADescription) {
     }
 }
 
-TEST(NodeMapLoad, ConnectDestroyAndReload) {
-    test::MemoryPort port;
-    NodeMap map;
-    EXPECT_FALSE(map.connect(&port));  // nothing loaded
-    EXPECT_EQ(map.getNode("Width"), nullptr);
-    map.loadXml(kXml.data(), kXml.size());
-    EXPECT_FALSE(map.connect(nullptr));
-    EXPECT_TRUE(map.connect(&port));
-    map.destroy();
-    EXPECT_FALSE(map.isLoaded());
-    EXPECT_EQ(map.getNode("Width"), nullptr);
-    map.loadXml(kXml.data(), kXml.size());  // a destroyed map takes a new description
-    EXPECT_TRUE(map.isLoaded());
-}
-
 // A description loaded into a map connected to a port in memory, and its nodes by kind.
 class MapTest : public ::testing::Test {
 protected:
@@ -223,14 +208,6 @@ TEST_F(NodeModel, EveryAccessReachesThePortUncached) {
     EXPECT_EQ(port.get<uint32_t>(test::kStart), 1u);
     node<StringNode>("DeviceUserID").SetValue("cam-7");
     EXPECT_EQ(node<StringNode>("DeviceUserID").GetValue(), "cam-7");
-}
-
-TEST_F(NodeModel, UnconnectedPortLeavesTheBufferAlone) {
-    NodeMap unconnected;
-    unconnected.loadXml(test::kDescription, sizeof test::kDescription);
-    auto* width = dynamic_cast<IntegerNode*>(unconnected.getNode("Width"));
-    ASSERT_NE(width, nullptr);
-    EXPECT_NO_THROW(width->GetValue());
 }
 
 // ---- the node types real cameras' descriptions use, held to GenApi's rules: limits of integers

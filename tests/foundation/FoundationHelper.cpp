@@ -4,8 +4,6 @@
 //       report file, and (with a release file) stays loaded until that file appears.
 //   log <folder> <parameter file> <lines> <tag>
 //       starts the log facility and logs numbered error lines, one per millisecond.
-//   touch <file>
-//       creates the file (a program that any system can start).
 #include <chrono>
 #include <cstdio>
 #include <fstream>
@@ -67,6 +65,5 @@ int main(int argc, char** argv) {
     const std::string mode = argc > 1 ? argv[1] : "";
     if (mode == "attach") return attach(argc, argv);
     if (mode == "log") return logLines(argc, argv);
-    if (mode == "touch" && argc == 3) return std::ofstream(argv[2]) ? 0 : 1;
     return 2;
 }

@@ -1,12 +1,8 @@
 // Load from several threads: eight threads sending telegrams to one streaming camera while one
 // thread queues buffers and one cancels; cancels and closes from a second thread while the
-// caller requeues; two cameras streaming at once; opens and closes from several threads. Bounded in time (TQ4_STRESS_SECONDS, default 3); every call returns, every
-// buffer ends consistent, and the cameras work afterwards.
-#include <atomic>
-#include <cstdlib>
-#include <random>
-#include <thread>
-#include <vector>
+// caller requeues; two cameras streaming at once; opens and closes from several threads.
+// Bounded in time (TQ4_STRESS_SECONDS, default 3); every call returns, every buffer ends
+// consistent, and the cameras work afterwards.
 
 #include "reliability/Reliability.h"
 

@@ -3,12 +3,6 @@
 // worker with a deadline; a cell holds the export's code, and after the cancel and the close
 // every caller buffer is ended (status word and event) or was never taken. A hang fails its
 // cell and ends the program after the matrix is printed.
-#include <cstdio>
-#include <cstdlib>
-#include <map>
-#include <sstream>
-#include <string>
-#include <vector>
 
 #include "driver/Driver.h"
 #include "reliability/Reliability.h"
@@ -74,7 +68,8 @@ const std::pair<const char*, std::map<int, uint32_t>> kFailingPoints[] = {
     {"GCGetPortURL", {}}, {"GCGetNumPortURLs", {}}, {"GCGetPortURLInfo", {}}, {"GCRegisterEvent", {}},
     {"GCUnregisterEvent", {}}, {"EventGetData", {}}, {"EventKill", {}}, {"DSGetInfo", {}}, {"DSAnnounceBuffer", {}},
     {"DSAllocAndAnnounceBuffer", {}}, {"DSQueueBuffer", {}}, {"DSRevokeBuffer", {}}, {"DSFlushQueue", {}},
-    {"DSStartAcquisition", {}}, {"DSStopAcquisition", {}}, {"DSGetBufferInfo", {}}, {"DSGetBufferID", {}}, {"DSClose", {}}};
+    {"DSStartAcquisition", {}}, {"DSStopAcquisition", {}}, {"DSGetBufferInfo", {}}, {"DSGetBufferID", {}},
+    {"DSClose", {}}};
 // clang-format on
 
 const std::vector<Row>& rows() {

@@ -3,16 +3,16 @@
 // under load and the small fast camera the load tests stream from.
 #pragma once
 
-#include <chrono>
-#include <cstdint>
-#include <filesystem>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <future>
-#include <memory>
+#include <map>
 #include <optional>
+#include <random>
 #include <set>
-#include <string>
-#include <thread>
+#include <sstream>
 
 #include "support/World.h"
 
@@ -100,12 +100,6 @@ inline Resources resourcesBackTo(const Resources& before) {
         now = resources();
     }
     return now;
-}
-
-inline std::string listed(const std::multiset<std::string>& items) {
-    std::string text;
-    for (const auto& item : items) text += (text.empty() ? "" : ", ") + item;
-    return text;
 }
 
 // Ended: the event is set and the status word says how.

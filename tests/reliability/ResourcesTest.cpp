@@ -2,10 +2,7 @@
 // with the memory, file descriptors and threads it had: measured from /proc/self after a few
 // warm-up cycles, which fill the caches that stay (node maps, the log's buffers). The threads
 // compared are those the driver may own (see Resources).
-#include <cstdio>
-#include <cstdlib>
 #include <functional>
-#include <string>
 
 #include "reliability/Reliability.h"
 
@@ -41,8 +38,8 @@ protected:
         // Under AddressSanitizer freed memory waits in its quarantine; LeakSanitizer checks there.
         EXPECT_LE(after.rssKb, before.rssKb + kRssSlackKb);
 #endif
-        EXPECT_EQ(listed(after.fds), listed(before.fds));
-        EXPECT_EQ(listed(after.threads), listed(before.threads));
+        EXPECT_EQ(after.fds, before.fds);
+        EXPECT_EQ(after.threads, before.threads);
     }
 };
 

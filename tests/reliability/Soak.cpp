@@ -3,13 +3,6 @@
 // random moments. Ends with one line of counts; a buffer that was queued and never ended is
 // lost, and any loss makes the exit status 1.
 //   reliability_soak MINUTES
-#include <atomic>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <random>
-#include <thread>
-#include <vector>
 
 #include "reliability/Reliability.h"
 
