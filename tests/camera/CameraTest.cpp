@@ -46,17 +46,14 @@ private:
 using namespace tq4::camera;
 
 TEST(WidestPixelFormat, LastDigitsDecideLaterEntriesWinTiesMsbIsPassedOver) {
+    // clang-format off
     const struct {
         std::vector<std::string> entries;
         std::string widest;
-    } cases[] = {
-        {{"Mono8", "Mono12", "Mono16", "Mono16msb"}, "Mono16"},
-        {{"Mono8", "Mono16msb", "Mono12"}, "Mono12"},
-        {{"Mono12", "BayerRG12"}, "BayerRG12"},
-        {{"Mono10p", "YCbCr422_8"}, "Mono10p"},
-        {{"Raw", "Mono8"}, "Mono8"},
-        {{"Raw"}, ""},
-    };
+    } cases[] = {{{"Mono8", "Mono12", "Mono16", "Mono16msb"}, "Mono16"}, {{"Mono8", "Mono16msb", "Mono12"}, "Mono12"},
+                 {{"Mono12", "BayerRG12"}, "BayerRG12"}, {{"Mono10p", "YCbCr422_8"}, "Mono10p"},
+                 {{"Raw", "Mono8"}, "Mono8"}, {{"Raw"}, ""}};
+    // clang-format on
     for (const auto& c : cases) EXPECT_EQ(widestPixelFormat(c.entries, nullptr), c.widest) << c.entries.front();
 }
 

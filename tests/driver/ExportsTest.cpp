@@ -96,7 +96,7 @@ TEST_F(FrameTest, CameraWithoutReadWriteAccessIsRefusedExceptByTheTransferParame
     driver::Driver::destroyInstance();
 }
 
-TEST_F(FrameTest, SmallExportsAnswerFromTheFrame) {
+TEST_F(FrameTest, SmallExportsAnswerFromTheFrameAndRefuseNullPointersAndWrongSizes) {
     TQ4_HANDLE& h = open();
     uint32_t countValue = 0;
     EXPECT_EQ(Get_Generation_Count(h, &countValue), ZEVO_NOERROR);
@@ -124,12 +124,9 @@ TEST_F(FrameTest, SmallExportsAnswerFromTheFrame) {
     EXPECT_EQ(ZEVO_GetVersion_genicam(nullptr, &v[1], nullptr, &v[3]), ZEVO_NOERROR);
     EXPECT_EQ(std::vector<uint32_t>(v, v + 4), std::vector<uint32_t>({1, 9, 0, 0}));
     EXPECT_EQ(ZEVO_GetVersionTQ4_Genicam(nullptr, nullptr, nullptr, nullptr), ZEVO_NOERROR);
-}
 
-TEST_F(FrameTest, NullPointersAndWrongSizesAreRefused) {
-    TQ4_HANDLE& h = open();
+    // Null pointers and wrong sizes are refused, each with its line.
     const uint32_t kWrongValue = ZEVO_ERROR_DRIVER_WRONGVALUE;
-    uint8_t record[48];
     // clang-format off
     const struct {
         const char* message;

@@ -12,22 +12,13 @@
 namespace tq4::features::test {
 
 // Register addresses of the description below (little-endian registers).
+// clang-format off
 enum Address : int64_t {
-    kWidth = 0x00,
-    kDeviceIp = 0x08,
-    kDeviceMac = 0x10,
-    kHexValue = 0x18,
-    kExposure = 0x20,
-    kGain = 0x28,
-    kGainLocked = 0x30,
-    kTemperature = 0x38,
-    kReverseX = 0x40,
-    kStart = 0x48,
-    kPixelFormat = 0x50,
-    kWriteOnly = 0x58,
-    kUserId = 0x100,
-    kRawBlock = 0x200,
+    kWidth = 0x00, kDeviceIp = 0x08, kDeviceMac = 0x10, kHexValue = 0x18, kExposure = 0x20, kGain = 0x28,
+    kGainLocked = 0x30, kTemperature = 0x38, kReverseX = 0x40, kStart = 0x48, kPixelFormat = 0x50, kWriteOnly = 0x58,
+    kUserId = 0x100, kRawBlock = 0x200,
 };
+// clang-format on
 
 constexpr int64_t kMono8 = 0x01080001, kMono12 = 0x010C0047, kMono14 = 0x01100025, kMono16 = 0x01100007;
 

@@ -70,17 +70,24 @@ protected:
     std::shared_ptr<Device> device_;
 };
 
-TEST_F(DeviceOpen, OpenDumpsTheDescriptionAndTheLastCloseUndoesEverything) {
-    Device& device = registerDevice("");
+// A device with two data streams opens both and uses the first.
+TEST_F(DeviceOpen, OpenDumpsTheDescriptionOpensTheStreamsAndTheLastCloseUndoesEverything) {
+    Device& device = registerDevice("streams=2\n");
     void* handle = device.open(3, "ZEVO.cti");
     ASSERT_NE(handle, nullptr) << dump();
+    EXPECT_EQ(device.numDataStreams(), 2u);
+    EXPECT_TRUE(logged("Device::open: Device <" + device.id() + "> supports 2 DataStreams ... only ID <" +
+                           device.activeStreamId() + "> is used.",
+                       log::kProgress));
+    EXPECT_EQ(count("Device::setupDataStream: Opened DataStream with ID <"), 2);
+    ASSERT_NE(device.activeStream(), nullptr);
+    EXPECT_EQ(device.activeStream()->id(), device.activeStreamId());
     EXPECT_EQ(device.handle(), handle);
     EXPECT_EQ(device.number(), 3);
     EXPECT_EQ(device.getAccessStatus(), 5);
     EXPECT_TRUE(logged("Device::allocNodeMap: retrieve URL info succeed.", log::kVerbose)) << dump();
     EXPECT_TRUE(logged("Device::open: Load xml and connect to port succeed.", log::kProgress));
     EXPECT_TRUE(device.nodeMap()->isLoaded());
-    ASSERT_NE(device.activeStream(), nullptr);
     EXPECT_EQ(count("Device::allocNodeMap: Dump xml to: " + joinPath(dataDirectory().string(), "")), 1);
 
     // A second open counts; its close keeps everything.
@@ -98,26 +105,12 @@ TEST_F(DeviceOpen, OpenDumpsTheDescriptionAndTheLastCloseUndoesEverything) {
     EXPECT_EQ(device.activeStream(), nullptr);
     EXPECT_EQ(device.number(), -1);
     EXPECT_TRUE(logged("Device::close: NodeMap destroyed.", log::kProgress));
-    EXPECT_EQ(count("DataStream::~DataStream: Closed DataStream with ID <"), 1);
+    EXPECT_EQ(count("DataStream::~DataStream: Closed DataStream with ID <"), 2);
     EXPECT_TRUE(logged("Device::close: Closed device with ID <" + device.id() + ">", log::kProgress));
     // The handle stays until the next open; the producer no longer knows it.
     EXPECT_EQ(device.handle(), handle);
     EXPECT_NE(device.getAccessStatus(), 5);
     EXPECT_EQ(device.close(), nullptr);  // nothing left to close
-}
-
-TEST_F(DeviceOpen, TwoDataStreamsAreOpenedAndTheFirstIsUsed) {
-    Device& device = openDevice("streams=2\n");
-    EXPECT_EQ(device.numDataStreams(), 2u);
-    const std::string active = device.activeStreamId();
-    EXPECT_TRUE(logged(
-        "Device::open: Device <" + device.id() + "> supports 2 DataStreams ... only ID <" + active + "> is used.",
-        log::kProgress))
-        << dump();
-    EXPECT_EQ(count("Device::setupDataStream: Opened DataStream with ID <"), 2);
-    EXPECT_EQ(device.activeStream()->id(), active);
-    device.close();
-    EXPECT_EQ(count("DataStream::~DataStream: Closed DataStream with ID <"), 2);
 }
 
 // The address and length of a "local:" URL are hexadecimal, the query is ignored, and only

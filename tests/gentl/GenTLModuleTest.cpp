@@ -75,7 +75,7 @@ TEST_F(ProducerSearch, TrailingSeparatorAddsNoFolderAndAnEmptyPieceNamesTheRoot)
 
 class ModuleTest : public World {};
 
-TEST_F(ModuleTest, InitResolvesTheTableAndDeinitClearsIt) {
+TEST_F(ModuleTest, InitResolvesTheTableDeinitAndAFailedInitClearIt) {
     {
         GenTLModule module("ZEVO.cti");
         EXPECT_EQ(module.path(), joinPath(TQ4_SIM_DIR, "ZEVO.cti"));
@@ -93,15 +93,14 @@ TEST_F(ModuleTest, InitResolvesTheTableAndDeinitClearsIt) {
         EXPECT_EQ(module.fn().TLOpen, nullptr);
     }
     EXPECT_TRUE(logged("GenTLModule::~GenTLModule: deinit done.", log::kProgress));
-}
 
-TEST_F(ModuleTest, FailingGCInitLibLeavesTheModuleUninitialised) {
+    // A failing GCInitLib leaves the module uninitialised.
     configure("fault.GCInitLib=-1001\n");
-    GenTLModule module("ZEVO.cti");
-    EXPECT_FALSE(module.init());
-    EXPECT_FALSE(module.isInitialised());
+    GenTLModule failing("ZEVO.cti");
+    EXPECT_FALSE(failing.init());
+    EXPECT_FALSE(failing.isInitialised());
     EXPECT_TRUE(logged("GenTLModule::init: GCInitLib() failed. GC Error: -1001", log::kError)) << dump();
-    EXPECT_EQ(module.fn().GCInitLib, nullptr);
+    EXPECT_EQ(failing.fn().GCInitLib, nullptr);
 }
 
 }  // namespace

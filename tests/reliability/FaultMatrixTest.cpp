@@ -10,23 +10,10 @@
 namespace tq4::test {
 namespace {
 
-enum Op {
-    kOpen,
-    kName,
-    kDescription,
-    kRoi,
-    kExposure,
-    kCooling,
-    kSetTimestamp,
-    kAlignment,
-    kParameters,
-    kStart,
-    kRunning,
-    kCancel,
-    kClose,
-    kReopen,
-    kOps
-};
+// clang-format off
+enum Op { kOpen, kName, kDescription, kRoi, kExposure, kCooling, kSetTimestamp, kAlignment, kParameters, kStart,
+          kRunning, kCancel, kClose, kReopen, kOps };
+// clang-format on
 const char* const kOpNames[kOps] = {"open",      "name",   "description", "roi",     "exposure", "cooling", "timestamp",
                                     "alignment", "params", "start",       "running", "cancel",   "close",   "reopen"};
 
