@@ -65,6 +65,20 @@ TEST_F(AravisDriver, OpensTheCameraAndAnswersIdentityAndRegion) {
     EXPECT_EQ(imageSize(h), std::make_pair(256u, 128u));
 }
 
+// The camera names its exposure time ExposureTimeAbs, as GigE Vision cameras of before SFNC
+// 2.0 do, and gives it no unit: the telegrams set and read it in microseconds.
+TEST_F(AravisDriver, ExposureTimeUnderItsGigEVisionName) {
+    TQ4_HANDLE& h = openExt();
+    ASSERT_EQ(sendTelegram(h, test::telegram(SET_TIMEBASE, concat({u16Bytes(1), u16Bytes(2)}))).result,
+              ZEVO_NOERROR);  // exposure in ms
+    const Answer set = sendTelegram(h, test::telegram(SET_DELAY_EXPOSURE_TIME, concat({u32Bytes(0), u32Bytes(2)})));
+    ASSERT_EQ(set.result, ZEVO_NOERROR) << dump();
+    EXPECT_EQ(u32At(set.bytes, 8), 2u);
+    uint32_t microseconds = 0;
+    ASSERT_TRUE(arv_fake_camera_read_register(FakeCamera::get(), 0x120, &microseconds));  // ExposureTimeAbs
+    EXPECT_EQ(microseconds, 2000u);
+}
+
 // 500 frames through four caller buffers: every buffer comes back in queue order, done, with
 // the fake camera's test pattern intact; then Cancel_Images, close and open again.
 TEST_F(AravisDriver, StreamsFiveHundredFramesThroughFourBuffersAndReopens) {
