@@ -57,6 +57,13 @@ TEST_F(AravisDriver, OpensTheCameraAndAnswersIdentityAndRegion) {
     EXPECT_TRUE(logged("Open_Cam_Ext: done.", log::kProgress)) << dump();
     for (const uint16_t code : {GET_CAMERA_TYPE, GET_CAMERA_NAME, GET_CAMERA_DESCRIPTION, GET_CAMERA_HEALTH_STATUS})
         EXPECT_EQ(ask(h, code).result, ZEVO_NOERROR) << std::hex << code << "\n" << dump();
+    // A foreign camera: its own texts, or "not available"; the sensor text is the product's.
+    const auto info = [&](uint32_t type) {
+        return textAt(sendTelegram(h, test::telegram(GET_INFO_STRING, u32Bytes(type))).bytes, 4, 40);
+    };
+    EXPECT_EQ(info(2), "Sony IMX990");
+    EXPECT_EQ(info(3), "not available");
+    EXPECT_EQ(textAt(ask(h, GET_FIRMWARE_VERSIONS).bytes, 4, 40), "Aravis Fake");
     EXPECT_EQ(roi(h), (std::array<uint16_t, 4>{1, 1, FakeCamera::kWidth, FakeCamera::kHeight}));
 
     ASSERT_EQ(setRoi(h, {17, 9, 272, 136}), ZEVO_NOERROR) << dump();  // 256 x 128 pixels
