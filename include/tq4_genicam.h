@@ -176,10 +176,14 @@ typedef struct TQ4_OpenStruct {
  * event is reset. The first buffer starts streaming. Buffers are filled in the order they were
  * queued, one image each; the driver writes the status word and then sets the event:
  *   ZEVO_BUFFER_DONE       the image was copied (a buffer smaller than the image gets its
- *                          first `size` bytes, a larger one zeros after the image)
+ *                          first `size` bytes, a larger one zeros after the image); also an
+ *                          image the producer delivered incomplete (lost packets), unless
+ *                          [CONFIG] FailIncompleteImages is nonzero in tq4_genicam_param.ini
  *   ZEVO_BUFFER_FAILED     the wait for the image failed (the buffer is zeroed), or the image
  *                          came without data (then streaming ends: Cancel_Images before
- *                          queueing again)
+ *                          queueing again), or it came incomplete while FailIncompleteImages
+ *                          is set (the buffer holds what arrived; the key is read whenever
+ *                          streaming starts)
  *   ZEVO_BUFFER_CANCELLED  Cancel_Images, Close_Cam or the end of streaming
  * A buffer queued while streaming cannot run (camera not armed, recording off) is not queued:
  * the call returns 0, logs "Device::setImageBuffer: DataStream is not running." and the status
