@@ -122,6 +122,7 @@ public:
         if (terminal_) std::printf("\n");
         std::printf("%-16s %u (%s/frame-000000.%s ...)\n", "frames written", written_, folder.c_str(), format.c_str());
         std::printf("%-16s %u\n", "failed", failed_);
+        std::printf("%-16s %u (failed ones if [CONFIG] FailIncompleteImages=1, else written)\n", "incomplete", failed_);
         std::printf("%-16s %u\n", "cancelled", cancelled_);
         const double lowest = longestGap_.count() > 0 ? 1.0 / std::chrono::duration<double>(longestGap_).count() : 0;
         std::printf("%-16s mean %.2f Hz, lowest %.2f Hz\n", "frame rate", meanRate(), lowest);
