@@ -1,0 +1,59 @@
+#!/usr/bin/env bash
+# tq4src as a user meets it: gst-inspect-1.0 describes it, gst-launch-1.0 writes 100 PNG images
+# of the region asked for, a camera that is not there ends the pipeline with the element's
+# error, and on a virtual X display `tq4src ! videoconvert ! ximagesink` shows the scene (the
+# screenshot is kept in ARTEFACTS and must not be a blank screen).
+#
+#   launch_test.sh PLUGIN_DIR SIM_DIR ARTEFACTS
+set -euo pipefail
+plugin_dir=$(realpath "$1") sim_dir=$(realpath "$2") artefacts=$(realpath -m "$3")
+
+for program in gst-inspect-1.0 gst-launch-1.0 Xvfb import identify; do
+  command -v "$program" >/dev/null || { echo "launch_test: $program is not installed (scripts/setup.sh)"; exit 1; }
+done
+
+work=$(mktemp -d)
+pids=()
+cleanup() {
+  for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
+  rm -rf "$work"
+}
+trap cleanup EXIT
+fail() { echo "launch_test: $*"; exit 1; }
+
+mkdir -p "$artefacts" "$work/frames"
+: >"$work/sim.cfg"
+export GST_PLUGIN_PATH="$plugin_dir" GENICAM_GENTL64_PATH="$sim_dir" ZEVO_SIM_CONFIG="$work/sim.cfg"
+export TQ4_COMMON_APPDATA="$work/appdata" TQ4_SHM_SUFFIX="_gst$$" TQ4_QUESTION_ANSWER=no
+export GST_REGISTRY="$work/registry.bin"
+
+gst-inspect-1.0 tq4src >"$work/inspect.txt" || fail "gst-inspect-1.0 tq4src failed"
+for property in camera producers exposure region binning trigger buffers queued; do
+  grep -q "^  $property " "$work/inspect.txt" || fail "gst-inspect-1.0 shows no property $property"
+done
+
+gst-launch-1.0 -q tq4src num-buffers=100 region=1,1,320,240 ! videoconvert ! pngenc compression-level=1 \
+  ! multifilesink location="$work/frames/frame-%03d.png"
+count=$(find "$work/frames" -name '*.png' | wc -l)
+[ "$count" -eq 100 ] || fail "$count images written, 100 expected"
+for frame in 000 099; do
+  size=$(identify -format '%wx%h' "$work/frames/frame-$frame.png")
+  [ "$size" = 320x240 ] || fail "frame-$frame.png is $size, 320x240 expected"
+done
+
+if gst-launch-1.0 tq4src producers="$work/absent.cti" ! fakesink >"$work/missing.txt" 2>&1; then
+  fail "a camera opened without its producer"
+fi
+grep -q "Camera 0 cannot be opened." "$work/missing.txt" || fail "no element error naming the camera: $(cat "$work/missing.txt")"
+
+Xvfb -displayfd 3 -screen 0 800x600x24 -nolisten tcp 3>"$work/display" 2>/dev/null &
+pids+=($!)
+for _ in $(seq 100); do [ -s "$work/display" ] && break; sleep 0.1; done
+export DISPLAY=":$(cat "$work/display")"
+gst-launch-1.0 -q tq4src binning=2 ! videoconvert ! ximagesink >"$work/view.txt" 2>&1 &
+pids+=($!)
+sleep 4
+import -window root "$artefacts/live_view.png"
+mean=$(identify -format '%[fx:mean]' "$artefacts/live_view.png")
+awk -v m="$mean" 'BEGIN { exit !(m > 0.05) }' || fail "the live view is blank (mean $mean): $(cat "$work/view.txt")"
+echo "launch_test: 100 images of 320x240, the missing camera's error, live view in $artefacts/live_view.png"
