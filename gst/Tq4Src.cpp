@@ -198,17 +198,18 @@ gboolean openSession(Tq4Src* self) {
     tools::lastComplaint.clear();
     if (!tools::applySettings(*session->camera, settingsOf(p)) || !tools::startRecording(*session->camera) ||
         !tools::readGeometry(*session->camera, session->geometry)) {
-        GST_ELEMENT_ERROR(self, RESOURCE, SETTINGS, ("Camera %u refused a setting.", p.camera), ("%s",
-                          tools::lastComplaint.c_str()));
+        GST_ELEMENT_ERROR(self, RESOURCE, SETTINGS, ("Camera %u refused a setting.", p.camera),
+                          ("%s", tools::lastComplaint.c_str()));
         return FALSE;
     }
-    if (p.trigger.empty() || p.trigger == "auto") session->frameRateMilliHertz = tools::frameRateMilliHertz(*session->camera);
+    if (p.trigger.empty() || p.trigger == "auto")
+        session->frameRateMilliHertz = tools::frameRateMilliHertz(*session->camera);
     session->buffers = std::make_shared<CallerBuffers>(session->library, session->camera->handle(), p.buffers,
                                                        session->geometry.bytes());
     self->session = session.release();
     if (!self->session->buffers->queueAll(error)) {
-        GST_ELEMENT_ERROR(self, RESOURCE, FAILED, ("Camera %u does not take caller buffers.", p.camera), ("%s",
-                          error.c_str()));
+        GST_ELEMENT_ERROR(self, RESOURCE, FAILED, ("Camera %u does not take caller buffers.", p.camera),
+                          ("%s", error.c_str()));
         endSession(self);
         return FALSE;
     }
@@ -272,9 +273,9 @@ GstFlowReturn createBuffer(GstPushSrc* push, GstBuffer** out) {
         switch (buffers.next(filled, self->properties->timeoutMs, *self->flushing)) {
             case CallerBuffers::Wait::Stopped: return GST_FLOW_FLUSHING;
             case CallerBuffers::Wait::TimedOut:
-                GST_ELEMENT_ERROR(self, RESOURCE, READ, ("No image within %u ms.", self->properties->timeoutMs),
-                                  ("camera %u, %" G_GUINT64_FORMAT " images delivered", self->properties->camera,
-                                   self->frames));
+                GST_ELEMENT_ERROR(
+                    self, RESOURCE, READ, ("No image within %u ms.", self->properties->timeoutMs),
+                    ("camera %u, %" G_GUINT64_FORMAT " images delivered", self->properties->camera, self->frames));
                 return GST_FLOW_ERROR;
             case CallerBuffers::Wait::Filled: break;
         }
@@ -344,8 +345,10 @@ static void tq4_src_class_init(Tq4SrcClass* klass) {
     installString(object, PROP_PRODUCERS, "producers",
                   "Producer list (A.cti:B.cti) for this camera; empty: the driver's ini file", "");
     installString(object, PROP_LIBRARY, "library", "Path of libtq4_genicam.so; empty: the installed one", "");
-    installString(object, PROP_EXPOSURE, "exposure", "Exposure time (10ms, 250us, 1s; a bare number is us); empty keeps the camera's", "");
-    installString(object, PROP_REGION, "region", "Region X0,Y0,X1,Y1 (from 1, inclusive); empty keeps the camera's", "");
+    installString(object, PROP_EXPOSURE, "exposure",
+                  "Exposure time (10ms, 250us, 1s; a bare number is us); empty keeps the camera's", "");
+    installString(object, PROP_REGION, "region", "Region X0,Y0,X1,Y1 (from 1, inclusive); empty keeps the camera's",
+                  "");
     installNumber(object, PROP_BINNING, "binning", "Binning factor for both axes; 0 keeps the camera's", 0, 16, 0);
     installString(object, PROP_TRIGGER, "trigger", "auto, software, external or width; empty keeps the camera's", "");
     installString(object, PROP_BIT_ALIGNMENT, "bit-alignment",

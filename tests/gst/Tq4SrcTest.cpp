@@ -67,7 +67,8 @@ protected:
     // The first bus message of one of `types` within `seconds` (null if none).
     GstMessage* waitFor(int types, int seconds = 20) {
         GstBus* bus = gst_element_get_bus(pipeline);
-        GstMessage* message = gst_bus_timed_pop_filtered(bus, GstClockTime(seconds) * GST_SECOND, GstMessageType(types));
+        GstMessage* message =
+            gst_bus_timed_pop_filtered(bus, GstClockTime(seconds) * GST_SECOND, GstMessageType(types));
         gst_object_unref(bus);
         return message;
     }
