@@ -5,9 +5,11 @@
 # X display `tq4src ! videoconvert ! ximagesink` shows the scene (the
 # screenshot is kept in ARTEFACTS and must not be a blank screen).
 #
-#   launch_test.sh PLUGIN_DIR SIM_DIR ARTEFACTS
+# `tq4cam view` shows the same with the frame number and rate written over it.
+#
+#   launch_test.sh PLUGIN_DIR SIM_DIR TQ4CAM ARTEFACTS
 set -euo pipefail
-plugin_dir=$(realpath "$1") sim_dir=$(realpath "$2") artefacts=$(realpath -m "$3")
+plugin_dir=$(realpath "$1") sim_dir=$(realpath "$2") tq4cam=$(realpath "$3") artefacts=$(realpath -m "$4")
 
 for program in gst-inspect-1.0 gst-launch-1.0 Xvfb import identify; do
   command -v "$program" >/dev/null || { echo "launch_test: $program is not installed (scripts/setup.sh)"; exit 1; }
@@ -82,5 +84,13 @@ sleep 4
 import -window root "$artefacts/live_view.png"
 mean=$(identify -format '%[fx:mean]' "$artefacts/live_view.png")
 awk -v m="$mean" 'BEGIN { exit !(m > 0.05) }' || fail "the live view is blank (mean $mean): $(cat "$work/view.txt")"
+kill "${pids[-1]}"
+
+"$tq4cam" view --binning 2 --frames 400 --sink ximagesink >"$work/tq4cam-view.txt" 2>&1 &
+pids+=($!)
+sleep 4
+import -window root "$artefacts/tq4cam_view.png"
+wait "${pids[-1]}" || fail "tq4cam view failed: $(cat "$work/tq4cam-view.txt")"
+grep -q "^400 images shown" "$work/tq4cam-view.txt" || fail "tq4cam view: $(cat "$work/tq4cam-view.txt")"
 echo "launch_test: 100 images of 320x240, the missing camera's error, a recording, $received images over RTP," \
-  "live view in $artefacts/live_view.png"
+  "live views in $artefacts"
