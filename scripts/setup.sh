@@ -9,6 +9,8 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   dpkg-dev file libxml2-utils
   zenity xvfb openbox xdotool imagemagick
+  libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools
+  gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-x
 )
 # `setup.sh windows`: also the cross tools for the Windows build (scripts/windows-engine.sh, the win64 preset).
 if [ "${1:-}" = windows ]; then

@@ -1,6 +1,7 @@
 // Producer faults while streaming and while buffers are freed: every caller buffer still ends
 // with a status word and a set event, and the recovery says what it did.
 
+#include "config/Config.h"
 #include "support/World.h"
 
 namespace tq4::test {
@@ -80,6 +81,16 @@ TEST_F(StreamFaultsTest, FaultsOfOneCallEndTheirBufferAndStreamingGoesOn) {
         ASSERT_EQ(Close_Cam(&h), ZEVO_NOERROR);
         clearLines();
     }
+}
+
+// The producer marks an image incomplete (here: larger than its buffer). It is done unless
+// [CONFIG] FailIncompleteImages, read when streaming starts, asks for it to fail.
+TEST_F(StreamFaultsTest, IncompleteImageIsDoneUnlessTheConfigurationFailsIt) {
+    TQ4_HANDLE& h = openWithFault("payload_size = 1000");
+    EXPECT_EQ(streamInto(h, 1), Statuses{kDone});
+    config::writeIniValue(iniFile().string(), "CONFIG", "FailIncompleteImages", "1");
+    EXPECT_EQ(Cancel_Images(h), ZEVO_NOERROR);
+    EXPECT_EQ(streamInto(h, 1), Statuses{ZEVO_BUFFER_FAILED});
 }
 
 TEST_F(StreamFaultsTest, RefusedFirstQueueIsReportedAndTheBufferStillEnds) {
