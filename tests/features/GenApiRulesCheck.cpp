@@ -13,6 +13,7 @@
 #include <climits>
 #include <map>
 #include <sstream>
+#include <type_traits>
 
 #include "features/NodeMap.h"
 #include "support/World.h"
@@ -146,20 +147,26 @@ private:
         return mode;
     }
 
-    struct IntegerLimits {
-        int64_t min, max, inc;
+    template <typename T>
+    struct Limits {
+        T min, max, inc;
     };
-    IntegerLimits integerLimits(Element e) {
-        IntegerLimits limits = fromTarget(e);
-        const auto given = [&](const char* fixed, const char* pointer, int64_t& out) {
-            if (!child(e, fixed).empty()) out = std::stoll(child(e, fixed), nullptr, 0);
-            if (!child(e, pointer).empty()) out = integerOf(child(e, pointer));
-        };
-        given("Min", "pMin", limits.min);
-        given("Max", "pMax", limits.max);
-        given("Inc", "pInc", limits.inc);
+    using IntegerLimits = Limits<int64_t>;
+    using FloatLimits = Limits<double>;
+    // `limits` with the node's own Min, Max and Inc, or its pMin, pMax and pInc, over them.
+    template <typename T>
+    Limits<T> own(Element e, Limits<T> limits) {
+        T* fields[] = {&limits.min, &limits.max, &limits.inc};
+        const char* names[] = {"Min", "Max", "Inc"};
+        for (int i = 0; i < 3; ++i) {
+            const std::string fixed = child(e, names[i]), pointer = child(e, ("p" + std::string(names[i])).c_str());
+            if (!fixed.empty())
+                *fields[i] = std::is_integral_v<T> ? T(std::stoll(fixed, nullptr, 0)) : T(std::stod(fixed));
+            if (!pointer.empty()) *fields[i] = std::is_integral_v<T> ? T(integerOf(pointer)) : T(floatOf(pointer));
+        }
         return limits;
     }
+    IntegerLimits integerLimits(Element e) { return own(e, fromTarget(e)); }
     // Without limits of its own: those of the node its pValue names, by that node's kind.
     IntegerLimits fromTarget(Element e) {
         const bool isRegister = !child(e, "Address").empty() || structOf_.count(e);
@@ -180,22 +187,10 @@ private:
                         : IntegerLimits{0, (int64_t(1) << bits) - 1, 1};
     }
 
-    struct FloatLimits {
-        double min, max, inc;
-    };
     FloatLimits floatLimits(Element e) {
-        FloatLimits limits{-DBL_MAX, DBL_MAX, 0.0};
         Element target = find(child(e, "pValue"));
         if (target && is(e, "Converter")) return converterLimits(e, target);
-        if (target && is(target, "Float")) limits = floatLimits(target);
-        const auto given = [&](const char* fixed, const char* pointer, double& out) {
-            if (!child(e, fixed).empty()) out = std::stod(child(e, fixed));
-            if (!child(e, pointer).empty()) out = floatOf(child(e, pointer));
-        };
-        given("Min", "pMin", limits.min);
-        given("Max", "pMax", limits.max);
-        given("Inc", "pInc", limits.inc);
-        return limits;
+        return own(e, target && is(target, "Float") ? floatLimits(target) : FloatLimits{-DBL_MAX, DBL_MAX, 0.0});
     }
     // The converters here read their target as it is (FormulaFrom "TO"): the target's limits.
     FloatLimits converterLimits(Element e, Element target) {

@@ -79,27 +79,18 @@ inline Resources resources() {
     return r;
 }
 
-// The holdings once they are steady: two reads 100 ms apart agree (a thread that was just
-// joined may still be listed for a moment). At most two seconds.
-inline Resources steadyResources() {
+// The holdings once they are steady (two reads 100 ms apart agree: a thread that was just
+// joined may still be listed for a moment; two seconds at most), or once they are those of
+// `before` again (five seconds at most).
+inline Resources steadyResources(const Resources* before = nullptr) {
     Resources last = resources();
-    for (int i = 0; i < 20; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    for (int i = 0; i < (before ? 100 : 20); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(before ? 50 : 100));
         Resources now = resources();
-        if (now.sameHoldings(last)) return now;
+        if (now.sameHoldings(before ? *before : last)) return now;
         last = std::move(now);
     }
     return last;
-}
-
-// The holdings once they are those of `before` again, or after five seconds as they are then.
-inline Resources resourcesBackTo(const Resources& before) {
-    Resources now = resources();
-    for (int i = 0; i < 100 && !now.sameHoldings(before); ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        now = resources();
-    }
-    return now;
 }
 
 // Ended: the event is set and the status word says how.

@@ -31,7 +31,7 @@ protected:
         const Resources before = steadyResources();
         const int count = cycles();
         for (int i = 0; i < count && !HasFailure(); ++i) cycle();
-        const Resources after = resourcesBackTo(before);
+        const Resources after = steadyResources(&before);
         std::printf("%s: %d cycles, rss %ld -> %ld kB, fds %zu -> %zu, threads %zu -> %zu\n", what, count, before.rssKb,
                     after.rssKb, before.fds.size(), after.fds.size(), before.threads.size(), after.threads.size());
 #ifndef __SANITIZE_ADDRESS__
