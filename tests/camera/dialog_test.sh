@@ -10,23 +10,9 @@ set -euo pipefail
 tq4cam=$(realpath "$1") sim_dir=$(realpath "$2") artefacts=$(realpath -m "$3")
 caption="tq4_genicam.dll: ZEVO quillon SWIR (3101) (Serial No.: 3101)"
 
-for program in Xvfb openbox zenity xdotool import; do
-  command -v "$program" >/dev/null || { echo "dialog_test: $program is not installed (scripts/setup.sh)"; exit 1; }
-done
-
-work=$(mktemp -d)
-pids=()
-cleanup() {
-  for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
-  rm -rf "$work"
-}
-trap cleanup EXIT
-
-# A free display: Xvfb picks it and writes its number once it accepts clients.
-Xvfb -displayfd 3 -screen 0 1024x600x24 -nolisten tcp 3>"$work/display" 2>/dev/null &
-pids+=($!)
-for _ in $(seq 100); do [ -s "$work/display" ] && break; sleep 0.1; done
-export DISPLAY=":$(cat "$work/display")"
+source "$(dirname "$0")/../support/desktop.sh"
+require dialog_test Xvfb openbox zenity xdotool import
+start_display 1024x600x24
 openbox >/dev/null 2>&1 &
 pids+=($!)
 sleep 1

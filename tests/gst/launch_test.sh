@@ -11,17 +11,8 @@
 set -euo pipefail
 plugin_dir=$(realpath "$1") sim_dir=$(realpath "$2") tq4cam=$(realpath "$3") artefacts=$(realpath -m "$4")
 
-for program in gst-inspect-1.0 gst-launch-1.0 Xvfb import identify; do
-  command -v "$program" >/dev/null || { echo "launch_test: $program is not installed (scripts/setup.sh)"; exit 1; }
-done
-
-work=$(mktemp -d)
-pids=()
-cleanup() {
-  for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
-  rm -rf "$work"
-}
-trap cleanup EXIT
+source "$(dirname "$0")/../support/desktop.sh"
+require launch_test gst-inspect-1.0 gst-launch-1.0 Xvfb import identify
 fail() { echo "launch_test: $*"; exit 1; }
 
 mkdir -p "$artefacts" "$work/frames"
@@ -74,10 +65,7 @@ received=$(find "$work/received" -name '*.png' | wc -l)
 size=$(identify -format '%wx%h' "$work/received/frame-000.png")
 [ "$size" = 640x480 ] || fail "the received image is $size, 640x480 expected"
 
-Xvfb -displayfd 3 -screen 0 800x600x24 -nolisten tcp 3>"$work/display" 2>/dev/null &
-pids+=($!)
-for _ in $(seq 100); do [ -s "$work/display" ] && break; sleep 0.1; done
-export DISPLAY=":$(cat "$work/display")"
+start_display 800x600x24
 gst-launch-1.0 -q tq4src binning=2 ! videoconvert ! ximagesink >"$work/view.txt" 2>&1 &
 pids+=($!)
 sleep 4
