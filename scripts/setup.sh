@@ -8,6 +8,7 @@ packages=(
   libsimpleini-dev libcli11-dev libtiff-dev libpng-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   dpkg-dev file libxml2-utils
+  python3 python3-numpy python3-pytest
   zenity xvfb openbox xdotool imagemagick
 )
 # `setup.sh windows`: also the cross tools for the Windows build (scripts/windows-engine.sh, the win64 preset).

@@ -2,11 +2,13 @@
 # Installs a build into a temporary prefix and uses it as a user would: the layout (SONAME and
 # links, header, producer folder, tool, documentation, no path into the build tree), a C program
 # built through pkg-config and a C++ program through find_package(tq4_genicam), each opening the
-# installed ZEVO.cti's camera and sending one telegram, and tq4cam run from the installed bin/.
+# installed ZEVO.cti's camera and sending one telegram, tq4cam run from the installed bin/, and
+# the Python package imported from the prefix's Python folder, grabbing a frame.
 #
-#   install_test.sh BUILD CC CXX FLAGS LDFLAGS     (FLAGS: the build's sanitizer flags, or empty)
+#   install_test.sh BUILD CC CXX FLAGS LDFLAGS PYTHON PYTHONDIR
+#     FLAGS: the build's sanitizer flags, or empty; PYTHONDIR: the package's folder below the prefix
 set -euo pipefail
-build=$(realpath "$1") cc=$2 cxx=$3 flags=$4 ldflags=$5
+build=$(realpath "$1") cc=$2 cxx=$3 flags=$4 ldflags=$5 python=$6 pythondir=$7
 here=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -27,7 +29,8 @@ gentl=$(realpath "$(pkg-config --variable=gentldir tq4_genicam)")
 [ "$(readlink "$libdir/libtq4_genicam.so")" = libtq4_genicam.so.1 ] || fail "libtq4_genicam.so does not link to .so.1"
 [ "$(readlink "$libdir/libtq4_genicam.so.1")" = libtq4_genicam.so.1.9.0 ] || fail "libtq4_genicam.so.1 does not link to .so.1.9.0"
 readelf -d "$libdir/libtq4_genicam.so.1.9.0" | grep -q 'SONAME.*\[libtq4_genicam\.so\.1\]' || fail "SONAME is not libtq4_genicam.so.1"
-for file in include/tq4_genicam.h bin/tq4cam share/doc/tq4-genicam/README.md; do
+for file in include/tq4_genicam.h bin/tq4cam share/doc/tq4-genicam/README.md \
+  "$pythondir"/tq4_genicam/{__init__,_driver,camera,_location}.py; do
   [ -f "$prefix/$file" ] || fail "$file not installed"
 done
 [ -f "$gentl/ZEVO.cti" ] || fail "ZEVO.cti not in the producer folder $gentl"
@@ -72,4 +75,25 @@ env "${loader_path[@]}" GENICAM_GENTL64_PATH="$gentl" LD_DEBUG=libs LD_DEBUG_OUT
 loaded=$(sed -n 's/.*calling init: \(.*libtq4_genicam\.so.*\)/\1/p' "$work"/ld.* | head -n 1)
 [ -n "$loaded" ] && [ "$(realpath "$loaded")" = "$libdir/libtq4_genicam.so.1.9.0" ] ||
   fail "tq4cam loaded '$loaded', not the library in $libdir"
+
+# Python: the package from the prefix finds the installed library and producer folder by itself.
+echo "python:"
+preload=()
+[[ "$flags" != *-fsanitize=*address* ]] || preload=(LD_PRELOAD="$("$cc" -print-file-name=libasan.so)" ASAN_OPTIONS=detect_leaks=0)
+(cd "$work" && env "${preload[@]}" PYTHONPATH="$prefix/$pythondir" PYTHONDONTWRITEBYTECODE=1 \
+  "$python" - "$prefix" "$libdir/libtq4_genicam.so.1.9.0" "$gentl" <<'EOF'
+import os, sys
+import tq4_genicam
+
+prefix, library, gentl = sys.argv[1:]
+assert tq4_genicam.__file__.startswith(prefix), tq4_genicam.__file__
+assert os.path.realpath(tq4_genicam.library_path()) == library, tq4_genicam.library_path()
+assert os.path.realpath(tq4_genicam.installed_producer_folder()) == gentl, tq4_genicam.installed_producer_folder()
+os.environ["GENICAM_GENTL64_PATH"] = tq4_genicam.installed_producer_folder()
+with tq4_genicam.Camera(0) as camera:
+    frame = camera.grab(1)[0]
+    print(camera.model, frame, frame.array.dtype)
+    assert frame.ok and frame.array.size > 0
+EOF
+) || fail "the installed Python package did not grab a frame"
 echo "install_test: all checks passed"
