@@ -1,11 +1,12 @@
 """One camera behind the driver's exports: open and close, telegrams as named settings, images
 into numpy arrays that are the caller buffers the driver fills.
 
-Images: every caller buffer handed to ``Set_Image_Buffer`` is the memory of a fresh numpy
-array, so the driver's one copy of an image lands in the array that is then returned; nothing
-is copied again. A returned array belongs to the caller: its memory is never queued again,
-unless the caller hands it back with ``Frame.release()`` (or by leaving ``with frame:``), after
-which the array must not be used any more.
+Images: the memory of every caller buffer handed to ``Set_Image_Buffer`` becomes the numpy
+array that is returned once the buffer's event is set, so the driver's one copy of an image
+lands in that array; nothing is copied again. A returned array belongs to the caller: its memory
+is not queued again while the array, or any view or buffer taken from it, still exists. Once the
+last of them is gone the memory goes back to the acquisition, which queues it again instead of
+new memory; until then the acquisition queues new memory.
 """
 
 import collections
@@ -105,27 +106,25 @@ class Frame:
     ``frame_id`` the camera's frame number when the images carry the binary stamp (timestamp
     "binary" or "both"), else None, and ``index`` its place in the acquisition (from 0).
 
-    The array is the caller's. ``release()``, or the end of ``with frame:``, hands it back for
-    the acquisition to fill again; ``array`` is None from then on.
+    The array is the caller's for as long as it (or a view of it) exists. ``release()``, or the
+    end of ``with frame:``, drops the frame's own reference (``array`` is None from then on):
+    the memory is filled again once no other reference to the array is left.
     """
 
-    __slots__ = ("array", "status", "frame_id", "index", "_pool")
+    __slots__ = ("array", "status", "frame_id", "index")
 
-    def __init__(self, array, status, frame_id, index, pool):
+    def __init__(self, array, status, frame_id, index):
         self.array = array
         self.status = status
         self.frame_id = frame_id
         self.index = index
-        self._pool = pool
 
     @property
     def ok(self):
         return self.status == BUFFER_DONE
 
     def release(self):
-        if self.array is not None:
-            self._pool.give_back(self.array)
-            self.array = None
+        self.array = None
 
     def __enter__(self):
         return self
@@ -139,29 +138,54 @@ class Frame:
 
 
 class _Pool:
-    """Arrays handed back by the caller, to be queued again instead of fresh ones."""
+    """Image memory blocks no array refers to any more, queued again before new ones are made."""
 
-    def __init__(self, capacity):
+    def __init__(self, nbytes, capacity):
+        self.nbytes = nbytes
         self.capacity = capacity
-        self.arrays = []
+        self.blocks = []
         self.open = True
 
-    def give_back(self, array):
-        if self.open and len(self.arrays) < self.capacity:
-            self.arrays.append(array)
+    def take(self):
+        return self.blocks.pop() if self.blocks else np.empty(self.nbytes, np.uint8)
+
+    def give_back(self, block):
+        if self.open and len(self.blocks) < self.capacity:
+            self.blocks.append(block)
+
+
+class _Lease:
+    """The owner of a returned array's memory (the array's ``base``). numpy keeps the array alive
+    for each of its views and buffers, and the array keeps its lease, so the lease ends when the
+    last of them is gone: then the block goes back to the pool."""
+
+    __slots__ = ("block", "pool", "__array_interface__")
+
+    def __init__(self, block, pool, shape, dtype):
+        self.block = block
+        self.pool = pool
+        self.__array_interface__ = {
+            "shape": shape,
+            "typestr": dtype.str,
+            "data": (block.ctypes.data, False),
+            "version": 3,
+        }
+
+    def __del__(self):
+        self.pool.give_back(self.block)
 
 
 class _Slot:
-    """A caller buffer's event (an eventfd), its status word and the array queued with them."""
+    """A caller buffer's event (an eventfd), its status word and the memory queued with them."""
 
-    __slots__ = ("event", "poller", "status", "array")
+    __slots__ = ("event", "poller", "status", "block")
 
     def __init__(self):
         self.event = os.eventfd(0, os.EFD_CLOEXEC | os.EFD_NONBLOCK)
         self.poller = select.poll()
         self.poller.register(self.event, select.POLLIN)
         self.status = ctypes.c_uint32(0)
-        self.array = None
+        self.block = None
 
     def is_set(self, timeout_ms=0):
         return bool(self.poller.poll(timeout_ms))
@@ -185,7 +209,7 @@ class _Acquisition:
         self._delivered = 0
         self._in_flight = collections.deque()
         self._slots = []
-        self._pool = _Pool(buffers)
+        self._buffers = buffers
         camera.send(Command.SET_RECORDING_STATE, struct.pack("<H", 0))
         camera.send(Command.ARM_CAMERA)
         camera.send(Command.SET_RECORDING_STATE, struct.pack("<H", 1))
@@ -217,6 +241,7 @@ class _Acquisition:
         stamped = struct.unpack_from("<H", camera.send(Command.GET_TIMESTAMP_MODE), 4)[0] in (1, 2)
         self.shape = (height, width)
         self.dtype = np.dtype(np.uint8 if bits <= 8 else "<u2")
+        self._pool = _Pool(width * height * self.dtype.itemsize, self._buffers)
         # The binary stamp's BCD bytes sit in the top 8 of the data bits.
         self._stamp_shift = None if not stamped else 0 if bits <= 8 else 8 if msb_aligned else bits - 8
 
@@ -224,7 +249,7 @@ class _Acquisition:
         return self._limit is None or self._queued < self._limit
 
     def _queue(self, slot):
-        array = self._pool.arrays.pop() if self._pool.arrays else np.empty(self.shape, self.dtype)
+        block = self._pool.take()
         camera = self._camera
         code = camera._lib.Set_Image_Buffer(
             camera._handle,
@@ -233,13 +258,13 @@ class _Acquisition:
             0,
             0,
             0,
-            array.ctypes.data,
-            array.nbytes,
+            block.ctypes.data,
+            block.nbytes,
             ctypes.byref(slot.status),
         )
         if code not in (0, QUEUED_WITHOUT_PRODUCER_BUFFER):
             raise Tq4Error(code, "Set_Image_Buffer")
-        slot.array = array
+        slot.block = block
         self._in_flight.append(slot)
         self._queued += 1
 
@@ -272,11 +297,12 @@ class _Acquisition:
         self._in_flight.popleft()
         slot.reset()
         status = slot.status.value
-        array, slot.array = slot.array, None
+        block, slot.block = slot.block, None
         if status == BUFFER_CANCELLED:
             self.stop()
             raise Tq4Error(status, "Set_Image_Buffer")
-        frame = Frame(array, status, self._frame_id(array), self._delivered, self._pool)
+        array = np.asarray(_Lease(block, self._pool, self.shape, self.dtype))
+        frame = Frame(array, status, self._frame_id(array), self._delivered)
         self._delivered += 1
         if self._wanted():
             self._queue(slot)
@@ -289,11 +315,12 @@ class _Acquisition:
             camera._lib.Cancel_Images(camera._handle)
         self._in_flight.clear()
         for slot in self._slots:
-            slot.array = None
+            slot.block = None
             os.close(slot.event)
         self._slots = []
-        self._pool.open = False
-        self._pool.arrays = []
+        if hasattr(self, "_pool"):
+            self._pool.open = False
+            self._pool.blocks = []
         if camera._handle:
             camera.send(Command.SET_RECORDING_STATE, struct.pack("<H", 0), check=False)
 
