@@ -11,8 +11,7 @@ repetitions.
 
 Rows:
   tq4cam grab        tq4cam grab --format pgm into a folder on tmpfs (it always writes files)
-  python             for frame in camera: ... (each frame's array dropped, fresh arrays queued)
-  python released    the same with "with frame:", the arrays handed back and queued again
+  python             for frame in camera: ... (each array dropped: its memory is queued again)
   python pgm         each frame written as PGM to tmpfs as tq4cam writes it (the same work)
 
   python3 bench/python_vs_tq4cam.py BUILD [--frames N] [--repetitions R] [--region W,H]
@@ -46,9 +45,7 @@ def python_loop(mode, count, folder, width, height):
             last = time.perf_counter()
             first = first or last
             ids.append(frame.frame_id)
-            if mode == "released":
-                frame.release()
-            elif mode == "pgm":
+            if mode == "pgm":
                 write_pgm(os.path.join(folder, "frame-%06d.pgm" % frame.index), frame.array)
             if len(ids) == count:
                 break
@@ -126,7 +123,6 @@ def main():
     programs = {
         "tq4cam grab": tq4cam,
         "python": python("plain"),
-        "python released": python("released"),
         "python pgm": python("pgm"),
     }
     short = max(2, args.frames // 6)
