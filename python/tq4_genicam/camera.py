@@ -94,10 +94,22 @@ def _name_of(names, index):
     return names[index] if index < len(names) else str(index)
 
 
-def _index_of(names, name, what):
+def _index_of(names, name):
     if name not in names:
-        raise ValueError("%s is one of %s" % (what, ", ".join(names)))
+        raise ValueError("%r is none of %s" % (name, ", ".join(names)))
     return names.index(name)
+
+
+def _named_setting(names, get_code, set_code, doc):
+    """A setting that a telegram carries as a u16 index into ``names``."""
+
+    def get(camera):
+        return _name_of(names, camera._u16(get_code))
+
+    def set_(camera, name):
+        camera.send(set_code, struct.pack("<H", _index_of(names, name)))
+
+    return property(get, set_, doc=doc)
 
 
 class Frame:
@@ -212,9 +224,9 @@ class _Acquisition:
         self._buffers = buffers
         camera.send(Command.SET_RECORDING_STATE, struct.pack("<H", 0))
         camera.send(Command.ARM_CAMERA)
-        camera.send(Command.SET_RECORDING_STATE, struct.pack("<H", 1))
-        self._read_geometry()
         try:
+            camera.send(Command.SET_RECORDING_STATE, struct.pack("<H", 1))
+            self._read_geometry()
             for _ in range(buffers):
                 self._slots.append(_Slot())
             for slot in self._slots:
@@ -466,27 +478,23 @@ class Camera:
         self._not_acquiring("the binning")
         self.send(Command.SET_BINNING, struct.pack("<H", factor))
 
-    @property
-    def trigger(self):
-        """"auto" (free run), "software", "external" (Line0) or "width" (exposure by trigger width)."""
-        return _name_of(TRIGGER_MODES, self._u16(Command.GET_TRIGGER_MODE))
-
-    @trigger.setter
-    def trigger(self, mode):
-        self.send(Command.SET_TRIGGER_MODE, struct.pack("<H", _index_of(TRIGGER_MODES, mode, "trigger")))
+    trigger = _named_setting(
+        TRIGGER_MODES,
+        Command.GET_TRIGGER_MODE,
+        Command.SET_TRIGGER_MODE,
+        '"auto" (free run), "software", "external" (Line0) or "width" (exposure by trigger width).',
+    )
 
     def software_trigger(self):
         """Fires one software trigger; False when the camera has none."""
         return self._u16(Command.FORCE_TRIGGER) == 1
 
-    @property
-    def timestamp(self):
-        """"none", "binary" (frame number and time as BCD in the first pixels), "both" or "readable"."""
-        return _name_of(TIMESTAMP_MODES, self._u16(Command.GET_TIMESTAMP_MODE))
-
-    @timestamp.setter
-    def timestamp(self, mode):
-        self.send(Command.SET_TIMESTAMP_MODE, struct.pack("<H", _index_of(TIMESTAMP_MODES, mode, "timestamp")))
+    timestamp = _named_setting(
+        TIMESTAMP_MODES,
+        Command.GET_TIMESTAMP_MODE,
+        Command.SET_TIMESTAMP_MODE,
+        '"none", "binary" (frame number and time as BCD in the first pixels), "both" or "readable".',
+    )
 
     @property
     def pixel_format(self):
@@ -497,7 +505,7 @@ class Camera:
     @pixel_format.setter
     def pixel_format(self, name):
         self._not_acquiring("the pixel format")
-        _index_of(tuple(PIXEL_FORMATS), name, "pixel_format")
+        _index_of(tuple(PIXEL_FORMATS), name)
         self.send(Command.SET_CAMERA_SETUP, struct.pack("<H4I", _SETUP_PIXEL_FORMAT, PIXEL_FORMATS[name], 0, 0, 0))
 
     # ---- images -------------------------------------------------------------------------------
