@@ -57,7 +57,8 @@ def write_pgm(path, array):
     part = path + ".part"
     with open(part, "wb") as out:
         out.write(b"P5\n%d %d\n%d\n" % (array.shape[1], array.shape[0], 65535 if array.itemsize == 2 else 255))
-        out.write(array.astype(">u2" if array.itemsize == 2 else "u1").tobytes())
+        # PGM keeps 16-bit samples most significant byte first.
+        array.astype(">u2" if array.itemsize == 2 else "u1").tofile(out)
     os.replace(part, path)
 
 
