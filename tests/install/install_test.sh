@@ -79,7 +79,9 @@ loaded=$(sed -n 's/.*calling init: \(.*libtq4_genicam\.so.*\)/\1/p' "$work"/ld.*
 # Python: the package from the prefix finds the installed library and producer folder by itself.
 echo "python:"
 preload=()
-[[ "$flags" != *-fsanitize=*address* ]] || preload=(LD_PRELOAD="$("$cc" -print-file-name=libasan.so)" ASAN_OPTIONS=detect_leaks=0)
+# Under AddressSanitizer its runtime comes first, with libstdc++ (python/CMakeLists.txt says why).
+[[ "$flags" != *-fsanitize=*address* ]] ||
+  preload=(LD_PRELOAD="$("$cc" -print-file-name=libasan.so):libstdc++.so.6" ASAN_OPTIONS=detect_leaks=0)
 (cd "$work" && env "${preload[@]}" PYTHONPATH="$prefix/$pythondir" PYTHONDONTWRITEBYTECODE=1 \
   "$python" - "$prefix" "$libdir/libtq4_genicam.so.1.9.0" "$gentl" <<'EOF'
 import os, sys
