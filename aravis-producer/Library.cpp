@@ -27,8 +27,9 @@ const gentlkit::ProducerNames& gentlkit::producerNames() {
 namespace tq4aravis {
 
 const std::vector<Transport>& transports() {
-    static const std::vector<Transport> list = {{"GigEVision", TLTypeGEVName, "GigE Vision (Aravis)"},
-                                                {"USB3Vision", TLTypeU3VName, "USB3 Vision (Aravis)"}};
+    static const std::vector<Transport> list = {
+        {"GigEVision", TLTypeGEVName, "GigE Vision (Aravis)", arv_gv_interface_get_instance},
+        {"USB3Vision", TLTypeU3VName, "USB3 Vision (Aravis)", arv_uv_interface_get_instance}};
     return list;
 }
 
@@ -40,6 +41,10 @@ Library& Library::instance() {
 }
 
 void Library::load() {
+    {
+        std::lock_guard<std::mutex> lock(arvMutex_);
+        discoveries_.clear();
+    }
     try {
         settings_ = settingsFromEnvironment();
     } catch (const std::invalid_argument& e) {
@@ -61,22 +66,27 @@ std::shared_ptr<InterfaceModule> Library::newInterface(std::weak_ptr<System> sys
     return std::make_shared<Interface>(std::move(system), index);
 }
 
-std::vector<DeviceEntry> Library::discover(const std::string& protocol) {
+std::vector<DeviceEntry> Library::discover(const Transport& transport) {
     std::lock_guard<std::mutex> lock(arvMutex_);
-    arv_update_device_list();
+    const auto last = discoveries_.find(transport.protocol);
+    if (last != discoveries_.end() && std::chrono::steady_clock::now() - last->second.end < kFreshDiscovery)
+        return last->second.found;
+    ArvInterface* arv = transport.arvInterface();
+    arv_interface_update_device_list(arv);
     std::vector<DeviceEntry> found;
-    for (unsigned i = 0; i < arv_get_n_devices(); ++i)
-        if (text(arv_get_device_protocol(i)) == protocol)
-            found.push_back({text(arv_get_device_id(i)), text(arv_get_device_vendor(i)), text(arv_get_device_model(i)),
-                             text(arv_get_device_serial_nbr(i)), text(arv_get_device_address(i)),
-                             text(arv_get_device_physical_id(i))});
+    for (unsigned i = 0; i < arv_interface_get_n_devices(arv); ++i)
+        found.push_back(
+            {text(arv_interface_get_device_id(arv, i)), text(arv_interface_get_device_vendor(arv, i)),
+             text(arv_interface_get_device_model(arv, i)), text(arv_interface_get_device_serial_nbr(arv, i)),
+             text(arv_interface_get_device_address(arv, i)), text(arv_interface_get_device_physical_id(arv, i))});
+    discoveries_[transport.protocol] = {std::chrono::steady_clock::now(), found};
     return found;
 }
 
-ArvDevice* Library::open(const std::string& id) {
+ArvDevice* Library::open(const Transport& transport, const std::string& id) {
     std::lock_guard<std::mutex> lock(arvMutex_);
     GError* error = nullptr;
-    ArvDevice* device = arv_open_device(id.c_str(), &error);
+    ArvDevice* device = arv_interface_open_device(transport.arvInterface(), id.c_str(), &error);
     if (device == nullptr) {
         const std::string why = error ? error->message : "no answer";
         g_clear_error(&error);
@@ -97,7 +107,7 @@ PortIdentity Interface::portIdentity() const {
 }
 
 void Interface::updateDeviceList(bool8_t* changed) {
-    std::vector<DeviceEntry> now = Library::instance().discover(transport().protocol);
+    std::vector<DeviceEntry> now = Library::instance().discover(transport());
     std::lock_guard<std::mutex> lock(mutex_);
     const auto ids = [](const std::vector<DeviceEntry>& list) {
         std::vector<std::string> out;
@@ -132,7 +142,7 @@ std::shared_ptr<Device> Interface::openDevice(const std::string& id, DEVICE_ACCE
     std::lock_guard<std::mutex> lock(mutex_);
     const DeviceEntry e = entry(id);
     require(open_.count(id) == 0, GC_ERR_RESOURCE_IN_USE, "device already open");
-    ArvDevice* arv = Library::instance().open(id);
+    ArvDevice* arv = Library::instance().open(transport(), id);
     auto device = std::make_shared<Device>(std::static_pointer_cast<Interface>(shared_from_this()), arv, e);
     adopt(device, Library::instance().registry());
     return device;

@@ -10,6 +10,7 @@
 
 #include <arv.h>
 
+#include <chrono>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -26,18 +27,19 @@ struct DeviceEntry {
 };
 
 // The Aravis transports offered as interfaces: their Aravis protocol name (also the
-// interface ID) and GenTL transport-layer type.
+// interface ID), GenTL transport-layer type and Aravis' interface of that transport.
 struct Transport {
     const char* protocol;
     const char* tlType;
     const char* displayName;
+    ArvInterface* (*arvInterface)();
 };
 const std::vector<Transport>& transports();
 
 class Device;
 class Stream;
 
-// Process-wide state between GCInitLib and GCCloseLib. Aravis' device list is global and not
+// Process-wide state between GCInitLib and GCCloseLib. Aravis' device lists are not
 // thread-safe: every use goes through `discover` and `open`.
 class Library : public ProducerLibrary {
 public:
@@ -50,16 +52,28 @@ public:
     InfoValue interfaceInfo(uint32_t index, INTERFACE_INFO_CMD command) const override;
     std::shared_ptr<InterfaceModule> newInterface(std::weak_ptr<System> system, uint32_t index) override;
 
-    // Runs Aravis' discovery and answers the cameras of one protocol.
-    std::vector<DeviceEntry> discover(const std::string& protocol);
-    // arv_open_device, which reads the same list; GC_ERR_ACCESS_DENIED with Aravis' reason.
-    ArvDevice* open(const std::string& id);
+    // Runs the discovery of one transport only (a GigE Vision discovery waits a second for
+    // answers; a USB3 Vision one is quick) and answers its cameras. A discovery of the same
+    // transport that ended less than kFreshDiscovery ago is answered again instead: a consumer
+    // that finds an interface empty asks it again at once (the driver three times), and a
+    // camera that did not answer within Aravis' second does not answer within those moments.
+    std::vector<DeviceEntry> discover(const Transport& transport);
+    static constexpr std::chrono::milliseconds kFreshDiscovery{200};
+    // Opens the camera through its transport's interface, which knows it from the last
+    // discovery; GC_ERR_ACCESS_DENIED with Aravis' reason.
+    ArvDevice* open(const Transport& transport, const std::string& id);
 
 private:
     void load() override;  // reads the settings
 
+    struct Discovery {
+        std::chrono::steady_clock::time_point end;
+        std::vector<DeviceEntry> found;
+    };
+
     std::mutex arvMutex_;
     Settings settings_;
+    std::map<std::string, Discovery> discoveries_;  // the last one of each transport
 };
 
 class Interface : public InterfaceModule {

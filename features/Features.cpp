@@ -25,6 +25,38 @@ void logFeature(const char* helper, const char* name, const char* failure) {
 
 bool allows(Need need, AccessMode mode) { return need == Need::Readable ? IsReadable(mode) : IsWritable(mode); }
 
+// A feature under its current SFNC name, the names older cameras give the same feature (SFNC
+// 1.x names that GigE Vision cameras still carry, and the like), and the unit SFNC defines for
+// its value.
+struct StandardFeature {
+    const char* name;
+    std::vector<std::string> alternatives;
+    const char* unit;  // a float's unit when the camera names none; empty when SFNC has none
+};
+
+const StandardFeature kStandardFeatures[] = {
+    {"ExposureTime", {"ExposureTimeAbs"}, "us"},
+    {"AcquisitionFrameRate", {"AcquisitionFrameRateAbs"}, "Hz"},
+    {"AcquisitionFrameRateEnable", {"AcquisitionFrameRateEnabled"}, ""},
+    {"DeviceSerialNumber", {"DeviceID"}, ""},
+};
+
+const StandardFeature* standardFeature(const std::string& name) {
+    for (const StandardFeature& feature : kStandardFeatures)
+        if (name == feature.name) return &feature;
+    return nullptr;
+}
+
+// The node of `name`, else of the first alternative name the camera has; null when none.
+Node* findFeature(NodeMap& map, const char* name) {
+    const std::string wanted = name ? name : "";
+    if (Node* node = map.getNode(wanted)) return node;
+    if (const StandardFeature* feature = standardFeature(wanted))
+        for (const std::string& alternative : feature->alternatives)
+            if (Node* node = map.getNode(alternative)) return node;
+    return nullptr;
+}
+
 // The "cast" of the frame: the node seen as the helper's interface, or null.
 template <class Typed>
 struct As {
@@ -49,7 +81,7 @@ template <class Cast, class Result, class Operation>
 Result withFeature(NodeMap& map, const char* name, const Frame& frame, Result failed, Operation&& operation) {
     std::lock_guard lock(map.mutex());
     try {
-        Node* node = map.getNode(name ? name : "");
+        Node* node = findFeature(map, name);
         if (!node) {
             logFeature(frame.helper, name, "not found.");
             return failed;
@@ -74,7 +106,7 @@ template <class Test>
 bool featureHolds(NodeMap& map, const char* name, Test&& test) {
     std::lock_guard lock(map.mutex());
     try {
-        Node* node = map.getNode(name ? name : "");
+        Node* node = findFeature(map, name);
         return node && test(*node);
     } catch (const GenericException&) {
         return false;
@@ -282,7 +314,11 @@ double getFloat(NodeMap& map, const char* name, double* min, double* max, double
         double value = node.GetValue(false, false);
         if (min) *min = node.GetMin();
         if (max) *max = node.GetMax();
-        if (unit) *unit = node.GetUnit();
+        if (unit) {
+            *unit = node.GetUnit();
+            const StandardFeature* feature = standardFeature(name ? name : "");
+            if (unit->empty() && feature) *unit = feature->unit;
+        }
         if (inc) *inc = node.GetInc();
         return value;
     });

@@ -4,6 +4,13 @@
 // 0.0 or an empty string. Engine exceptions never leave a helper; the standard library's
 // number-parse exceptions of setString do, on purpose.
 //
+// A feature the camera lacks is looked for under the older names cameras give it (SFNC 1.x and
+// GigE Vision names: ExposureTimeAbs for ExposureTime, AcquisitionFrameRateAbs for
+// AcquisitionFrameRate, AcquisitionFrameRateEnabled for AcquisitionFrameRateEnable, DeviceID for
+// DeviceSerialNumber); helpers and predicates then read and write whichever the camera has, and
+// log under the name asked for. A float the camera gives without a unit reports the unit SFNC
+// defines for it (us for the exposure time, Hz for the frame rate).
+//
 // Each call holds the node map's lock, so the SDK's thread and the stream thread may share
 // one map.
 #pragma once

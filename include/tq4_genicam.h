@@ -142,18 +142,22 @@ typedef struct TQ4_OpenStruct {
 /* Offsets are telegram offsets; texts are NUL-terminated and zero-filled to their field.
  *
  * GET_INFO_STRING (45 bytes): offset 4, char[40] text (at most 39 characters).
- *   type 1 camera name, 2 "Sony IMX990", 3 MaterialNumber, 4 "1,9,0,0"; any other type answers
- *   with an empty text and returns ZEVO_ERROR_TELEGRAM_VALUEFAILED.
+ *   type 1 camera name, 2 "Sony IMX990" (for every camera), 3 MaterialNumber ("not available"
+ *   when the camera has none), 4 "1,9,0,0"; any other type answers with an empty text and
+ *   returns ZEVO_ERROR_TELEGRAM_VALUEFAILED.
  *
  * GET_HARDWARE_VERSIONS (7 + 22 * count bytes, one board: 29 bytes):
  *   offset 4  u16 board count (1)
- *   offset 6  per board: char[16] board name (DeviceModelName, else InfoName),
+ *   offset 6  per board: char[16] board name (DeviceModelName, else InfoName, else
+ *             "not available"),
  *             u16 batch number (0), u16 revision (DeviceVersion, else InfoHardwareRev, as a
  *             number: its leading decimal digits, a single letter its character code), u16
  *             variant (0)
  *
  * GET_FIRMWARE_VERSIONS (207 bytes):
- *   offset 4  char[40] product text "Orvanta ZEVO GmbH zevo.quillon 1.3 SWIR"
+ *   offset 4  char[40] product line: "Orvanta ZEVO GmbH zevo.quillon 1.3 SWIR" for the maker's
+ *             cameras (DeviceVendorName "Orvanta ZEVO GmbH"), else the camera's DeviceVendorName
+ *             and DeviceModelName, or "not available" when it gives neither
  *   offset 44 u16 entry count (4)
  *   offset 46 4 entries of 40 bytes: char[16] name, char[20] version text, u16 major, u16 variant
  *             names "Bootloader", "Application", "FPGA", "Unknown"; version text "??" and
@@ -172,10 +176,14 @@ typedef struct TQ4_OpenStruct {
  * event is reset. The first buffer starts streaming. Buffers are filled in the order they were
  * queued, one image each; the driver writes the status word and then sets the event:
  *   ZEVO_BUFFER_DONE       the image was copied (a buffer smaller than the image gets its
- *                          first `size` bytes, a larger one zeros after the image)
+ *                          first `size` bytes, a larger one zeros after the image); also an
+ *                          image the producer delivered incomplete (lost packets), unless
+ *                          [CONFIG] FailIncompleteImages is nonzero in tq4_genicam_param.ini
  *   ZEVO_BUFFER_FAILED     the wait for the image failed (the buffer is zeroed), or the image
  *                          came without data (then streaming ends: Cancel_Images before
- *                          queueing again)
+ *                          queueing again), or it came incomplete while FailIncompleteImages
+ *                          is set (the buffer holds what arrived; the key is read whenever
+ *                          streaming starts)
  *   ZEVO_BUFFER_CANCELLED  Cancel_Images, Close_Cam or the end of streaming
  * A buffer queued while streaming cannot run (camera not armed, recording off) is not queued:
  * the call returns 0, logs "Device::setImageBuffer: DataStream is not running." and the status

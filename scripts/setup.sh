@@ -10,6 +10,8 @@ packages=(
   dpkg-dev file libxml2-utils
   python3 python3-numpy python3-pytest
   zenity xvfb openbox xdotool imagemagick
+  libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools
+  gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-x
 )
 # `setup.sh windows`: also the cross tools for the Windows build (scripts/windows-engine.sh, the win64 preset).
 if [ "${1:-}" = windows ]; then

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <new>
+#include <optional>
 #include <system_error>
 #include <thread>
 
@@ -29,6 +30,18 @@ constexpr uint64_t kMaximumBuffers = 512;
 constexpr const char* kDefaultMemoryBudget = "33554432";  // 32 MiB
 
 int asInt(uint64_t value) { return static_cast<int>(value); }
+
+// [CONFIG] FailIncompleteImages: nonzero delivers the images the producer marks incomplete as
+// failed; missing, 0 or not a number (logged) delivers them as done.
+bool incompleteImagesFail() {
+    constexpr const char* kKey = "FailIncompleteImages";
+    const std::string setting = config::findIniValue(config::paths().iniFile, "CONFIG", kKey).value_or("0");
+    const std::optional<bool> fail = config::switchValue(setting);
+    if (!fail)
+        TQ4_LOG(log::kError, nullptr, "DataStream::startStreaming: [CONFIG] %s = '%s' is not a number, 0 used", kKey,
+                setting.c_str());
+    return fail.value_or(false);
+}
 
 }  // namespace
 
@@ -398,6 +411,7 @@ bool DataStream::startStreaming() {
     // The format is read here, before the thread exists, so that the thread never touches the
     // node map: a closing device destroys it before its streams.
     const bool msb = nodeMap_ && isMsbFormatName(features::getEnum(*nodeMap_, "PixelFormat"));
+    incompleteFails_ = incompleteImagesFail();
     pending_.open();
     streaming_.exchange(1);
     TQ4_LOG(log::kDetail, nullptr, "DataStream::startStreaming: start ImageAcquireThread");

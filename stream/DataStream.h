@@ -139,6 +139,8 @@ private:
     // `msb`: the pixel format keeps its data in the top bits.
     void ImageAcquireThread(bool msb);
     bool deliverImage(const std::shared_ptr<ZevoBuffer>& target, GenTL::BUFFER_HANDLE buffer, bool msb);
+    // BUFFER_INFO_IS_INCOMPLETE; false when the producer does not tell.
+    bool isIncomplete(GenTL::BUFFER_HANDLE buffer);
     void logStreamCounters();
     void copyImage(const ZevoBuffer& target, const void* source, bool msb);
     void stampImage(const ZevoBuffer& target, GenTL::BUFFER_HANDLE buffer, bool msb);
@@ -165,11 +167,12 @@ private:
     std::atomic<bool> armed_{false};
     std::atomic<uint16_t> bitAlignment_{1};
     std::atomic<uint16_t> timestampMode_{0};
-    std::atomic<uint32_t> startedMark_{0};  // announced buffers handed to the producer
-    std::atomic<bool> closed_{false};       // the device is closing: no more starts
-    std::atomic<bool> acquiring_{false};    // DSStartAcquisition succeeded, no DSStopAcquisition yet
-    std::mutex mutex_;                      // the stream lock
-    std::mutex controlMutex_;               // starts, stops, caller buffers
+    std::atomic<bool> incompleteFails_{false};  // [CONFIG] FailIncompleteImages, read at each start
+    std::atomic<uint32_t> startedMark_{0};      // announced buffers handed to the producer
+    std::atomic<bool> closed_{false};           // the device is closing: no more starts
+    std::atomic<bool> acquiring_{false};        // DSStartAcquisition succeeded, no DSStopAcquisition yet
+    std::mutex mutex_;                          // the stream lock
+    std::mutex controlMutex_;                   // starts, stops, caller buffers
 };
 
 }  // namespace tq4::stream

@@ -117,12 +117,25 @@ bool DataStream::deliverImage(const std::shared_ptr<ZevoBuffer>& target, GenTL::
     }
     copyImage(*target, base, msb);
     if (timestampMode_ != 0) stampImage(*target, buffer, msb);
-    target->finish(ZEVO_BUFFER_DONE);
+    const bool failed = isIncomplete(buffer) && incompleteFails_;
+    target->finish(failed ? ZEVO_BUFFER_FAILED : ZEVO_BUFFER_DONE);
     pending_.removeFront(target);
     const GenTL::GC_ERROR requeued = callGenTL(fn.DSQueueBuffer, hDS_, buffer);
     if (requeued != GenTL::GC_ERR_SUCCESS)
         TQ4_LOG(log::kError, nullptr, "DataStream::ImageAcquireThread: DSQueueBuffer @%d failed: %d",
                 asInt(imageCounter_), requeued);
+    return true;
+}
+
+bool DataStream::isIncomplete(GenTL::BUFFER_HANDLE buffer) {
+    GenTL::INFO_DATATYPE type = GenTL::INFO_DATATYPE_UNKNOWN;
+    GenTL::bool8_t incomplete = 0;
+    std::size_t size = sizeof(incomplete);
+    const GenTL::GC_ERROR status = callGenTL(module_->fn().DSGetBufferInfo, hDS_, buffer,
+                                             GenTL::BUFFER_INFO_IS_INCOMPLETE, &type, &incomplete, &size);
+    if (status != GenTL::GC_ERR_SUCCESS || !incomplete) return false;
+    TQ4_LOG(log::kImageTrace, nullptr, "DataStream::ImageAcquireThread: image @%d is incomplete%s",
+            asInt(imageCounter_), incompleteFails_ ? ", delivered as failed" : "");
     return true;
 }
 

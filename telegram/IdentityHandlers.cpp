@@ -37,6 +37,8 @@ constexpr std::size_t kFirmwareCount = 44;
 constexpr uint16_t kFirmwareLength = 207;
 
 constexpr const char* kProductText = "Orvanta ZEVO GmbH zevo.quillon 1.3 SWIR";
+// A text the camera does not give.
+constexpr const char* kNotAvailable = "not available";
 
 // std::stoull's reading of `text`: the leading unsigned decimal number. On failure logs
 // "<label> stoull exception: %s <%s>" (class 32) and yields nothing.
@@ -70,6 +72,21 @@ std::string textOfEither(NodeMap& map, const char* primary, const char* fallback
     }
     TQ4_LOG(kVerbose, handle, "%s: instead take feature <%s>", origin, fallback);
     return getString(map, fallback);
+}
+
+// The text of a feature, or "not available" when the camera has no such feature.
+std::string textOrNotAvailable(NodeMap& map, const char* name) {
+    return isAvailable(map, name) ? getString(map, name) : kNotAvailable;
+}
+
+// The product line of the firmware list: the product text for the maker's own cameras (their
+// vendor name begins it), else the camera's own vendor and model.
+std::string productLine(NodeMap& map) {
+    const std::string vendor = isAvailable(map, "DeviceVendorName") ? getString(map, "DeviceVendorName") : "";
+    if (!vendor.empty() && std::string(kProductText).rfind(vendor + " ", 0) == 0) return kProductText;
+    const std::string model = isAvailable(map, "DeviceModelName") ? getString(map, "DeviceModelName") : "";
+    const std::string line = vendor + (vendor.empty() || model.empty() ? "" : " ") + model;
+    return line.empty() ? kNotAvailable : line;
 }
 
 uint32_t textResponse(const Call& call, const std::string& text, uint32_t result = 0) {
@@ -122,13 +139,14 @@ TQ4_TELEGRAM_HANDLER(GET_CAMERA_TYPE) {
 
 TQ4_TELEGRAM_HANDLER(GET_CAMERA_NAME) { return textResponse(call, device.displayName()); }
 
-// Info type at offset 4: 1 camera name, 2 sensor, 3 material number, 4 driver version. Any
-// other type answers without text and returns ZEVO_ERROR_TELEGRAM_VALUEFAILED.
+// Info type at offset 4: 1 camera name, 2 sensor (the product's, whatever the camera), 3
+// material number ("not available" for a camera without one), 4 driver version. Any other
+// type answers without text and returns ZEVO_ERROR_TELEGRAM_VALUEFAILED.
 TQ4_TELEGRAM_HANDLER(GET_INFO_STRING) {
     switch (call.request().u32(kInfoType)) {
         case 1: return textResponse(call, device.displayName());
         case 2: return textResponse(call, "Sony IMX990");
-        case 3: return textResponse(call, getString(*nodeMapOf(device), "MaterialNumber"));
+        case 3: return textResponse(call, textOrNotAvailable(*nodeMapOf(device), "MaterialNumber"));
         case 4: return textResponse(call, "1,9,0,0");
         default: return textResponse(call, "", ZEVO_ERROR_TELEGRAM_VALUEFAILED);
     }
@@ -143,7 +161,8 @@ TQ4_TELEGRAM_HANDLER(GET_HARDWARE_VERSIONS) {
     static constexpr std::size_t kNameField = 16;
 
     const auto map = nodeMapOf(device);
-    const std::string name = textOfEither(*map, "DeviceModelName", "InfoName", call.origin(), call.handle());
+    std::string name = textOfEither(*map, "DeviceModelName", "InfoName", call.origin(), call.handle());
+    if (name.empty()) name = kNotAvailable;
     const std::string revisionText =
         textOfEither(*map, "DeviceVersion", "InfoHardwareRev", call.origin(), call.handle());
     const auto revision = versionNumber(revisionText, "ZEVO_TELEGRAM::do_GET_HARDWARE_VERSIONS:", call.handle());
@@ -160,7 +179,7 @@ TQ4_TELEGRAM_HANDLER(GET_HARDWARE_VERSIONS) {
     return call.send(response);
 }
 
-// Layout (see include/tq4_genicam.h): offset 4 the 40-byte product text, offset 44 u16 entry
+// Layout (see include/tq4_genicam.h): offset 4 the 40-byte product line, offset 44 u16 entry
 // count (4), then per entry 40 bytes: name[16], version text[20], u16 major, u16 variant.
 // The entries are Bootloader, Application, FPGA and Unknown; the camera reports one firmware
 // version, which fills the Application entry; the others keep "??".
@@ -192,7 +211,7 @@ TQ4_TELEGRAM_HANDLER(GET_FIRMWARE_VERSIONS) {
     }
 
     Response response(call.code(), kFirmwareLength);
-    response.putText(kTextOffset, kProductText, kTextField);
+    response.putText(kTextOffset, productLine(*map), kTextField);
     response.putU16(kFirmwareCount, static_cast<uint16_t>(std::size(entries)));
     std::size_t offset = kEntryOffset;
     for (const Entry& entry : entries) {

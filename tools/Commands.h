@@ -38,6 +38,11 @@ struct GrabOptions {
     uint32_t timeoutMs = 5000;
 };
 
+struct ViewOptions {
+    uint32_t frames = 0;                 // 0: until the window is closed or Ctrl-C
+    std::string sink = "autovideosink";  // the GStreamer element that shows the images
+};
+
 int runInfo(const GlobalOptions& options);
 int runRaw(const GlobalOptions& options, const std::vector<std::string>& words);
 int runVersion(const GlobalOptions& options);
@@ -47,6 +52,7 @@ int runGet(const GlobalOptions& options, const std::vector<std::string>& names);
 int runSet(const GlobalOptions& options, const std::vector<std::string>& assignments);
 int runControl(const GlobalOptions& options, const CameraSettings& settings);
 int runGrab(const GlobalOptions& options, const CameraSettings& settings, const GrabOptions& grab);
+int runView(const GlobalOptions& options, const CameraSettings& settings, const ViewOptions& view);
 
 // The message every command prints for a failure: "tq4cam: <text>" on stderr.
 void complain(const std::string& text);

@@ -38,32 +38,6 @@ struct Slot {
     uint32_t statusNow() const { return __atomic_load_n(&status, __ATOMIC_ACQUIRE); }
 };
 
-struct Geometry {
-    uint32_t width = 0, height = 0, bits = 0, bytesPerPixel = 0;
-    bool msbAligned = false;
-    std::size_t bytes() const { return std::size_t(width) * height * bytesPerPixel; }
-};
-
-bool readGeometry(CameraSession& camera, Geometry& g) {
-    uint8_t record[48] = {};
-    const uint32_t result = camera.library().getImageTransferMode(camera.handle(), record, sizeof record);
-    if (result != 0) {
-        complain("Get_Image_Transfer_Mode: " + describeResult(result));
-        return false;
-    }
-    g.width = uint32_t(record[4] | (record[5] << 8));
-    g.height = uint32_t(record[6] | (record[7] << 8));
-    g.bits = u16At(camera.send(GET_CAMERA_DESCRIPTION).response, 16);
-    g.msbAligned = u16At(camera.send(GET_BIT_ALIGNMENT).response, 4) == 0;
-    g.bytesPerPixel = (g.bits + 7) / 8;
-    if (g.width == 0 || g.height == 0 || g.bytesPerPixel == 0 || g.bytesPerPixel > 2) {
-        complain("the camera reports an image of " + std::to_string(g.width) + " x " + std::to_string(g.height) +
-                 " with " + std::to_string(g.bits) + " bits");
-        return false;
-    }
-    return true;
-}
-
 // The frame id stamped as eight BCD digits into the first four pixels (the camera's own id
 // when it stamps, else the driver's image count); -1 when those pixels hold no BCD.
 int64_t stampedFrameId(const Slot& slot, const Geometry& g) {
@@ -122,6 +96,7 @@ public:
         if (terminal_) std::printf("\n");
         std::printf("%-16s %u (%s/frame-000000.%s ...)\n", "frames written", written_, folder.c_str(), format.c_str());
         std::printf("%-16s %u\n", "failed", failed_);
+        std::printf("%-16s %u (failed ones if [CONFIG] FailIncompleteImages=1, else written)\n", "incomplete", failed_);
         std::printf("%-16s %u\n", "cancelled", cancelled_);
         const double lowest = longestGap_.count() > 0 ? 1.0 / std::chrono::duration<double>(longestGap_).count() : 0;
         std::printf("%-16s mean %.2f Hz, lowest %.2f Hz\n", "frame rate", meanRate(), lowest);
@@ -291,18 +266,6 @@ private:
     std::vector<Slot> slots_;
     uint32_t failures_ = 0;
 };
-
-bool startRecording(CameraSession& camera) {
-    for (const auto& [code, payload, what] : {std::tuple{uint16_t(ARM_CAMERA), Bytes{}, "arming the camera"},
-                                              std::tuple{uint16_t(SET_RECORDING_STATE), Bytes{1, 0}, "recording"}}) {
-        const CameraSession::Exchange exchange = camera.send(code, payload);
-        if (exchange.result != 0) {
-            complain(std::string(what) + ": the driver answered " + describeResult(exchange.result));
-            return false;
-        }
-    }
-    return true;
-}
 
 }  // namespace
 

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tools/Decode.h"
@@ -125,6 +126,43 @@ bool applySettings(CameraSession& camera, const CameraSettings& s) {
     if (s.timestamp) ok = applyNamed(camera, "timestamp", kTimestampModes, *s.timestamp, SET_TIMESTAMP_MODE) && ok;
     if (s.bitAlignment) ok = applyNamed(camera, "bit alignment", kAlignments, *s.bitAlignment, SET_BIT_ALIGNMENT) && ok;
     return ok;
+}
+
+bool readGeometry(CameraSession& camera, Geometry& g) {
+    uint8_t record[48] = {};
+    const uint32_t result = camera.library().getImageTransferMode(camera.handle(), record, sizeof record);
+    if (result != 0) {
+        complain("Get_Image_Transfer_Mode: " + describeResult(result));
+        return false;
+    }
+    g.width = uint32_t(record[4] | (record[5] << 8));
+    g.height = uint32_t(record[6] | (record[7] << 8));
+    g.bits = u16At(camera.send(GET_CAMERA_DESCRIPTION).response, 16);
+    g.msbAligned = u16At(camera.send(GET_BIT_ALIGNMENT).response, 4) == 0;
+    g.bytesPerPixel = (g.bits + 7) / 8;
+    if (g.width == 0 || g.height == 0 || g.bytesPerPixel == 0 || g.bytesPerPixel > 2) {
+        complain("the camera reports an image of " + std::to_string(g.width) + " x " + std::to_string(g.height) +
+                 " with " + std::to_string(g.bits) + " bits");
+        return false;
+    }
+    return true;
+}
+
+bool startRecording(CameraSession& camera) {
+    for (const auto& [code, payload, what] : {std::tuple{uint16_t(ARM_CAMERA), Bytes{}, "arming the camera"},
+                                              std::tuple{uint16_t(SET_RECORDING_STATE), Bytes{1, 0}, "recording"}}) {
+        const CameraSession::Exchange exchange = camera.send(code, payload);
+        if (exchange.result != 0) {
+            complain(std::string(what) + ": the driver answered " + describeResult(exchange.result));
+            return false;
+        }
+    }
+    return true;
+}
+
+uint32_t frameRateMilliHertz(CameraSession& camera) {
+    const CameraSession::Exchange exchange = camera.send(GET_FRAMERATE);
+    return exchange.result == 0 ? u32At(exchange.response, 6) : 0;
 }
 
 std::string cameraName(CameraSession& camera) {

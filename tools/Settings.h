@@ -2,6 +2,8 @@
 // readable summary of what the camera holds.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "tools/Commands.h"
@@ -12,6 +14,21 @@ namespace tq4::tools {
 // Sends the settings that are given; false (and a message naming the setting and the driver's
 // result) when one is refused or cannot be read. The others are still sent.
 bool applySettings(CameraSession& camera, const CameraSettings& settings);
+// The image the camera delivers: its size, bits per pixel and alignment in the caller's
+// buffer.
+struct Geometry {
+    uint32_t width = 0, height = 0, bits = 0, bytesPerPixel = 0;
+    bool msbAligned = false;
+    std::size_t bytes() const { return std::size_t(width) * height * bytesPerPixel; }
+};
+// False (and a message) when the driver does not tell or the image is not one of 1 or 2 bytes
+// a pixel.
+bool readGeometry(CameraSession& camera, Geometry& g);
+// ARM_CAMERA, then SET_RECORDING_STATE 1; false (and a message) when either is refused.
+bool startRecording(CameraSession& camera);
+// GET_FRAMERATE's frame rate in mHz; 0 when the driver does not answer.
+uint32_t frameRateMilliHertz(CameraSession& camera);
+
 // The name the camera reports (GET_CAMERA_NAME), so that a user sees what a number opened.
 std::string cameraName(CameraSession& camera);
 // exposure, delay, frame rate, region, binning, trigger, time stamp, bit alignment.

@@ -62,6 +62,14 @@ int main(int argc, char** argv) {
     grabCommand->add_option("--buffers", grab.buffers, "caller buffers in the ring (default 4)");
     grabCommand->add_option("--timeout", grab.timeoutMs, "longest wait for one image in ms (default 5000)");
     addSettingOptions(*grabCommand, settings);
+#ifdef TQ4_LIVE_VIEW
+    ViewOptions view;
+    CLI::App* viewCommand =
+        app.add_subcommand("view", "live images in a window (GStreamer's tq4src), frame number and rate shown");
+    viewCommand->add_option("-n,--frames", view.frames, "end after this many images (default: until closed)");
+    viewCommand->add_option("--sink", view.sink, "the GStreamer element that shows them (default autovideosink)");
+    addSettingOptions(*viewCommand, settings);
+#endif
 
     CLI11_PARSE(app, argc, argv);
 
@@ -73,6 +81,9 @@ int main(int argc, char** argv) {
     if (*set) return runSet(global, assignments);
     if (*control) return runControl(global, settings);
     if (*grabCommand) return runGrab(global, settings, grab);
+#ifdef TQ4_LIVE_VIEW
+    if (*viewCommand) return runView(global, settings, view);
+#endif
     (void)info;
     return runInfo(global);
 }

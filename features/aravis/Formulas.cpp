@@ -19,8 +19,8 @@ struct Token {
 };
 
 // Operators, longest first so that `**`, `<<`, `<=`, `<>`, `&&` and `||` are read whole.
-constexpr const char* kOperators[] = {"**", "<<", ">>", "<=", ">=", "<>", "&&", "||", "+", "-", "*", "/",
-                                      "%",  "&",  "|",  "^",  "~",  "=",  "<",  ">",  "?", ":"};
+constexpr const char* kOperators[] = {"**", "<<", ">>", "<=", ">=", "<>", "&&", "||", "+", "-", "*",
+                                      "/",  "%",  "&",  "|",  "^",  "~",  "=",  "<",  ">", "?", ":"};
 
 bool isNameChar(char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_' || c == '.'; }
 
@@ -31,8 +31,8 @@ std::size_t operandEnd(const std::string& text, std::size_t at) {
     while (end < text.size()) {
         const char c = text[end];
         const bool exponentSign = number && (c == '+' || c == '-') && end > at &&
-                                  (text[end - 1] == 'e' || text[end - 1] == 'E') &&
-                                  text.compare(at, 2, "0x") != 0 && text.compare(at, 2, "0X") != 0;
+                                  (text[end - 1] == 'e' || text[end - 1] == 'E') && text.compare(at, 2, "0x") != 0 &&
+                                  text.compare(at, 2, "0X") != 0;
         if (!isNameChar(c) && !exponentSign) break;
         ++end;
     }
@@ -178,15 +178,14 @@ bool isFormula(ArvDomNode* node) {
         case ARV_GC_PROPERTY_NODE_TYPE_FORMULA:
         case ARV_GC_PROPERTY_NODE_TYPE_FORMULA_TO:
         case ARV_GC_PROPERTY_NODE_TYPE_FORMULA_FROM:
-        case ARV_GC_PROPERTY_NODE_TYPE_EXPRESSION:
-            return true;
-        default:
-            return false;
+        case ARV_GC_PROPERTY_NODE_TYPE_EXPRESSION: return true;
+        default: return false;
     }
 }
 
 void regroupBelow(ArvDomNode* parent) {
-    for (ArvDomNode* child = arv_dom_node_get_first_child(parent); child; child = arv_dom_node_get_next_sibling(child)) {
+    for (ArvDomNode* child = arv_dom_node_get_first_child(parent); child;
+         child = arv_dom_node_get_next_sibling(child)) {
         if (!isFormula(child)) {
             regroupBelow(child);
             continue;

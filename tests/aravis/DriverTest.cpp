@@ -57,12 +57,33 @@ TEST_F(AravisDriver, OpensTheCameraAndAnswersIdentityAndRegion) {
     EXPECT_TRUE(logged("Open_Cam_Ext: done.", log::kProgress)) << dump();
     for (const uint16_t code : {GET_CAMERA_TYPE, GET_CAMERA_NAME, GET_CAMERA_DESCRIPTION, GET_CAMERA_HEALTH_STATUS})
         EXPECT_EQ(ask(h, code).result, ZEVO_NOERROR) << std::hex << code << "\n" << dump();
+    // A foreign camera: its own texts, or "not available"; the sensor text is the product's.
+    const auto info = [&](uint32_t type) {
+        return textAt(sendTelegram(h, test::telegram(GET_INFO_STRING, u32Bytes(type))).bytes, 4, 40);
+    };
+    EXPECT_EQ(info(2), "Sony IMX990");
+    EXPECT_EQ(info(3), "not available");
+    EXPECT_EQ(textAt(ask(h, GET_FIRMWARE_VERSIONS).bytes, 4, 40), "Aravis Fake");
     EXPECT_EQ(roi(h), (std::array<uint16_t, 4>{1, 1, FakeCamera::kWidth, FakeCamera::kHeight}));
 
     ASSERT_EQ(setRoi(h, {17, 9, 272, 136}), ZEVO_NOERROR) << dump();  // 256 x 128 pixels
     EXPECT_EQ(roi(h), (std::array<uint16_t, 4>{17, 9, 272, 136}));
     ASSERT_EQ(command(h, ARM_CAMERA), ZEVO_NOERROR) << dump();
     EXPECT_EQ(imageSize(h), std::make_pair(256u, 128u));
+}
+
+// The camera names its exposure time ExposureTimeAbs, as GigE Vision cameras of before SFNC
+// 2.0 do, and gives it no unit: the telegrams set and read it in microseconds.
+TEST_F(AravisDriver, ExposureTimeUnderItsGigEVisionName) {
+    TQ4_HANDLE& h = openExt();
+    ASSERT_EQ(sendTelegram(h, test::telegram(SET_TIMEBASE, concat({u16Bytes(1), u16Bytes(2)}))).result,
+              ZEVO_NOERROR);  // exposure in ms
+    const Answer set = sendTelegram(h, test::telegram(SET_DELAY_EXPOSURE_TIME, concat({u32Bytes(0), u32Bytes(2)})));
+    ASSERT_EQ(set.result, ZEVO_NOERROR) << dump();
+    EXPECT_EQ(u32At(set.bytes, 8), 2u);
+    uint32_t microseconds = 0;
+    ASSERT_TRUE(arv_fake_camera_read_register(FakeCamera::get(), 0x120, &microseconds));  // ExposureTimeAbs
+    EXPECT_EQ(microseconds, 2000u);
 }
 
 // 500 frames through four caller buffers: every buffer comes back in queue order, done, with

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "config/Config.h"
 #include "support/StreamWorld.h"
 
 namespace tq4::test {
@@ -50,6 +51,17 @@ TEST_F(StreamFaultsTest, FailedWaitFailsOneZeroedBufferAndStreamingGoesOn) {
     EXPECT_EQ(statuses(buffers), (Statuses{ZEVO_BUFFER_DONE, ZEVO_BUFFER_FAILED, ZEVO_BUFFER_DONE}));
     EXPECT_TRUE(allZero(*buffers[1]));
     EXPECT_TRUE(logged("DataStream::ImageAcquireThread: EventGetData @1 failed: -1010", log::kError));
+}
+
+// The producer marks an image incomplete (here: larger than its buffer). It is done unless
+// [CONFIG] FailIncompleteImages, read when streaming starts, asks for it to fail.
+TEST_F(StreamFaultsTest, IncompleteImageIsDoneUnlessTheConfigurationFailsIt) {
+    configure(std::string(kFastMono8) + "payload_size = 1000\n");
+    TQ4_HANDLE& h = openRecording();
+    EXPECT_EQ(statuses(streamInto(h, 1)), Statuses{ZEVO_BUFFER_DONE});
+    config::writeIniValue(iniFile().string(), "CONFIG", "FailIncompleteImages", "1");
+    EXPECT_EQ(Cancel_Images(h), ZEVO_NOERROR);
+    EXPECT_EQ(statuses(streamInto(h, 1)), Statuses{ZEVO_BUFFER_FAILED});
 }
 
 TEST_F(StreamFaultsTest, MissingBasePointerEndsTheThreadAndCancelsEveryBuffer) {

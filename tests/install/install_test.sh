@@ -75,6 +75,15 @@ env "${loader_path[@]}" GENICAM_GENTL64_PATH="$gentl" LD_DEBUG=libs LD_DEBUG_OUT
 loaded=$(sed -n 's/.*calling init: \(.*libtq4_genicam\.so.*\)/\1/p' "$work"/ld.* | head -n 1)
 [ -n "$loaded" ] && [ "$(realpath "$loaded")" = "$libdir/libtq4_genicam.so.1.9.0" ] ||
   fail "tq4cam loaded '$loaded', not the library in $libdir"
+# The GStreamer source from the installed plugin folder, with the library beside it (GStreamer's
+# programs carry no sanitizer runtime: plain builds only).
+if [[ "$flags" != *-fsanitize* ]]; then
+  echo "tq4src:"
+  plugin_dir="$libdir/gstreamer-1.0"
+  [ -f "$plugin_dir/libgsttq4.so" ] || fail "libgsttq4.so not in $plugin_dir"
+  GST_PLUGIN_PATH="$plugin_dir" GST_REGISTRY="$work/registry.bin" GENICAM_GENTL64_PATH="$gentl" \
+    gst-launch-1.0 -q tq4src num-buffers=3 ! fakesink || fail "the installed tq4src did not stream"
+fi
 
 # Python: the package from the prefix finds the installed library and producer folder by itself.
 echo "python:"

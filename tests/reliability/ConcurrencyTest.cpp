@@ -23,8 +23,8 @@ std::chrono::seconds duration() {
 class ConcurrencyTest : public LoadWorld {
 protected:
     // Requeues every buffer of `ring` that came back done until `stop`; counts the images.
-    static uint64_t requeueLoop(TQ4_HANDLE h, std::vector<CallerBuffer*>& ring, const std::atomic<bool>& stop) {
-        uint64_t delivered = 0;
+    static void requeueLoop(TQ4_HANDLE h, std::vector<CallerBuffer*>& ring, const std::atomic<bool>& stop,
+                            std::atomic<uint64_t>& delivered) {
         for (CallerBuffer* b : ring) queue(h, *b);
         while (!stop) {
             for (CallerBuffer* b : ring) {
@@ -33,7 +33,16 @@ protected:
                 queue(h, *b);  // a cancelled one as well: that restarts the stream
             }
         }
-        return delivered;
+    }
+    // Lets the load run for its time, then on until `enough` holds (30 s more at most): a loaded
+    // machine may slow the work down, but what is counted must not depend on its speed.
+    template <class Enough>
+    static void runFor(std::atomic<bool>& stop, Enough enough) {
+        std::this_thread::sleep_for(duration());
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (!enough() && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        stop = true;
     }
     std::vector<CallerBuffer*> ring(int count) {
         std::vector<CallerBuffer*> buffers;
@@ -71,10 +80,9 @@ TEST_F(ConcurrencyTest, TelegramsQueueingAndCancelsOnOneStreamingCamera) {
             ++cancels;
         }
     });
-    uint64_t delivered = 0;
-    std::thread queueing([&] { delivered = requeueLoop(h, buffers, stop); });
-    std::this_thread::sleep_for(duration());
-    stop = true;
+    std::atomic<uint64_t> delivered{0};
+    std::thread queueing([&] { requeueLoop(h, buffers, stop, delivered); });
+    runFor(stop, [&] { return delivered > 0 && cancels > 1; });
     // Every thread has to come back: a deadlock fails here instead of hanging the run.
     const auto joined = within(30000, [&] {
         for (std::thread& t : threads) t.join();
@@ -84,9 +92,10 @@ TEST_F(ConcurrencyTest, TelegramsQueueingAndCancelsOnOneStreamingCamera) {
     ASSERT_TRUE(joined.has_value()) << "a thread did not come back";
     expectSettled(h, buffers);
     std::printf("telegrams answered: %llu, images delivered: %llu, cancels: %llu\n",
-                (unsigned long long)answered.load(), (unsigned long long)delivered, (unsigned long long)cancels.load());
+                (unsigned long long)answered.load(), (unsigned long long)delivered.load(),
+                (unsigned long long)cancels.load());
     EXPECT_GT(answered.load(), 0u);
-    EXPECT_GT(delivered, 0u);
+    EXPECT_GT(delivered.load(), 0u);
 }
 
 TEST_F(ConcurrencyTest, TwoCamerasStreamAtOnce) {
@@ -95,16 +104,15 @@ TEST_F(ConcurrencyTest, TwoCamerasStreamAtOnce) {
     ASSERT_NE(handles[0], handles[1]);
     std::vector<CallerBuffer*> rings[2] = {ring(4), ring(4)};
     std::atomic<bool> stop{false};
-    uint64_t delivered[2] = {0, 0};
+    std::atomic<uint64_t> delivered[2] = {0, 0};
     std::thread cameras[2];
     for (int c = 0; c < 2; ++c)
-        cameras[c] = std::thread([&, c] { delivered[c] = requeueLoop(handles[c], rings[c], stop); });
-    std::this_thread::sleep_for(duration());
-    stop = true;
+        cameras[c] = std::thread([&, c] { requeueLoop(handles[c], rings[c], stop, delivered[c]); });
+    runFor(stop, [&] { return delivered[0] > 10 && delivered[1] > 10; });
     for (std::thread& t : cameras) t.join();
     for (int c = 0; c < 2; ++c) {
         expectSettled(handles[c], rings[c]);
-        EXPECT_GT(delivered[c], 10u) << "camera " << c;
+        EXPECT_GT(delivered[c].load(), 10u) << "camera " << c;
     }
 }
 
