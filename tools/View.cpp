@@ -97,7 +97,8 @@ void addOwnPluginFolders() {
     if (!platform::executablePath(executable)) return;
     const std::string folder = executable.substr(0, executable.find_last_of(platform::pathSeparator()) + 1);
     for (const char* relative : {"../gst", "../lib/gstreamer-1.0", "../" TQ4_INSTALL_LIBDIR "/gstreamer-1.0"})
-        if (platform::fileExists(folder + relative)) gst_registry_scan_path(gst_registry_get(), (folder + relative).c_str());
+        if (platform::fileExists(folder + relative))
+            gst_registry_scan_path(gst_registry_get(), (folder + relative).c_str());
 }
 
 }  // namespace
