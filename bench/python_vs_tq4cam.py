@@ -13,6 +13,8 @@ Rows:
   tq4cam grab        tq4cam grab --format pgm into a folder on tmpfs (it always writes files)
   python             for frame in camera: ... (each array dropped: its memory is queued again)
   python pgm         each frame written as PGM to tmpfs as tq4cam writes it (the same work)
+  tq4src ! fakesink  gst-launch-1.0 with the GStreamer source (no time stamps burnt in; its
+                     frames/s from the wall times of the long and the short run)
 
   python3 bench/python_vs_tq4cam.py BUILD [--frames N] [--repetitions R] [--region W,H]
   python3 bench/python_vs_tq4cam.py --loop MODE N FOLDER W H    (one Python run; internal)
@@ -97,6 +99,8 @@ def main():
         TQ4_QUESTION_ANSWER="no",
         TQ4_SHM_SUFFIX="_pybench%d" % os.getpid(),
         PYTHONPATH=os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "python"),
+        GST_PLUGIN_PATH=os.path.join(build, "gst"),
+        GST_REGISTRY=os.path.join(work, "registry.bin"),
     )
     region = "1,1,%d,%d" % (width, height)
 
@@ -121,17 +125,34 @@ def main():
 
         return one
 
+    def gstreamer(count):
+        command = ["gst-launch-1.0", "-q", "tq4src", "num-buffers=%d" % count, "region=" + region,
+                   "exposure=%dus" % EXPOSURE_US, "!", "fakesink", "sync=false"]
+        _, wall, cpu = run(command, env)
+        return wall, cpu, -1
+
+    def gstreamer_rate(count, short):
+        """Frames/s between a long and a short run, which cancels start-up and stop."""
+        wall_long, cpu_long, _ = gstreamer(count)
+        wall_short, cpu_short, _ = gstreamer(short)
+        return (count - short) / (wall_long - wall_short), cpu_long, cpu_short
+
     programs = {
         "tq4cam grab": tq4cam,
         "python": python("plain"),
         "python pgm": python("pgm"),
+        "tq4src ! fakesink": None,
     }
     short = max(2, args.frames // 6)
     results = {name: {"fps": [], "cpu_us": [], "missing": []} for name in programs}
     for repetition in range(args.repetitions):
         for name, program in programs.items():
-            rate, cpu_long, missing = program(args.frames)
-            _, cpu_short, _ = program(short)
+            if program is None:
+                rate, cpu_long, cpu_short = gstreamer_rate(args.frames, short)
+                missing = -1
+            else:
+                rate, cpu_long, missing = program(args.frames)
+                _, cpu_short, _ = program(short)
             row = results[name]
             row["fps"].append(rate)
             row["cpu_us"].append((cpu_long - cpu_short) / (args.frames - short) * 1e6)
