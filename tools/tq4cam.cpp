@@ -63,7 +63,12 @@ int main(int argc, char** argv) {
     grabCommand->add_option("--timeout", grab.timeoutMs, "longest wait for one image in ms (default 5000)");
     addSettingOptions(*grabCommand, settings);
 
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        // Help and version end the program with 0; every argument error with 2.
+        return app.exit(e) == 0 ? 0 : 2;
+    }
 
     if (*raw) return runRaw(global, rawWords);
     if (*version) return runVersion(global);

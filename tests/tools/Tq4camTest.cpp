@@ -159,6 +159,11 @@ TEST_F(Tq4cam, EveryRefusalNamesItsCauseInOneLine) {
     EXPECT_NE(help.out.find("--buffers"), std::string::npos);
 }
 
+TEST_F(Tq4cam, EveryArgumentErrorExitsWithTwo) {
+    for (const char* arguments : {"--bogus", "grab", "grab -o x --format jpeg", "--num x info", "raw 011", "raw 01100"})
+        EXPECT_EQ(run(arguments).exitCode, 2) << arguments;
+}
+
 // Ctrl-C in the middle of a slow acquisition: every buffer comes back, the files written are
 // whole, the summary is printed and the exit code says "interrupted".
 TEST_F(Tq4cam, CtrlCEndsCleanlyWithCompleteFiles) {
