@@ -151,6 +151,8 @@ TEST_F(Tq4cam, EveryRefusalNamesItsCauseInOneLine) {
     expectRefused(run("--num 5 get Width"), "there is no camera 5 (1 found through ZEVO.cti)");
     expectRefused(run("grab -n 1 -o /proc/tq4cam"), "cannot write into /proc/tq4cam");
     expectRefused(run("control --trigger sometimes"), "trigger is one of auto, software, external, width");
+    expectRefused(run("features Expsoure"),
+                  "no feature name contains 'Expsoure'; close: ExposureAuto, ExposureMode, ExposureTime");
     expectRefused(run("list", "GENICAM_GENTL64_PATH=/nonexistent"), "no GenTL producer");
     expectRefused(run("info", "GENICAM_GENTL64_PATH=/nonexistent"),
                   "opening camera 0 failed: 0x80362006 ZEVO_ERROR_DRIVER_NODRIVER");
