@@ -9,8 +9,9 @@
 
 namespace tq4::tools {
 
-// Sends the settings that are given; false (and a message naming the setting and the driver's
-// result) when one is refused or cannot be read. The others are still sent.
+// Sends the settings that are given and reads each back; false (and a message naming the
+// setting and the driver's result, the camera's range or what the camera holds instead) when
+// one is refused, out of range or not taken. The others are still sent.
 bool applySettings(CameraSession& camera, const CameraSettings& settings);
 // The name the camera reports (GET_CAMERA_NAME), so that a user sees what a number opened.
 std::string cameraName(CameraSession& camera);

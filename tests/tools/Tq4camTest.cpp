@@ -151,6 +151,8 @@ TEST_F(Tq4cam, EveryRefusalNamesItsCauseInOneLine) {
     expectRefused(run("--num 5 get Width"), "there is no camera 5 (1 found through ZEVO.cti)");
     expectRefused(run("grab -n 1 -o /proc/tq4cam"), "cannot write into /proc/tq4cam");
     expectRefused(run("control --trigger sometimes"), "trigger is one of auto, software, external, width");
+    expectRefused(run("control --binning 3"), "--binning 3 was not taken: the camera holds 1,1");
+    expectRefused(run("control --exposure 5000s"), "--exposure 5000s is out of range: the camera takes 10 us to 1 s");
     expectRefused(run("features Expsoure"),
                   "no feature name contains 'Expsoure'; close: ExposureAuto, ExposureMode, ExposureTime");
     expectRefused(run("list", "GENICAM_GENTL64_PATH=/nonexistent"), "no GenTL producer");
