@@ -1,8 +1,11 @@
 #include "tools/DriverLibrary.h"
 
 #include <algorithm>
+#include <cstdio>
 
 #include "telegram/Telegram.h"
+#include "tools/Decode.h"
+#include "tools/ResultNames.h"
 
 namespace tq4::tools {
 
@@ -79,6 +82,11 @@ CameraSession::Exchange CameraSession::send(uint16_t code, const std::vector<uin
     const std::size_t length = std::min<std::size_t>(response[2] | (response[3] << 8), kResponseCapacity);
     response.resize(length);
     exchange.response = std::move(response);
+    if (printTelegrams_) {
+        std::printf("  > %s\n", hexBytes(exchange.request).c_str());
+        if (!exchange.response.empty()) std::printf("  < %s\n", hexBytes(exchange.response).c_str());
+        std::printf("  result %s\n", describeResult(exchange.result).c_str());
+    }
     return exchange;
 }
 

@@ -58,14 +58,17 @@ public:
         std::vector<uint8_t> response;  // as long as the response's own size field says
         uint32_t result = 0;
     };
-    // Sends a telegram built from `code` and `payload` (size and checksum added).
+    // Sends a telegram built from `code` and `payload` (size and checksum added); with
+    // `printTelegrams` on, its bytes and the result are printed.
     Exchange send(uint16_t code, const std::vector<uint8_t>& payload = {});
+    void printTelegrams(bool on) { printTelegrams_ = on; }
     DriverLibrary& library() { return library_; }
 
 private:
     DriverLibrary& library_;
     TQ4_HANDLE handle_ = nullptr;
     uint32_t openResult_ = 0;
+    bool printTelegrams_ = false;
 };
 
 // Request telegram: code, size, payload, checksum (sum of the preceding bytes).

@@ -330,6 +330,7 @@ int runGrab(const GlobalOptions& options, const CameraSettings& settings, const 
                  " failed: " + describeResult(camera.openResult()));
         return 1;
     }
+    camera.printTelegrams(options.raw);
     CameraSettings withStamp = settings;
     // Both stamps unless asked otherwise: the time readable in the image, the frame id for the
     // missing-frame count.

@@ -21,12 +21,6 @@ void printLines(const std::vector<std::string>& lines) {
     for (const std::string& line : lines) std::printf("%s\n", line.c_str());
 }
 
-void printExchange(const CameraSession::Exchange& exchange) {
-    std::printf("  > %s\n", hexBytes(exchange.request).c_str());
-    if (!exchange.response.empty()) std::printf("  < %s\n", hexBytes(exchange.response).c_str());
-    std::printf("  result %s\n", describeResult(exchange.result).c_str());
-}
-
 struct Query {
     std::string label;
     uint16_t code;
@@ -56,14 +50,13 @@ std::vector<Query> infoQueries() {
 }
 
 // A failed answer is reported and the rest still shown; the exit code tells that one failed.
-bool runQuery(CameraSession& camera, const Query& query, bool raw) {
+bool runQuery(CameraSession& camera, const Query& query) {
     const CameraSession::Exchange exchange = camera.send(query.code, query.payload);
     const bool answered = exchange.result == ZEVO_NOERROR;
     if (answered)
         printLines(query.decode(exchange.response));
     else
         std::printf("%-16s failed: %s\n", query.label.c_str(), describeResult(exchange.result).c_str());
-    if (raw) printExchange(exchange);
     return answered;
 }
 
@@ -88,6 +81,7 @@ int printVersion(const DriverLibrary& library) {
 
 // Opens the camera of the options and says which one it is, or why it is not.
 bool openCamera(CameraSession& camera, const GlobalOptions& options) {
+    camera.printTelegrams(options.raw);
     if (camera.isOpen()) {
         std::printf("%-16s %u: %s\n", "camera", options.number, cameraName(camera).c_str());
         return true;
@@ -110,7 +104,7 @@ int runInfo(const GlobalOptions& options) {
     CameraSession camera(library, options.number, options.producers);
     if (!openCamera(camera, options)) return 1;
     bool allAnswered = true;
-    for (const Query& query : infoQueries()) allAnswered = runQuery(camera, query, options.raw) && allAnswered;
+    for (const Query& query : infoQueries()) allAnswered = runQuery(camera, query) && allAnswered;
     return allAnswered ? 0 : 1;
 }
 
@@ -130,8 +124,8 @@ int runRaw(const GlobalOptions& options, const std::vector<std::string>& words) 
     if (!loadLibrary(options, library)) return 1;
     CameraSession camera(library, options.number, options.producers);
     if (!openCamera(camera, options)) return 1;
+    camera.printTelegrams(true);
     const CameraSession::Exchange exchange = camera.send(code, payload);
-    printExchange(exchange);
     return exchange.result == ZEVO_NOERROR ? 0 : 1;
 }
 
