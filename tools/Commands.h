@@ -4,18 +4,20 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "tools/ImageFiles.h"
+#include "tools/Producers.h"
 
 namespace tq4::tools {
 
 struct GlobalOptions {
     std::string libraryPath;  // the driver library; empty: next to tq4cam, then the linker's search
     std::string producers;    // producer list instead of the configuration file's
-    uint32_t number = 0;      // camera number
+    CameraChoice camera;      // the camera every command is about
     bool raw = false;         // also print every telegram's bytes
 };
 
@@ -50,5 +52,11 @@ int runGrab(const GlobalOptions& options, const CameraSettings& settings, const 
 
 // The message every command prints for a failure: "tq4cam: <text>" on stderr.
 void complain(const std::string& text);
+
+// For the commands that go through the driver: the library of the options loaded, and the camera
+// of the options opened through it (with --raw, printing every telegram it is sent). False or
+// nothing, with the reason told, when that fails.
+bool loadLibrary(const GlobalOptions& options, DriverLibrary& library);
+std::unique_ptr<CameraSession> openCamera(const GlobalOptions& options, DriverLibrary& library);
 
 }  // namespace tq4::tools

@@ -167,7 +167,7 @@ std::string closeNames(const std::vector<std::string>& names, const std::string&
 
 // Opens the camera of the options, or says why not.
 bool openFeatureCamera(const GlobalOptions& options, std::unique_ptr<FeatureCamera>& camera) {
-    camera = std::make_unique<FeatureCamera>(configuredProducers(options.producers), options.number);
+    camera = std::make_unique<FeatureCamera>(configuredProducers(options.producers), options.camera);
     if (camera->isOpen()) return true;
     complain(camera->problem());
     return false;
@@ -248,7 +248,7 @@ int runFeatures(const GlobalOptions& options, const std::string& filter) {
         complain("no feature name contains '" + filter + "'" + (close.empty() ? "" : "; close: " + close));
         return 1;
     }
-    std::printf("camera %u: %s\n", options.number, camera->description().c_str());
+    std::printf("camera %u: %s\n", camera->number(), camera->description().c_str());
     for (const std::string& line : lines) std::printf("%s\n", line.c_str());
     return 0;
 }
@@ -260,7 +260,7 @@ int runGet(const GlobalOptions& options, const std::vector<std::string>& names) 
     for (const std::string& name : names) {
         const std::string line = describeFeature(camera->map(), name);
         if (line.empty()) {
-            complain("camera " + std::to_string(options.number) + " has no feature '" + name + "'");
+            complain("camera " + std::to_string(camera->number()) + " has no feature '" + name + "'");
             result = 1;
             continue;
         }
@@ -283,7 +283,7 @@ int runSet(const GlobalOptions& options, const std::vector<std::string>& assignm
         const std::string name = assignment.substr(0, assignment.find('='));
         const std::string value = assignment.substr(assignment.find('=') + 1);
         if (!features::isFeaturePresent(map, name.c_str())) {
-            complain("camera " + std::to_string(options.number) + " has no feature '" + name + "'");
+            complain("camera " + std::to_string(camera->number()) + " has no feature '" + name + "'");
             result = 1;
             continue;
         }

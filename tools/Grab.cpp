@@ -319,26 +319,18 @@ int runGrab(const GlobalOptions& options, const CameraSettings& settings, const 
     // From here Ctrl-C ends the acquisition, not the program: every buffer must come back.
     platform::ctrlCFlag();
     DriverLibrary library;
-    std::string error;
-    if (!library.load(options.libraryPath.empty() ? DriverLibrary::defaultPath() : options.libraryPath, error)) {
-        complain(error);
-        return 1;
-    }
-    CameraSession camera(library, options.number, options.producers);
-    if (!camera.isOpen()) {
-        complain("opening camera " + std::to_string(options.number) +
-                 " failed: " + describeResult(camera.openResult()));
-        return 1;
-    }
-    camera.printTelegrams(options.raw);
+    if (!loadLibrary(options, library)) return 1;
+    const std::unique_ptr<CameraSession> session = openCamera(options, library);
+    if (!session) return 1;
+    CameraSession& camera = *session;
     CameraSettings withStamp = settings;
     // Both stamps unless asked otherwise: the time readable in the image, the frame id for the
     // missing-frame count.
     if (!withStamp.timestamp) withStamp.timestamp = "both";
     Geometry geometry;
     if (!applySettings(camera, withStamp) || !startRecording(camera) || !readGeometry(camera, geometry)) return 1;
-    std::printf("camera %u: %s, %u x %u, %u bits, %u buffers, %u frames to %s as %s\n", options.number,
-                cameraName(camera).c_str(), geometry.width, geometry.height, geometry.bits, grab.buffers, grab.frames,
+    std::printf("camera %u: %s, %u x %u, %u bits, %u buffers, %u frames to %s as %s\n", camera.number(),
+                camera.name().c_str(), geometry.width, geometry.height, geometry.bits, grab.buffers, grab.frames,
                 grab.folder.c_str(), grab.format.c_str());
     Grabber grabber(camera, grab, geometry);
     const int exitCode = grabber.run();

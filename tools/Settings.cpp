@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -209,14 +208,6 @@ bool applySettings(CameraSession& camera, const CameraSettings& s) {
         ok = applyNamed(camera, "bit alignment", kAlignments, *s.bitAlignment, SET_BIT_ALIGNMENT, GET_BIT_ALIGNMENT) &&
              ok;
     return ok;
-}
-
-std::string cameraName(CameraSession& camera) {
-    const Bytes response = camera.send(GET_CAMERA_NAME).response;
-    constexpr std::size_t kNameOffset = 4, kNameField = 40;
-    if (response.size() < kNameOffset + kNameField) return "?";
-    const char* text = reinterpret_cast<const char*>(response.data() + kNameOffset);
-    return std::string(text, strnlen(text, kNameField));
 }
 
 void printSettings(CameraSession& camera) {

@@ -13,8 +13,6 @@ namespace tq4::tools {
 // setting and the driver's result, the camera's range or what the camera holds instead) when
 // one is refused, out of range or not taken. The others are still sent.
 bool applySettings(CameraSession& camera, const CameraSettings& settings);
-// The name the camera reports (GET_CAMERA_NAME), so that a user sees what a number opened.
-std::string cameraName(CameraSession& camera);
 // exposure, delay, frame rate, region, binning, trigger, time stamp, bit alignment.
 void printSettings(CameraSession& camera);
 

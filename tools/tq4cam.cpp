@@ -28,7 +28,9 @@ int main(int argc, char** argv) {
     CLI::App app{"tq4cam: look at cameras, change their settings and take images through the tq4_genicam driver"};
     app.set_version_flag("--version", "tq4cam 1.9.0");
     GlobalOptions global;
-    app.add_option("--num", global.number, "camera number (default 0)");
+    CLI::Option* number =
+        app.add_option("--num", global.camera.number, "the camera of this number in tq4cam list (default 0)");
+    app.add_option("--serial", global.camera.serial, "the camera of this serial number")->excludes(number);
     app.add_option("--producers", global.producers, "producer list, e.g. ZEVO.cti:Other.cti (default: the ini file's)");
     app.add_option("--lib", global.libraryPath, "the driver library to load");
     app.add_flag("--raw", global.raw, "also print every telegram's bytes");
