@@ -115,14 +115,13 @@ bool sendChecked(CameraSession& camera, const char* what, uint16_t code, const B
     return false;
 }
 
-// The fields (`width` bytes each) of `getCode`'s answer after a setting: false with what the
-// camera holds when they are not what was asked for. `close` says whether a held value counts
-// as the asked one.
-bool heldAsAsked(CameraSession& camera, const std::string& asked, uint16_t getCode, std::size_t width,
+// The fields (`width` bytes each) of an answer that reports what the camera holds after a
+// setting: false with what it holds when they are not what was asked for. `close` says whether
+// a held value counts as the asked one.
+bool heldAsAsked(const std::string& asked, const Bytes& response, std::size_t width,
                  const std::vector<std::size_t>& offsets, const std::vector<uint32_t>& wanted,
                  const std::function<std::string(uint32_t)>& name = nullptr,
                  const std::function<bool(uint32_t, uint32_t)>& close = std::equal_to<uint32_t>()) {
-    const Bytes response = camera.send(getCode).response;
     std::string held;
     bool same = true;
     for (std::size_t i = 0; i < offsets.size(); ++i) {
@@ -156,8 +155,8 @@ bool applyTimes(CameraSession& camera, const CameraSettings& settings) {
     };
     const auto us = [](uint32_t value) { return std::to_string(value) + " us"; };
     return sendChecked(camera, "setting delay and exposure", SET_DELAY_EXPOSURE_TIME, u32Payload({delay, exposure})) &&
-           heldAsAsked(camera, "delay " + us(delay) + " and exposure " + us(exposure), GET_DELAY_EXPOSURE_TIME, 4,
-                       {4, 8}, {delay, exposure}, us, near);
+           heldAsAsked("delay " + us(delay) + " and exposure " + us(exposure),
+                       camera.send(GET_DELAY_EXPOSURE_TIME).response, 4, {4, 8}, {delay, exposure}, us, near);
 }
 
 bool applyRoi(CameraSession& camera, const std::string& text) {
@@ -168,9 +167,11 @@ bool applyRoi(CameraSession& camera, const std::string& text) {
         complain("--roi takes X0,Y0,X1,Y1 (first and last column and row, from 1)");
         return false;
     }
+    // SET_ROI answers with the region the camera holds afterwards.
+    Bytes held;
     return sendChecked(camera, "setting the region", SET_ROI,
-                       u16Payload({uint16_t(x0), uint16_t(y0), uint16_t(x1), uint16_t(y1)})) &&
-           heldAsAsked(camera, "--roi " + text, GET_ROI, 2, {4, 6, 8, 10}, {x0, y0, x1, y1});
+                       u16Payload({uint16_t(x0), uint16_t(y0), uint16_t(x1), uint16_t(y1)}), &held) &&
+           heldAsAsked("--roi " + text, held, 2, {4, 6, 8, 10}, {x0, y0, x1, y1});
 }
 
 bool applyNamed(CameraSession& camera, const char* what, const std::vector<std::string>& names, const std::string& name,
@@ -183,13 +184,16 @@ bool applyNamed(CameraSession& camera, const char* what, const std::vector<std::
         return false;
     }
     return sendChecked(camera, what, code, u16Payload({index})) &&
-           heldAsAsked(camera, std::string(what) + " " + name, getCode, 2, {4}, {index},
+           heldAsAsked(std::string(what) + " " + name, camera.send(getCode).response, 2, {4}, {index},
                        [&](uint32_t held) { return nameOf(names, uint16_t(held)); });
 }
 
+// SET_BINNING answers with the factors the camera holds afterwards: a factor it does not offer
+// leaves them as they were, without an error.
 bool applyBinning(CameraSession& camera, uint16_t factor) {
-    return sendChecked(camera, "setting the binning", SET_BINNING, u16Payload({factor})) &&
-           heldAsAsked(camera, "--binning " + std::to_string(factor), GET_BINNING, 2, {4, 6}, {factor, factor});
+    Bytes held;
+    return sendChecked(camera, "setting the binning", SET_BINNING, u16Payload({factor}), &held) &&
+           heldAsAsked("--binning " + std::to_string(factor), held, 2, {4, 6}, {factor, factor});
 }
 
 }  // namespace
