@@ -38,6 +38,7 @@ struct GrabOptions {
     std::string format = kTiffAndPng ? "tiff" : "pgm";  // tiff, png, pgm
     uint32_t buffers = 4;
     uint32_t timeoutMs = 5000;
+    bool overwrite = false;  // remove the frames of an earlier grab in the folder first
 };
 
 int runInfo(const GlobalOptions& options);

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <regex>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -159,6 +160,36 @@ bool prepareFolder(const std::string& folder) {
     if (!error) return true;
     complain("cannot write into " + folder + ": " + error.message());
     return false;
+}
+
+// The files of an earlier grab in `folder`: frame-NNNNNN with the extension of a format.
+std::vector<std::filesystem::path> earlierFrames(const std::string& folder) {
+    static const std::regex kFrameName("frame-[0-9]{6}\\.(tiff|png|pgm)");
+    std::vector<std::filesystem::path> found;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error))
+        if (std::regex_match(entry.path().filename().string(), kFrameName)) found.push_back(entry.path());
+    return found;
+}
+
+// New frames never mix with those of an earlier grab: a folder that holds some is refused
+// (exit code 2), or with --overwrite they are removed first (1 when that fails). 0: go on.
+int clearEarlierFrames(const GrabOptions& grab) {
+    const std::vector<std::filesystem::path> earlier = earlierFrames(grab.folder);
+    if (earlier.empty()) return 0;
+    if (!grab.overwrite) {
+        complain(grab.folder + " already holds " + std::to_string(earlier.size()) +
+                 " frames of an earlier grab: take another folder, or --overwrite to remove them first");
+        return 2;
+    }
+    for (const std::filesystem::path& path : earlier) {
+        std::error_code error;
+        if (!std::filesystem::remove(path, error)) {
+            complain("cannot remove " + path.string() + ": " + error.message());
+            return 1;
+        }
+    }
+    return 0;
 }
 
 class Grabber {
@@ -316,6 +347,7 @@ int runGrab(const GlobalOptions& options, const CameraSettings& settings, const 
         return 2;
     }
     if (!prepareFolder(grab.folder)) return 1;
+    if (const int refused = clearEarlierFrames(grab)) return refused;
     // From here Ctrl-C ends the acquisition, not the program: every buffer must come back.
     platform::ctrlCFlag();
     DriverLibrary library;

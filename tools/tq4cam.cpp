@@ -63,6 +63,8 @@ int main(int argc, char** argv) {
         ->check(CLI::IsMember({"tiff", "png", "pgm"}));
     grabCommand->add_option("--buffers", grab.buffers, "caller buffers in the ring (default 4)");
     grabCommand->add_option("--timeout", grab.timeoutMs, "longest wait for one image in ms (default 5000)");
+    grabCommand->add_flag("--overwrite", grab.overwrite,
+                          "remove the frames of an earlier grab from the folder first (else such a folder is refused)");
     addSettingOptions(*grabCommand, settings);
 
     try {

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -93,6 +94,14 @@ TEST_F(Tq4cam, GrabWritesSixteenBitTiffsThatCarryTheCamerasFrameIds) {
         previous = id;
     }
     EXPECT_FALSE(fs::exists(folder_.file("frames/frame-000020.tiff")));
+
+    // A second grab does not mix its frames with these: refused, or they are removed first.
+    const Outcome again = run("grab -n 2 -o frames --format pgm");
+    EXPECT_EQ(again.exitCode, 2);
+    EXPECT_NE(again.err.find("frames already holds 20 frames of an earlier grab"), std::string::npos) << again.err;
+    EXPECT_NE(again.err.find("--overwrite"), std::string::npos) << again.err;
+    ASSERT_EQ(run("grab -n 2 -o frames --format pgm --overwrite").exitCode, 0);
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder_.file("frames")), fs::directory_iterator()), 2);
 }
 
 TEST_F(Tq4cam, PngAndPgmHaveTheImagesSizeAndRegion) {
