@@ -355,12 +355,12 @@ int runGrab(const GlobalOptions& options, const CameraSettings& settings, const 
     const std::unique_ptr<CameraSession> session = openCamera(options, library);
     if (!session) return 1;
     CameraSession& camera = *session;
-    CameraSettings withStamp = settings;
-    // Both stamps unless asked otherwise: the time readable in the image, the frame id for the
-    // missing-frame count.
-    if (!withStamp.timestamp) withStamp.timestamp = "both";
+    // The image data as the sensor gives it unless stamps are asked for: a camera keeps its
+    // time stamp mode, so an earlier setting is switched off.
+    CameraSettings clean = settings;
+    if (!clean.timestamp) clean.timestamp = "none";
     Geometry geometry;
-    if (!applySettings(camera, withStamp) || !startRecording(camera) || !readGeometry(camera, geometry)) return 1;
+    if (!applySettings(camera, clean) || !startRecording(camera) || !readGeometry(camera, geometry)) return 1;
     std::printf("camera %u: %s, %u x %u, %u bits, %u buffers, %u frames to %s as %s\n", camera.number(),
                 camera.name().c_str(), geometry.width, geometry.height, geometry.bits, grab.buffers, grab.frames,
                 grab.folder.c_str(), grab.format.c_str());

@@ -66,6 +66,8 @@ int main(int argc, char** argv) {
     grabCommand->add_flag("--overwrite", grab.overwrite,
                           "remove the frames of an earlier grab from the folder first (else such a folder is refused)");
     addSettingOptions(*grabCommand, settings);
+    grabCommand->get_option("--timestamp")
+        ->description("time stamp in the image: none (the default: the data untouched), binary, both or readable");
 
     try {
         app.parse(argc, argv);
