@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <regex>
 #include <string>
 #include <tuple>
@@ -81,15 +82,35 @@ int64_t stampedFrameId(const Slot& slot, const Geometry& g) {
 }
 
 // Frame counts and arrival times, and the progress line.
+//
+// The frame rate is the camera's only where a frame arrived while tq4cam waited for it: frames
+// that came while a file was being written wait in the driver's and the producer's buffers and
+// then follow in a burst (at the start of every grab, and all along when files are written slower
+// than the camera makes frames). The rate is therefore measured from the first to the last frame
+// that arrived during a wait, over the frames written between them; the lowest rate from the
+// longest time between two such frames in a row. With one buffer, a frame that waited in the
+// driver arrives as soon as the buffer is queued again and cannot be told from one the camera
+// just sent: no frame is timed.
 class Progress {
 public:
-    Progress(uint32_t total) : total_(total), terminal_(platform::standardOutputIsTerminal()) {}
+    Progress(uint32_t total, bool timed)
+        : total_(total), timed_(timed), terminal_(platform::standardOutputIsTerminal()) {}
 
-    void delivered(int64_t frameId) {
+    // `arrival`: when the frame arrived, if tq4cam was waiting for it.
+    void delivered(int64_t frameId, std::optional<Clock::time_point> arrival) {
         const Clock::time_point now = Clock::now();
-        if (written_ > 0) longestGap_ = std::max(longestGap_, now - last_);
         if (written_ == 0) first_ = now;
         last_ = now;
+        if (arrival && timed_) {
+            if (waitedFor_ > 0 && lastWaitedIndex_ + 1 == written_)
+                longestGap_ = std::max(longestGap_, *arrival - lastWaited_);
+            if (waitedFor_++ == 0) {
+                firstWaited_ = *arrival;
+                firstWaitedIndex_ = written_;
+            }
+            lastWaited_ = *arrival;
+            lastWaitedIndex_ = written_;
+        }
         ++written_;
         if (frameId >= 0) {
             if (firstId_ < 0)
@@ -125,7 +146,14 @@ public:
         std::printf("%-16s %u\n", "failed", failed_);
         std::printf("%-16s %u\n", "cancelled", cancelled_);
         const double lowest = longestGap_.count() > 0 ? 1.0 / std::chrono::duration<double>(longestGap_).count() : 0;
-        std::printf("%-16s mean %.2f Hz, lowest %.2f Hz\n", "frame rate", meanRate(), lowest);
+        const double filesPerSecond = (written_ - 1) / std::chrono::duration<double>(last_ - first_).count();
+        if (meanRate() > 0)
+            std::printf("%-16s mean %.2f Hz, lowest %.2f Hz\n", "frame rate", meanRate(), lowest);
+        else if (written_ > 1 && !timed_)
+            std::printf("%-16s not measured with one buffer\n", "frame rate");
+        else if (written_ > 1)
+            std::printf("%-16s not measured: every frame waited for tq4cam, which wrote %.2f files/s\n", "frame rate",
+                        filesPerSecond);
         if (firstId_ >= 0 && !unstamped_)
             std::printf("%-16s ids %lld..%lld, %lld missing (the camera's frames that no buffer took)\n",
                         "camera frames", static_cast<long long>(firstId_), static_cast<long long>(lastId_),
@@ -134,14 +162,16 @@ public:
 
 private:
     double meanRate() const {
-        const double seconds = std::chrono::duration<double>(last_ - first_).count();
-        return written_ > 1 && seconds > 0 ? (written_ - 1) / seconds : 0;
+        const double seconds = std::chrono::duration<double>(lastWaited_ - firstWaited_).count();
+        return waitedFor_ > 1 && seconds > 0 ? (lastWaitedIndex_ - firstWaitedIndex_) / seconds : 0;
     }
 
     uint32_t total_;
+    bool timed_;
     bool terminal_;
     uint32_t written_ = 0, failed_ = 0, cancelled_ = 0;
-    Clock::time_point first_{}, last_{};
+    uint32_t waitedFor_ = 0, firstWaitedIndex_ = 0, lastWaitedIndex_ = 0;
+    Clock::time_point first_{}, last_{}, firstWaited_{}, lastWaited_{};
     Clock::duration longestGap_{};
     int64_t firstId_ = -1, lastId_ = -1, missing_ = 0;
     bool unstamped_ = false;
@@ -195,7 +225,7 @@ int clearEarlierFrames(const GrabOptions& grab) {
 class Grabber {
 public:
     Grabber(CameraSession& camera, const GrabOptions& options, const Geometry& geometry)
-        : camera_(camera), options_(options), geometry_(geometry), progress_(options.frames) {}
+        : camera_(camera), options_(options), geometry_(geometry), progress_(options.frames, options.buffers > 1) {}
 
     // The exit code.
     int run() {
@@ -216,6 +246,7 @@ public:
              next = (next + 1) % slots_.size()) {
             Slot& slot = slots_[next];
             if (!slot.queued) continue;
+            const bool waiting = !slot.event->isSet();
             const WaitResult waited = waitFor(slot, interrupted);
             if (waited == WaitResult::Interrupted) {
                 exitCode = kInterruptedExit;
@@ -226,7 +257,7 @@ public:
                 exitCode = 1;
                 break;
             }
-            if (!take(slot)) {
+            if (!take(slot, waiting ? std::optional(Clock::now()) : std::nullopt)) {
                 exitCode = 1;
                 break;
             }
@@ -267,10 +298,10 @@ private:
 
     // The finished buffer: its image written, or its failure counted. False when a file
     // cannot be written or images keep failing.
-    bool take(Slot& slot) {
+    bool take(Slot& slot, std::optional<Clock::time_point> arrival) {
         slot.queued = false;
         const uint32_t status = slot.statusNow();
-        if (status == ZEVO_BUFFER_DONE) return writeFrame(slot);
+        if (status == ZEVO_BUFFER_DONE) return writeFrame(slot, arrival);
         if (status == ZEVO_BUFFER_CANCELLED) {
             progress_.cancelled();
             complain("a buffer was cancelled by the driver");
@@ -282,7 +313,7 @@ private:
         return false;
     }
 
-    bool writeFrame(Slot& slot) {
+    bool writeFrame(Slot& slot, std::optional<Clock::time_point> arrival) {
         char name[32];
         std::snprintf(name, sizeof name, "frame-%06u.%s", progress_.written(), options_.format.c_str());
         const ImageView view{slot.image.data(),       geometry_.width, geometry_.height,
@@ -292,7 +323,7 @@ private:
             complain(std::string(name) + ": " + error);
             return false;
         }
-        progress_.delivered(stampedFrameId(slot, geometry_));
+        progress_.delivered(stampedFrameId(slot, geometry_), arrival);
         return true;
     }
 
@@ -307,7 +338,7 @@ private:
             slot.queued = false;
             const uint32_t status = slot.statusNow();
             if (status == ZEVO_BUFFER_DONE)
-                writeFrame(slot);
+                writeFrame(slot, std::nullopt);
             else if (status == ZEVO_BUFFER_CANCELLED)
                 progress_.cancelled();
             else

@@ -68,12 +68,17 @@ long stampedId(const std::vector<uint16_t>& row) {
     return id;
 }
 
-TEST_F(Tq4cam, GrabWritesSixteenBitTiffsThatCarryTheCamerasFrameIds) {
-    const Outcome r = run("grab -n 20 -o frames --format tiff --timestamp binary");
+TEST_F(Tq4cam, GrabWritesSixteenBitTiffsThatCarryTheCamerasFrameIdsAndRate) {
+    writeFile(folder_.file("sim.cfg"), "max_fps.Mono16 = 25\n");
+    const Outcome r = run("grab -n 10 -o frames --format tiff --timestamp binary");
     ASSERT_EQ(r.exitCode, 0) << r.out << r.err;
-    EXPECT_NE(r.out.find("frames written   20"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("frames written   10"), std::string::npos) << r.out;
+    // The camera's rate, not the pace at which the first frames reached the files.
+    const std::size_t rate = r.out.find("frame rate       mean ");
+    ASSERT_NE(rate, std::string::npos) << r.out;
+    EXPECT_NEAR(std::atof(r.out.c_str() + rate + 22), 25, 2.5) << r.out;
     long previous = 0;
-    for (int i = 0; i < 20; ++i) {
+    for (int i = 0; i < 10; ++i) {
         char name[32];
         std::snprintf(name, sizeof name, "frames/frame-%06d.tiff", i);
         TIFF* tiff = TIFFOpen(folder_.file(name).c_str(), "r");
@@ -93,12 +98,12 @@ TEST_F(Tq4cam, GrabWritesSixteenBitTiffsThatCarryTheCamerasFrameIds) {
         EXPECT_GT(id, previous) << name << ": frame ids rise, as the camera numbered its frames";
         previous = id;
     }
-    EXPECT_FALSE(fs::exists(folder_.file("frames/frame-000020.tiff")));
+    EXPECT_FALSE(fs::exists(folder_.file("frames/frame-000010.tiff")));
 
     // A second grab does not mix its frames with these: refused, or they are removed first.
     const Outcome again = run("grab -n 2 -o frames --format pgm");
     EXPECT_EQ(again.exitCode, 2);
-    EXPECT_NE(again.err.find("frames already holds 20 frames of an earlier grab"), std::string::npos) << again.err;
+    EXPECT_NE(again.err.find("frames already holds 10 frames of an earlier grab"), std::string::npos) << again.err;
     EXPECT_NE(again.err.find("--overwrite"), std::string::npos) << again.err;
     ASSERT_EQ(run("grab -n 2 -o frames --format pgm --overwrite").exitCode, 0);
     EXPECT_EQ(std::distance(fs::directory_iterator(folder_.file("frames")), fs::directory_iterator()), 2);
