@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Installs a build into a temporary prefix and uses it as a user would: the layout (SONAME and
 # links, header, producer folder, tool, documentation, no path into the build tree), a C program
-# built through pkg-config and a C++ program through find_package(tq4_genicam), each opening the
-# installed ZEVO.cti's camera and sending one telegram, and tq4cam run from the installed bin/.
+# built through pkg-config (run without LD_LIBRARY_PATH) and a C++ program through
+# find_package(tq4_genicam), each opening the installed ZEVO.cti's camera and sending one
+# telegram, and tq4cam run from the installed bin/.
 #
 #   install_test.sh BUILD CC CXX FLAGS LDFLAGS     (FLAGS: the build's sanitizer flags, or empty)
 set -euo pipefail
@@ -44,14 +45,14 @@ mkdir -p "$work/appdata"
 export TQ4_COMMON_APPDATA="$work/appdata" TQ4_SHM_SUFFIX="_install$$" TQ4_QUESTION_ANSWER=no
 unset DISPLAY WAYLAND_DISPLAY LD_LIBRARY_PATH
 
-# C through pkg-config (run with the installed library on the loader's path).
+# C through pkg-config: its flags give the program the library's folder as RUNPATH.
 read -ra cflags <<<"$flags"
 read -ra lflags <<<"$ldflags"
 # shellcheck disable=SC2046  # pkg-config prints separate words
 "$cc" "${cflags[@]}" -std=c11 -Wall -Wextra -Werror -pedantic -o "$work/consumer_pc" "$here/consumer/consumer.c" \
   $(pkg-config --cflags --libs tq4_genicam) "${lflags[@]}"
 echo "pkg-config build:"
-GENICAM_GENTL64_PATH="$gentl" LD_LIBRARY_PATH="$libdir" "$work/consumer_pc"
+GENICAM_GENTL64_PATH="$gentl" "$work/consumer_pc"
 
 # C++ through the CMake package (the imported target's location is the program's RUNPATH).
 CXXFLAGS="$flags" LDFLAGS="$ldflags" cmake -S "$here/consumer" -B "$work/cmake" -DCMAKE_CXX_COMPILER="$cxx" \
