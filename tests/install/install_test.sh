@@ -28,12 +28,14 @@ gentl=$(realpath "$(pkg-config --variable=gentldir tq4_genicam)")
 [ "$(readlink "$libdir/libtq4_genicam.so")" = libtq4_genicam.so.1 ] || fail "libtq4_genicam.so does not link to .so.1"
 [ "$(readlink "$libdir/libtq4_genicam.so.1")" = libtq4_genicam.so.1.9.0 ] || fail "libtq4_genicam.so.1 does not link to .so.1.9.0"
 readelf -d "$libdir/libtq4_genicam.so.1.9.0" | grep -q 'SONAME.*\[libtq4_genicam\.so\.1\]' || fail "SONAME is not libtq4_genicam.so.1"
-for file in include/tq4_genicam.h bin/tq4cam share/doc/tq4-genicam/README.md; do
+for file in include/tq4_genicam.h bin/tq4cam share/doc/tq4-genicam/README.md \
+  share/doc/tq4-genicam/aravis-producer/README.md; do
   [ -f "$prefix/$file" ] || fail "$file not installed"
 done
-[ -f "$gentl/ZEVO.cti" ] || fail "ZEVO.cti not in the producer folder $gentl"
-[ "$(find "$gentl" -mindepth 1 | wc -l)" -eq 1 ] || fail "the producer folder holds more than ZEVO.cti"
-for elf in "$libdir/libtq4_genicam.so.1.9.0" "$gentl/ZEVO.cti" "$prefix/bin/tq4cam"; do
+producers=$(find "$gentl" -mindepth 1 -printf '%f\n' | LC_ALL=C sort | paste -sd ' ')
+[ "$producers" = "ZEVO.cti tq4_aravis.cti" ] ||
+  fail "the producer folder $gentl holds $producers, not ZEVO.cti and tq4_aravis.cti"
+for elf in "$libdir/libtq4_genicam.so.1.9.0" "$gentl/ZEVO.cti" "$gentl/tq4_aravis.cti" "$prefix/bin/tq4cam"; do
   if readelf -d "$elf" | grep -E 'R(UN)?PATH' | grep -qF "$build"; then fail "$elf keeps a path into the build tree"; fi
 done
 if grep -rqF "$prefix" "$prefix" --include='*.pc' --include='*.cmake'; then
