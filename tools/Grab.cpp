@@ -152,7 +152,7 @@ public:
         else if (written_ > 1 && !timed_)
             std::printf("%-16s not measured with one buffer\n", "frame rate");
         else if (written_ > 1)
-            std::printf("%-16s not measured: every frame waited for tq4cam, which wrote %.2f files/s\n", "frame rate",
+            std::printf("%-16s not measured: the frames waited for tq4cam, which wrote %.2f files/s\n", "frame rate",
                         filesPerSecond);
         if (firstId_ >= 0 && !unstamped_)
             std::printf("%-16s ids %lld..%lld, %lld missing (the camera's frames that no buffer took)\n",
