@@ -26,7 +26,8 @@ lib="./usr/lib/$multiarch"
 dpkg -c "$deb" >"$build/contents.txt"
 awk '{print $6}' "$build/contents.txt" >"$build/paths.txt"
 for path in "$lib/libtq4_genicam.so.1.9.0" "$lib/libtq4_genicam.so.1" "$lib/libtq4_genicam.so" \
-  ./usr/include/tq4_genicam.h "$lib/tq4_genicam/gentl/ZEVO.cti" ./usr/bin/tq4cam \
+  ./usr/include/tq4_genicam.h "$lib/tq4_genicam/gentl/ZEVO.cti" "$lib/tq4_genicam/gentl/tq4_aravis.cti" \
+  ./usr/share/doc/tq4-genicam/aravis-producer/README.md ./usr/bin/tq4cam \
   "$lib/pkgconfig/tq4_genicam.pc" "$lib/cmake/tq4_genicam/tq4_genicamConfig.cmake" \
   "$lib/cmake/tq4_genicam/tq4_genicamTargets.cmake" ./usr/share/doc/tq4-genicam/README.md \
   ./usr/lib/python3/dist-packages/tq4_genicam/{__init__,_driver,camera,_location}.py; do
