@@ -127,7 +127,7 @@ def main():
 
     def gstreamer(count):
         command = ["gst-launch-1.0", "-q", "tq4src", "num-buffers=%d" % count, "region=" + region,
-                   "exposure=%dus" % EXPOSURE_US, "!", "fakesink", "sync=false"]
+                   "exposure=%dus" % EXPOSURE_US, "delay=0", "!", "fakesink", "sync=false"]
         _, wall, cpu = run(command, env)
         return wall, cpu, -1
 

@@ -51,6 +51,7 @@ struct Properties {
     std::string producers;
     std::string library;
     std::string exposure;
+    std::string delay;
     std::string region;
     guint binning = 0;
     std::string trigger;
@@ -95,6 +96,7 @@ enum {
     PROP_PRODUCERS,
     PROP_LIBRARY,
     PROP_EXPOSURE,
+    PROP_DELAY,
     PROP_REGION,
     PROP_BINNING,
     PROP_TRIGGER,
@@ -115,6 +117,7 @@ std::string* stringProperty(Properties& p, guint id) {
         case PROP_PRODUCERS: return &p.producers;
         case PROP_LIBRARY: return &p.library;
         case PROP_EXPOSURE: return &p.exposure;
+        case PROP_DELAY: return &p.delay;
         case PROP_REGION: return &p.region;
         case PROP_TRIGGER: return &p.trigger;
         case PROP_BIT_ALIGNMENT: return &p.bitAlignment;
@@ -139,6 +142,7 @@ std::optional<std::string> given(const std::string& text) {
 tools::CameraSettings settingsOf(const Properties& p) {
     tools::CameraSettings settings;
     settings.exposure = given(p.exposure);
+    settings.delay = given(p.delay);
     settings.roi = given(p.region);
     if (p.binning != 0) settings.binning = uint16_t(p.binning);
     settings.trigger = given(p.trigger);
@@ -360,6 +364,9 @@ static void tq4_src_class_init(Tq4SrcClass* klass) {
     installString(object, PROP_LIBRARY, "library", "Path of libtq4_genicam.so; empty: the installed one", "");
     installString(object, PROP_EXPOSURE, "exposure",
                   "Exposure time (10ms, 250us, 1s; a bare number is us); empty keeps the camera's", "");
+    installString(object, PROP_DELAY, "delay",
+                  "Delay before each exposure, as exposure (0 for the camera's top rate); empty keeps the camera's",
+                  "");
     installString(object, PROP_REGION, "region", "Region X0,Y0,X1,Y1 (from 1, inclusive); empty keeps the camera's",
                   "");
     installNumber(object, PROP_BINNING, "binning", "Binning factor for both axes; 0 keeps the camera's", 0, 16, 0);
