@@ -272,18 +272,22 @@ private:
     }
 
     // The finished buffer: its image written, or its failure counted. False when a file
-    // cannot be written or images keep failing.
+    // cannot be written or images keep failing: more in a row than there are buffers (a lossy
+    // link fails some of them now and then, a camera that stopped sending fails all).
     bool take(Slot& slot, std::optional<Clock::time_point> arrival) {
         slot.queued = false;
         const uint32_t status = slot.statusNow();
-        if (status == ZEVO_BUFFER_DONE) return writeFrame(slot, arrival);
+        if (status == ZEVO_BUFFER_DONE) {
+            failuresInARow_ = 0;
+            return writeFrame(slot, arrival);
+        }
         if (status == ZEVO_BUFFER_CANCELLED) {
             progress_.cancelled();
             complain("a buffer was cancelled by the driver");
             return false;
         }
         progress_.failed();
-        if (++failures_ <= options_.buffers) return true;
+        if (++failuresInARow_ <= options_.buffers) return true;
         complain("images keep failing (" + describeBufferStatus(status) + ")");
         return false;
     }
@@ -326,7 +330,7 @@ private:
     const Geometry geometry_;
     Progress progress_;
     std::vector<Slot> slots_;
-    uint32_t failures_ = 0;
+    uint32_t failuresInARow_ = 0;
 };
 
 }  // namespace
