@@ -47,9 +47,11 @@ struct Session {
 
 struct Properties {
     guint camera = 0;
+    std::string cameraName;
     std::string producers;
     std::string library;
     std::string exposure;
+    std::string delay;
     std::string region;
     guint binning = 0;
     std::string trigger;
@@ -90,9 +92,11 @@ G_DEFINE_TYPE(Tq4Src, tq4_src, GST_TYPE_PUSH_SRC)
 enum {
     PROP_0,
     PROP_CAMERA,
+    PROP_CAMERA_NAME,
     PROP_PRODUCERS,
     PROP_LIBRARY,
     PROP_EXPOSURE,
+    PROP_DELAY,
     PROP_REGION,
     PROP_BINNING,
     PROP_TRIGGER,
@@ -109,9 +113,11 @@ namespace {
 
 std::string* stringProperty(Properties& p, guint id) {
     switch (id) {
+        case PROP_CAMERA_NAME: return &p.cameraName;
         case PROP_PRODUCERS: return &p.producers;
         case PROP_LIBRARY: return &p.library;
         case PROP_EXPOSURE: return &p.exposure;
+        case PROP_DELAY: return &p.delay;
         case PROP_REGION: return &p.region;
         case PROP_TRIGGER: return &p.trigger;
         case PROP_BIT_ALIGNMENT: return &p.bitAlignment;
@@ -136,6 +142,7 @@ std::optional<std::string> given(const std::string& text) {
 tools::CameraSettings settingsOf(const Properties& p) {
     tools::CameraSettings settings;
     settings.exposure = given(p.exposure);
+    settings.delay = given(p.delay);
     settings.roi = given(p.region);
     if (p.binning != 0) settings.binning = uint16_t(p.binning);
     settings.trigger = given(p.trigger);
@@ -188,7 +195,13 @@ gboolean openSession(Tq4Src* self) {
         GST_ELEMENT_ERROR(self, LIBRARY, INIT, ("The driver library cannot be loaded."), ("%s", error.c_str()));
         return FALSE;
     }
-    session->camera = std::make_unique<tools::CameraSession>(session->library, p.camera, p.producers);
+    // Open_Cam gives its number to the first free camera: a camera named by its display name is
+    // found by opening the numbers from `camera` on until it answers with that name.
+    if (p.cameraName.empty() || p.producers.empty())
+        session->camera = std::make_unique<tools::CameraSession>(session->library, p.camera, p.producers);
+    else
+        session->camera = std::make_unique<tools::CameraSession>(
+            session->library, tools::CameraPlace{p.camera, p.producers, 0, p.cameraName});
     if (!session->camera->isOpen()) {
         GST_ELEMENT_ERROR(self, RESOURCE, NOT_FOUND, ("Camera %u cannot be opened.", p.camera),
                           ("Open_Cam: %s%s%s", tools::describeResult(session->camera->openResult()).c_str(),
@@ -342,11 +355,18 @@ static void tq4_src_class_init(Tq4SrcClass* klass) {
     object->get_property = getProperty;
     object->finalize = finalize;
     installNumber(object, PROP_CAMERA, "camera", "Camera number given to Open_Cam", 0, G_MAXUINT, 0);
+    installString(object, PROP_CAMERA_NAME, "camera-name",
+                  "The camera's display name (GET_CAMERA_NAME; with producers): numbers from camera on are opened "
+                  "until it answers",
+                  "");
     installString(object, PROP_PRODUCERS, "producers",
                   "Producer list (A.cti:B.cti) for this camera; empty: the driver's ini file", "");
     installString(object, PROP_LIBRARY, "library", "Path of libtq4_genicam.so; empty: the installed one", "");
     installString(object, PROP_EXPOSURE, "exposure",
                   "Exposure time (10ms, 250us, 1s; a bare number is us); empty keeps the camera's", "");
+    installString(object, PROP_DELAY, "delay",
+                  "Delay before each exposure, as exposure (0 for the camera's top rate); empty keeps the camera's",
+                  "");
     installString(object, PROP_REGION, "region", "Region X0,Y0,X1,Y1 (from 1, inclusive); empty keeps the camera's",
                   "");
     installNumber(object, PROP_BINNING, "binning", "Binning factor for both axes; 0 keeps the camera's", 0, 16, 0);

@@ -13,5 +13,5 @@ export GENICAM_GENTL64_PATH="$PWD/build/release/sim${GENICAM_GENTL64_PATH:+:$GEN
 if [ "$#" -gt 0 ]; then
   exec build/release/tools/tq4cam "$@"
 fi
-build/release/tools/tq4cam grab -n 100 -o frames --format png
+build/release/tools/tq4cam grab -n 100 -o frames --format png --timestamp both --overwrite
 echo "The images are in $PWD/frames/ (frame-000000.png ... frame-000099.png)."

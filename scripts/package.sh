@@ -3,8 +3,9 @@
 # without installing it (dpkg-deb: files in their places, dependencies from the shared objects)
 # and prints its path.
 #   bash scripts/package.sh             build and check
-#   bash scripts/package.sh --install   also install it (apt-get), run the installed tq4cam
-#                                       against the installed ZEVO.cti, purge it again and check
+#   bash scripts/package.sh --install   also install it (apt-get), run the installed tq4cam and
+#                                       the installed Python package (a frame grabbed) against
+#                                       the installed ZEVO.cti, purge it again and check
 #                                       that none of its files is left and dpkg no longer knows
 #                                       it (as root; changes /usr for that time)
 set -euo pipefail
@@ -25,9 +26,11 @@ lib="./usr/lib/$multiarch"
 dpkg -c "$deb" >"$build/contents.txt"
 awk '{print $6}' "$build/contents.txt" >"$build/paths.txt"
 for path in "$lib/libtq4_genicam.so.1.9.0" "$lib/libtq4_genicam.so.1" "$lib/libtq4_genicam.so" \
-  ./usr/include/tq4_genicam.h "$lib/tq4_genicam/gentl/ZEVO.cti" ./usr/bin/tq4cam \
+  ./usr/include/tq4_genicam.h "$lib/tq4_genicam/gentl/ZEVO.cti" "$lib/tq4_genicam/gentl/tq4_aravis.cti" \
+  ./usr/share/doc/tq4-genicam/aravis-producer/README.md ./usr/bin/tq4cam \
   "$lib/pkgconfig/tq4_genicam.pc" "$lib/cmake/tq4_genicam/tq4_genicamConfig.cmake" \
-  "$lib/cmake/tq4_genicam/tq4_genicamTargets.cmake" ./usr/share/doc/tq4-genicam/README.md; do
+  "$lib/cmake/tq4_genicam/tq4_genicamTargets.cmake" ./usr/share/doc/tq4-genicam/README.md \
+  ./usr/lib/python3/dist-packages/tq4_genicam/{__init__,_driver,camera,_location}.py; do
   grep -qxF "$path" "$build/paths.txt" || fail "$path is not in the package"
 done
 if grep -v '^\./usr/' "$build/paths.txt" | grep -qvxF './'; then fail "files outside /usr"; fi
@@ -50,12 +53,20 @@ if [ "${1:-}" = "--install" ]; then
   DEBIAN_FRONTEND=noninteractive apt-get install -y "$deb" >"$build/install.log"
   dpkg -L tq4-genicam >"$build/installed.txt"
   work=$(mktemp -d)
-  # The installed tool, with the producer folder the package installs and a data folder of its own.
-  GENICAM_GENTL64_PATH="/usr/lib/$multiarch/tq4_genicam/gentl" TQ4_COMMON_APPDATA="$work" \
-    TQ4_SHM_SUFFIX="_package$$" TQ4_QUESTION_ANSWER=no /usr/bin/tq4cam info >&2 || status=$?
+  # The installed tool and Python package, with the producer folder the package installs and a
+  # data folder of their own. Python writes its byte code beside the modules (prerm removes it).
+  export GENICAM_GENTL64_PATH="/usr/lib/$multiarch/tq4_genicam/gentl" TQ4_COMMON_APPDATA="$work" \
+    TQ4_SHM_SUFFIX="_package$$" TQ4_QUESTION_ANSWER=no
+  /usr/bin/tq4cam info >&2 || status=$?
+  (cd "$work" && /usr/bin/python3 -c 'import tq4_genicam
+assert tq4_genicam.library_path().startswith("/usr/lib/"), tq4_genicam.library_path()
+with tq4_genicam.Camera(0) as camera:
+    frame = camera.grab(1)[0]
+    assert frame.ok, frame
+    print("python:", camera.model, frame)' >&2) || status=$?
   rm -rf "$work"
   DEBIAN_FRONTEND=noninteractive apt-get purge -y tq4-genicam >>"$build/install.log"
-  [ "${status:-0}" -eq 0 ] || fail "the installed tq4cam failed"
+  [ "${status:-0}" -eq 0 ] || fail "the installed tq4cam or Python package failed"
   # Every file is gone, and every folder that no other package owns.
   left=()
   while read -r path; do
@@ -65,6 +76,6 @@ if [ "${1:-}" = "--install" ]; then
   done <"$build/installed.txt"
   [ "${#left[@]}" -eq 0 ] || fail "left behind after removal: ${left[*]}"
   if dpkg-query -W tq4-genicam >/dev/null 2>&1; then fail "dpkg still lists tq4-genicam"; fi
-  echo "package: installed, tq4cam ran from /usr/bin, purged without leftovers" >&2
+  echo "package: installed, tq4cam and the Python package ran, purged without leftovers" >&2
 fi
 echo "$deb"

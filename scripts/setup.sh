@@ -8,6 +8,7 @@ packages=(
   libsimpleini-dev libcli11-dev libtiff-dev libpng-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   dpkg-dev file libxml2-utils
+  python3 python3-numpy python3-pytest
   zenity xvfb openbox xdotool imagemagick
   libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools
   gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-x

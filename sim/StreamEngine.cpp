@@ -66,6 +66,10 @@ public:
         if (next_ + period(s) < when) next_ = when;  // fell behind: do not catch up in a burst
     }
 
+    // The sensor was busy until `until` with the frame just taken: the next comes a whole period
+    // later, as a camera's would.
+    void stalled(const AcquisitionSnapshot& s, Clock::time_point until) { next_ = std::max(next_, until + period(s)); }
+
 private:
     uint64_t epoch_ = ~uint64_t(0);
     Clock::time_point next_;
@@ -151,8 +155,10 @@ void Stream::engineLoop() {
         clock.taken(snapshot, Clock::now());
         if (buffer == nullptr) continue;  // underrun: the frame is lost
         // Kept from one acquisition to the next: rendering takes far longer than a frame.
-        if (!frames_ || frames_->settings() != snapshot.scene)
+        if (!frames_ || frames_->settings() != snapshot.scene) {
             frames_ = SceneFrames::render(camera_->sensor(), snapshot.scene);
+            clock.stalled(snapshot, Clock::now());
+        }
         FillResult r = imageOf(snapshot.scene.geometry);
         r.frameId = frameId;
         r.sizeFilled = frames_->fill(buffer->base, buffer->size, frameId, snapshot.stamp);

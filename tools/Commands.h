@@ -4,18 +4,20 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "tools/ImageFiles.h"
+#include "tools/Producers.h"
 
 namespace tq4::tools {
 
 struct GlobalOptions {
     std::string libraryPath;  // the driver library; empty: next to tq4cam, then the linker's search
     std::string producers;    // producer list instead of the configuration file's
-    uint32_t number = 0;      // camera number
+    CameraChoice camera;      // the camera every command is about
     bool raw = false;         // also print every telegram's bytes
 };
 
@@ -36,6 +38,7 @@ struct GrabOptions {
     std::string format = kTiffAndPng ? "tiff" : "pgm";  // tiff, png, pgm
     uint32_t buffers = 4;
     uint32_t timeoutMs = 5000;
+    bool overwrite = false;  // remove the frames of an earlier grab in the folder first
 };
 
 struct ViewOptions {
@@ -56,5 +59,11 @@ int runView(const GlobalOptions& options, const CameraSettings& settings, const 
 
 // The message every command prints for a failure: "tq4cam: <text>" on stderr.
 void complain(const std::string& text);
+
+// For the commands that go through the driver: the library of the options loaded, and the camera
+// of the options opened through it (with --raw, printing every telegram it is sent). False or
+// nothing, with the reason told, when that fails.
+bool loadLibrary(const GlobalOptions& options, DriverLibrary& library);
+std::unique_ptr<CameraSession> openCamera(const GlobalOptions& options, DriverLibrary& library);
 
 }  // namespace tq4::tools

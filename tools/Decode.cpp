@@ -76,7 +76,7 @@ bool parseHexBytes(const std::string& text, Bytes& out) {
 
 bool parseCode(const std::string& text, uint16_t& code) {
     const std::string digits = withoutHexPrefix(text);
-    if (digits.empty() || digits.size() > 4) return false;
+    if (digits.size() != 4) return false;
     unsigned value = 0;
     for (char c : digits) {
         const int d = hexDigit(c);

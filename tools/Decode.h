@@ -18,7 +18,7 @@ std::string hexBytes(const Bytes& bytes);
 // Parses hex text ("0110", "0x0110", "01 00 00 00" split over words) into bytes; false on a
 // character that is not a hex digit or an odd digit count.
 bool parseHexBytes(const std::string& text, Bytes& out);
-// A command code given as four hex digits ("0110" or "0x0110").
+// A command code given as exactly four hex digits ("0110" or "0x0110").
 bool parseCode(const std::string& text, uint16_t& code);
 
 // Each decoder turns one response into "label: value" lines. A response shorter than the

@@ -1,8 +1,12 @@
 #include "tools/DriverLibrary.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <cstring>
 
 #include "telegram/Telegram.h"
+#include "tools/Decode.h"
+#include "tools/ResultNames.h"
 
 namespace tq4::tools {
 
@@ -12,7 +16,8 @@ const char kLibraryName[] = "tq4_genicam.dll";
 #else
 const char kLibraryName[] = "libtq4_genicam.so";
 #endif
-constexpr uint32_t kResponseCapacity = 512;  // the largest response buffer the driver accepts
+constexpr uint32_t kResponseCapacity = 512;              // the largest response buffer the driver accepts
+constexpr std::size_t kNameOffset = 4, kNameField = 40;  // GET_CAMERA_NAME: text and its NUL
 }  // namespace
 
 // The library stays loaded until the process ends, when its own exit handler detaches it (as
@@ -50,7 +55,7 @@ std::string DriverLibrary::defaultPath() {
 }
 
 CameraSession::CameraSession(DriverLibrary& library, uint32_t number, const std::string& producers)
-    : library_(library) {
+    : library_(library), number_(number) {
     if (producers.empty()) {
         openResult_ = library_.openCam(number, &handle_);
         return;
@@ -58,6 +63,22 @@ CameraSession::CameraSession(DriverLibrary& library, uint32_t number, const std:
     TQ4_OpenStruct open{};
     open.producerList = producers.c_str();
     openResult_ = library_.openCamExt(number, &handle_, &open);
+}
+
+CameraSession::CameraSession(DriverLibrary& library, const CameraPlace& place)
+    : library_(library), number_(place.number) {
+    TQ4_OpenStruct open{};
+    open.producerList = place.producer.c_str();
+    std::vector<TQ4_HANDLE> before;
+    // Ends when the camera is open or the driver finds no free camera any more; a camera that
+    // another process holds is passed over by the driver, hence the check of every name.
+    for (uint32_t number = place.number - place.position;; ++number) {
+        openResult_ = library_.openCamExt(number, &handle_, &open);
+        if (openResult_ != ZEVO_NOERROR || name() == place.name.substr(0, kNameField - 1)) break;
+        before.push_back(handle_);
+        handle_ = nullptr;
+    }
+    for (TQ4_HANDLE& other : before) library_.closeCam(&other);
 }
 
 CameraSession::~CameraSession() {
@@ -79,7 +100,19 @@ CameraSession::Exchange CameraSession::send(uint16_t code, const std::vector<uin
     const std::size_t length = std::min<std::size_t>(response[2] | (response[3] << 8), kResponseCapacity);
     response.resize(length);
     exchange.response = std::move(response);
+    if (printTelegrams_) {
+        std::printf("  > %s\n", hexBytes(exchange.request).c_str());
+        if (!exchange.response.empty()) std::printf("  < %s\n", hexBytes(exchange.response).c_str());
+        std::printf("  result %s\n", describeResult(exchange.result).c_str());
+    }
     return exchange;
+}
+
+std::string CameraSession::name() {
+    const std::vector<uint8_t> response = send(GET_CAMERA_NAME).response;
+    if (response.size() < kNameOffset + kNameField) return "?";
+    const char* text = reinterpret_cast<const char*>(response.data() + kNameOffset);
+    return std::string(text, strnlen(text, kNameField));
 }
 
 }  // namespace tq4::tools

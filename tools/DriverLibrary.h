@@ -41,10 +41,23 @@ private:
     platform::ModuleHandle module_ = nullptr;
 };
 
+// Where the driver finds one camera: its producer and its place among that producer's cameras.
+struct CameraPlace {
+    uint32_t number = 0;    // its number over the whole producer list, as tq4cam list shows it
+    std::string producer;   // its producer, as the producer list names it
+    uint32_t position = 0;  // its place among the cameras of that producer
+    std::string name;       // its display name, which GET_CAMERA_NAME answers (first 39 characters)
+};
+
 // One opened camera; closed again when the session ends.
 class CameraSession {
 public:
+    // The camera the driver gives `number` (the first free one of the first producer that has one).
     CameraSession(DriverLibrary& library, uint32_t number, const std::string& producers);
+    // The camera at `place`. The driver gives a number to the first camera of a producer that is
+    // free in this process, so the cameras before it are opened on the way (each under a number
+    // of its own) and closed again once it is open.
+    CameraSession(DriverLibrary& library, const CameraPlace& place);
     ~CameraSession();
     CameraSession(const CameraSession&) = delete;
     CameraSession& operator=(const CameraSession&) = delete;
@@ -52,20 +65,27 @@ public:
     uint32_t openResult() const { return openResult_; }
     bool isOpen() const { return handle_ != nullptr && openResult_ == ZEVO_NOERROR; }
     TQ4_HANDLE handle() const { return handle_; }
+    uint32_t number() const { return number_; }
 
     struct Exchange {
         std::vector<uint8_t> request;
         std::vector<uint8_t> response;  // as long as the response's own size field says
         uint32_t result = 0;
     };
-    // Sends a telegram built from `code` and `payload` (size and checksum added).
+    // Sends a telegram built from `code` and `payload` (size and checksum added); with
+    // `printTelegrams` on, its bytes and the result are printed.
     Exchange send(uint16_t code, const std::vector<uint8_t>& payload = {});
+    void printTelegrams(bool on) { printTelegrams_ = on; }
+    // The name the camera reports (GET_CAMERA_NAME), so that a user sees what a number opened.
+    std::string name();
     DriverLibrary& library() { return library_; }
 
 private:
     DriverLibrary& library_;
     TQ4_HANDLE handle_ = nullptr;
     uint32_t openResult_ = 0;
+    uint32_t number_ = 0;
+    bool printTelegrams_ = false;
 };
 
 // Request telegram: code, size, payload, checksum (sum of the preceding bytes).

@@ -119,17 +119,55 @@ bool holdsValue(features::InterfaceType type, const std::string& asked, const st
     return asked == held;
 }
 
+std::string lowerCase(std::string text) {
+    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return text;
+}
+
 bool containsIgnoringCase(const std::string& text, const std::string& part) {
-    auto lower = [](std::string s) {
-        for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-        return s;
-    };
-    return lower(text).find(lower(part)) != std::string::npos;
+    return lowerCase(text).find(lowerCase(part)) != std::string::npos;
+}
+
+// Edit distance between `part` and the closest stretch of `name` of the same length, ignoring
+// case: small for a misspelt part of the name ("Expsoure" in "ExposureTime" is 2).
+std::size_t distanceToPart(const std::string& part, const std::string& name) {
+    const std::string a = lowerCase(part), b = lowerCase(name);
+    std::size_t best = a.size();
+    for (std::size_t start = 0; start + a.size() <= b.size(); ++start) {
+        const std::string window = b.substr(start, a.size());
+        std::vector<std::size_t> row(a.size() + 1);
+        for (std::size_t j = 0; j <= a.size(); ++j) row[j] = j;
+        for (std::size_t i = 1; i <= window.size(); ++i) {
+            std::size_t diagonal = row[0];
+            row[0] = i;
+            for (std::size_t j = 1; j <= a.size(); ++j) {
+                const std::size_t above = row[j];
+                row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (window[i - 1] == a[j - 1] ? 0 : 1)});
+                diagonal = above;
+            }
+        }
+        best = std::min(best, row[a.size()]);
+    }
+    return best;
+}
+
+// Feature names within a quarter of the filter's length of it, the closest first.
+std::string closeNames(const std::vector<std::string>& names, const std::string& filter) {
+    const std::size_t limit = std::max<std::size_t>(1, filter.size() / 4);
+    std::vector<std::pair<std::size_t, std::string>> close;
+    for (const std::string& name : names) {
+        const std::size_t distance = distanceToPart(filter, name);
+        if (distance <= limit) close.emplace_back(distance, name);
+    }
+    std::sort(close.begin(), close.end());
+    std::string text;
+    for (std::size_t i = 0; i < close.size() && i < 5; ++i) text += (i ? ", " : "") + close[i].second;
+    return text;
 }
 
 // Opens the camera of the options, or says why not.
 bool openFeatureCamera(const GlobalOptions& options, std::unique_ptr<FeatureCamera>& camera) {
-    camera = std::make_unique<FeatureCamera>(configuredProducers(options.producers), options.number);
+    camera = std::make_unique<FeatureCamera>(configuredProducers(options.producers), options.camera);
     if (camera->isOpen()) return true;
     complain(camera->problem());
     return false;
@@ -192,16 +230,26 @@ int runList(const GlobalOptions& options) {
 int runFeatures(const GlobalOptions& options, const std::string& filter) {
     std::unique_ptr<FeatureCamera> camera;
     if (!openFeatureCamera(options, camera)) return 1;
-    std::printf("camera %u: %s\n", options.number, camera->description().c_str());
+    std::vector<std::string> lines, names;
+    bool matched = false;
     for (const NodeMap::TreeEntry& entry : camera->map().featureTree()) {
         const std::string indent(static_cast<std::size_t>(2 * entry.depth), ' ');
         if (entry.isCategory) {
-            if (filter.empty()) std::printf("%s%s\n", indent.c_str(), entry.name.c_str());
+            if (filter.empty()) lines.push_back(indent + entry.name);
             continue;
         }
+        names.push_back(entry.name);
         if (!filter.empty() && !containsIgnoringCase(entry.name, filter)) continue;
-        std::printf("%s%s\n", filter.empty() ? indent.c_str() : "", describeFeature(camera->map(), entry.name).c_str());
+        matched = true;
+        lines.push_back((filter.empty() ? indent : "") + describeFeature(camera->map(), entry.name));
     }
+    if (!matched) {
+        const std::string close = closeNames(names, filter);
+        complain("no feature name contains '" + filter + "'" + (close.empty() ? "" : "; close: " + close));
+        return 1;
+    }
+    std::printf("camera %u: %s\n", camera->number(), camera->description().c_str());
+    for (const std::string& line : lines) std::printf("%s\n", line.c_str());
     return 0;
 }
 
@@ -212,7 +260,7 @@ int runGet(const GlobalOptions& options, const std::vector<std::string>& names) 
     for (const std::string& name : names) {
         const std::string line = describeFeature(camera->map(), name);
         if (line.empty()) {
-            complain("camera " + std::to_string(options.number) + " has no feature '" + name + "'");
+            complain("camera " + std::to_string(camera->number()) + " has no feature '" + name + "'");
             result = 1;
             continue;
         }
@@ -235,7 +283,7 @@ int runSet(const GlobalOptions& options, const std::vector<std::string>& assignm
         const std::string name = assignment.substr(0, assignment.find('='));
         const std::string value = assignment.substr(assignment.find('=') + 1);
         if (!features::isFeaturePresent(map, name.c_str())) {
-            complain("camera " + std::to_string(options.number) + " has no feature '" + name + "'");
+            complain("camera " + std::to_string(camera->number()) + " has no feature '" + name + "'");
             result = 1;
             continue;
         }

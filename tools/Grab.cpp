@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <optional>
+#include <regex>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -54,15 +56,35 @@ int64_t stampedFrameId(const Slot& slot, const Geometry& g) {
 }
 
 // Frame counts and arrival times, and the progress line.
+//
+// The frame rate is the camera's only where a frame arrived while tq4cam waited for it: frames
+// that came while a file was being written wait in the driver's and the producer's buffers and
+// then follow in a burst (at the start of every grab, and all along when files are written slower
+// than the camera makes frames). The rate is therefore measured from the first to the last frame
+// that arrived during a wait, over the frames written between them; the lowest rate from the
+// longest time between two such frames in a row. With one buffer, a frame that waited in the
+// driver arrives as soon as the buffer is queued again and cannot be told from one the camera
+// just sent: no frame is timed.
 class Progress {
 public:
-    Progress(uint32_t total) : total_(total), terminal_(platform::standardOutputIsTerminal()) {}
+    Progress(uint32_t total, bool timed)
+        : total_(total), timed_(timed), terminal_(platform::standardOutputIsTerminal()) {}
 
-    void delivered(int64_t frameId) {
+    // `arrival`: when the frame arrived, if tq4cam was waiting for it.
+    void delivered(int64_t frameId, std::optional<Clock::time_point> arrival) {
         const Clock::time_point now = Clock::now();
-        if (written_ > 0) longestGap_ = std::max(longestGap_, now - last_);
         if (written_ == 0) first_ = now;
         last_ = now;
+        if (arrival && timed_) {
+            if (waitedFor_ > 0 && lastWaitedIndex_ + 1 == written_)
+                longestGap_ = std::max(longestGap_, *arrival - lastWaited_);
+            if (waitedFor_++ == 0) {
+                firstWaited_ = *arrival;
+                firstWaitedIndex_ = written_;
+            }
+            lastWaited_ = *arrival;
+            lastWaitedIndex_ = written_;
+        }
         ++written_;
         if (frameId >= 0) {
             if (firstId_ < 0)
@@ -99,7 +121,14 @@ public:
         std::printf("%-16s %u (failed ones if [CONFIG] FailIncompleteImages=1, else written)\n", "incomplete", failed_);
         std::printf("%-16s %u\n", "cancelled", cancelled_);
         const double lowest = longestGap_.count() > 0 ? 1.0 / std::chrono::duration<double>(longestGap_).count() : 0;
-        std::printf("%-16s mean %.2f Hz, lowest %.2f Hz\n", "frame rate", meanRate(), lowest);
+        const double filesPerSecond = (written_ - 1) / std::chrono::duration<double>(last_ - first_).count();
+        if (meanRate() > 0)
+            std::printf("%-16s mean %.2f Hz, lowest %.2f Hz\n", "frame rate", meanRate(), lowest);
+        else if (written_ > 1 && !timed_)
+            std::printf("%-16s not measured with one buffer\n", "frame rate");
+        else if (written_ > 1)
+            std::printf("%-16s not measured: the frames waited for tq4cam, which wrote %.2f files/s\n", "frame rate",
+                        filesPerSecond);
         if (firstId_ >= 0 && !unstamped_)
             std::printf("%-16s ids %lld..%lld, %lld missing (the camera's frames that no buffer took)\n",
                         "camera frames", static_cast<long long>(firstId_), static_cast<long long>(lastId_),
@@ -108,14 +137,16 @@ public:
 
 private:
     double meanRate() const {
-        const double seconds = std::chrono::duration<double>(last_ - first_).count();
-        return written_ > 1 && seconds > 0 ? (written_ - 1) / seconds : 0;
+        const double seconds = std::chrono::duration<double>(lastWaited_ - firstWaited_).count();
+        return waitedFor_ > 1 && seconds > 0 ? (lastWaitedIndex_ - firstWaitedIndex_) / seconds : 0;
     }
 
     uint32_t total_;
+    bool timed_;
     bool terminal_;
     uint32_t written_ = 0, failed_ = 0, cancelled_ = 0;
-    Clock::time_point first_{}, last_{};
+    uint32_t waitedFor_ = 0, firstWaitedIndex_ = 0, lastWaitedIndex_ = 0;
+    Clock::time_point first_{}, last_{}, firstWaited_{}, lastWaited_{};
     Clock::duration longestGap_{};
     int64_t firstId_ = -1, lastId_ = -1, missing_ = 0;
     bool unstamped_ = false;
@@ -136,10 +167,40 @@ bool prepareFolder(const std::string& folder) {
     return false;
 }
 
+// The files of an earlier grab in `folder`: frame-NNNNNN with the extension of a format.
+std::vector<std::filesystem::path> earlierFrames(const std::string& folder) {
+    static const std::regex kFrameName("frame-[0-9]{6}\\.(tiff|png|pgm)");
+    std::vector<std::filesystem::path> found;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error))
+        if (std::regex_match(entry.path().filename().string(), kFrameName)) found.push_back(entry.path());
+    return found;
+}
+
+// New frames never mix with those of an earlier grab: a folder that holds some is refused
+// (exit code 2), or with --overwrite they are removed first (1 when that fails). 0: go on.
+int clearEarlierFrames(const GrabOptions& grab) {
+    const std::vector<std::filesystem::path> earlier = earlierFrames(grab.folder);
+    if (earlier.empty()) return 0;
+    if (!grab.overwrite) {
+        complain(grab.folder + " already holds " + std::to_string(earlier.size()) +
+                 " frames of an earlier grab: take another folder, or --overwrite to remove them first");
+        return 2;
+    }
+    for (const std::filesystem::path& path : earlier) {
+        std::error_code error;
+        if (!std::filesystem::remove(path, error)) {
+            complain("cannot remove " + path.string() + ": " + error.message());
+            return 1;
+        }
+    }
+    return 0;
+}
+
 class Grabber {
 public:
     Grabber(CameraSession& camera, const GrabOptions& options, const Geometry& geometry)
-        : camera_(camera), options_(options), geometry_(geometry), progress_(options.frames) {}
+        : camera_(camera), options_(options), geometry_(geometry), progress_(options.frames, options.buffers > 1) {}
 
     // The exit code.
     int run() {
@@ -160,6 +221,7 @@ public:
              next = (next + 1) % slots_.size()) {
             Slot& slot = slots_[next];
             if (!slot.queued) continue;
+            const bool waiting = !slot.event->isSet();
             const WaitResult waited = waitFor(slot, interrupted);
             if (waited == WaitResult::Interrupted) {
                 exitCode = kInterruptedExit;
@@ -170,7 +232,7 @@ public:
                 exitCode = 1;
                 break;
             }
-            if (!take(slot)) {
+            if (!take(slot, waiting ? std::optional(Clock::now()) : std::nullopt)) {
                 exitCode = 1;
                 break;
             }
@@ -210,23 +272,27 @@ private:
     }
 
     // The finished buffer: its image written, or its failure counted. False when a file
-    // cannot be written or images keep failing.
-    bool take(Slot& slot) {
+    // cannot be written or images keep failing: more in a row than there are buffers (a lossy
+    // link fails some of them now and then, a camera that stopped sending fails all).
+    bool take(Slot& slot, std::optional<Clock::time_point> arrival) {
         slot.queued = false;
         const uint32_t status = slot.statusNow();
-        if (status == ZEVO_BUFFER_DONE) return writeFrame(slot);
+        if (status == ZEVO_BUFFER_DONE) {
+            failuresInARow_ = 0;
+            return writeFrame(slot, arrival);
+        }
         if (status == ZEVO_BUFFER_CANCELLED) {
             progress_.cancelled();
             complain("a buffer was cancelled by the driver");
             return false;
         }
         progress_.failed();
-        if (++failures_ <= options_.buffers) return true;
+        if (++failuresInARow_ <= options_.buffers) return true;
         complain("images keep failing (" + describeBufferStatus(status) + ")");
         return false;
     }
 
-    bool writeFrame(Slot& slot) {
+    bool writeFrame(Slot& slot, std::optional<Clock::time_point> arrival) {
         char name[32];
         std::snprintf(name, sizeof name, "frame-%06u.%s", progress_.written(), options_.format.c_str());
         const ImageView view{slot.image.data(),       geometry_.width, geometry_.height,
@@ -236,7 +302,7 @@ private:
             complain(std::string(name) + ": " + error);
             return false;
         }
-        progress_.delivered(stampedFrameId(slot, geometry_));
+        progress_.delivered(stampedFrameId(slot, geometry_), arrival);
         return true;
     }
 
@@ -251,7 +317,7 @@ private:
             slot.queued = false;
             const uint32_t status = slot.statusNow();
             if (status == ZEVO_BUFFER_DONE)
-                writeFrame(slot);
+                writeFrame(slot, std::nullopt);
             else if (status == ZEVO_BUFFER_CANCELLED)
                 progress_.cancelled();
             else
@@ -264,7 +330,7 @@ private:
     const Geometry geometry_;
     Progress progress_;
     std::vector<Slot> slots_;
-    uint32_t failures_ = 0;
+    uint32_t failuresInARow_ = 0;
 };
 
 }  // namespace
@@ -279,28 +345,22 @@ int runGrab(const GlobalOptions& options, const CameraSettings& settings, const 
         return 2;
     }
     if (!prepareFolder(grab.folder)) return 1;
+    if (const int refused = clearEarlierFrames(grab)) return refused;
     // From here Ctrl-C ends the acquisition, not the program: every buffer must come back.
     platform::ctrlCFlag();
     DriverLibrary library;
-    std::string error;
-    if (!library.load(options.libraryPath.empty() ? DriverLibrary::defaultPath() : options.libraryPath, error)) {
-        complain(error);
-        return 1;
-    }
-    CameraSession camera(library, options.number, options.producers);
-    if (!camera.isOpen()) {
-        complain("opening camera " + std::to_string(options.number) +
-                 " failed: " + describeResult(camera.openResult()));
-        return 1;
-    }
-    CameraSettings withStamp = settings;
-    // Both stamps unless asked otherwise: the time readable in the image, the frame id for the
-    // missing-frame count.
-    if (!withStamp.timestamp) withStamp.timestamp = "both";
+    if (!loadLibrary(options, library)) return 1;
+    const std::unique_ptr<CameraSession> session = openCamera(options, library);
+    if (!session) return 1;
+    CameraSession& camera = *session;
+    // The image data as the sensor gives it unless stamps are asked for: a camera keeps its
+    // time stamp mode, so an earlier setting is switched off.
+    CameraSettings clean = settings;
+    if (!clean.timestamp) clean.timestamp = "none";
     Geometry geometry;
-    if (!applySettings(camera, withStamp) || !startRecording(camera) || !readGeometry(camera, geometry)) return 1;
-    std::printf("camera %u: %s, %u x %u, %u bits, %u buffers, %u frames to %s as %s\n", options.number,
-                cameraName(camera).c_str(), geometry.width, geometry.height, geometry.bits, grab.buffers, grab.frames,
+    if (!applySettings(camera, clean) || !startRecording(camera) || !readGeometry(camera, geometry)) return 1;
+    std::printf("camera %u: %s, %u x %u, %u bits, %u buffers, %u frames to %s as %s\n", camera.number(),
+                camera.name().c_str(), geometry.width, geometry.height, geometry.bits, grab.buffers, grab.frames,
                 grab.folder.c_str(), grab.format.c_str());
     Grabber grabber(camera, grab, geometry);
     const int exitCode = grabber.run();

@@ -2,6 +2,7 @@
 // the camera SDK loads it.
 #include <cstdio>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -19,12 +20,6 @@ namespace {
 
 void printLines(const std::vector<std::string>& lines) {
     for (const std::string& line : lines) std::printf("%s\n", line.c_str());
-}
-
-void printExchange(const CameraSession::Exchange& exchange) {
-    std::printf("  > %s\n", hexBytes(exchange.request).c_str());
-    if (!exchange.response.empty()) std::printf("  < %s\n", hexBytes(exchange.response).c_str());
-    std::printf("  result %s\n", describeResult(exchange.result).c_str());
 }
 
 struct Query {
@@ -56,23 +51,14 @@ std::vector<Query> infoQueries() {
 }
 
 // A failed answer is reported and the rest still shown; the exit code tells that one failed.
-bool runQuery(CameraSession& camera, const Query& query, bool raw) {
+bool runQuery(CameraSession& camera, const Query& query) {
     const CameraSession::Exchange exchange = camera.send(query.code, query.payload);
     const bool answered = exchange.result == ZEVO_NOERROR;
     if (answered)
         printLines(query.decode(exchange.response));
     else
         std::printf("%-16s failed: %s\n", query.label.c_str(), describeResult(exchange.result).c_str());
-    if (raw) printExchange(exchange);
     return answered;
-}
-
-bool loadLibrary(const GlobalOptions& options, DriverLibrary& library) {
-    std::string error;
-    if (library.load(options.libraryPath.empty() ? DriverLibrary::defaultPath() : options.libraryPath, error))
-        return true;
-    complain(error);
-    return false;
 }
 
 int printVersion(const DriverLibrary& library) {
@@ -86,18 +72,39 @@ int printVersion(const DriverLibrary& library) {
     return 0;
 }
 
-// Opens the camera of the options and says which one it is, or why it is not.
-bool openCamera(CameraSession& camera, const GlobalOptions& options) {
-    if (camera.isOpen()) {
-        std::printf("%-16s %u: %s\n", "camera", options.number, cameraName(camera).c_str());
-        return true;
-    }
-    complain("opening camera " + std::to_string(options.number) + " failed: " + describeResult(camera.openResult()) +
-             " (is a GenTL producer on GENICAM_GENTL64_PATH? see tq4cam list)");
-    return false;
+// The camera of the options, opened through the driver, with a line that says which one it
+// is; nothing when it cannot be opened.
+std::unique_ptr<CameraSession> openNamedCamera(const GlobalOptions& options, DriverLibrary& library) {
+    std::unique_ptr<CameraSession> camera = openCamera(options, library);
+    if (camera) std::printf("%-16s %u: %s\n", "camera", camera->number(), camera->name().c_str());
+    return camera;
 }
 
 }  // namespace
+
+bool loadLibrary(const GlobalOptions& options, DriverLibrary& library) {
+    std::string error;
+    if (library.load(options.libraryPath.empty() ? DriverLibrary::defaultPath() : options.libraryPath, error))
+        return true;
+    complain(error);
+    return false;
+}
+
+std::unique_ptr<CameraSession> openCamera(const GlobalOptions& options, DriverLibrary& library) {
+    CameraPlace place;
+    std::string problem;
+    if (!locateCamera(configuredProducers(options.producers), options.camera, place, problem)) {
+        complain(problem);
+        return nullptr;
+    }
+    auto camera = std::make_unique<CameraSession>(library, place);
+    if (!camera->isOpen()) {
+        complain("opening camera " + std::to_string(place.number) + " failed: " + describeResult(camera->openResult()));
+        return nullptr;
+    }
+    camera->printTelegrams(options.raw);
+    return camera;
+}
 
 int runVersion(const GlobalOptions& options) {
     DriverLibrary library;
@@ -107,10 +114,10 @@ int runVersion(const GlobalOptions& options) {
 int runInfo(const GlobalOptions& options) {
     DriverLibrary library;
     if (!loadLibrary(options, library) || printVersion(library) != 0) return 1;
-    CameraSession camera(library, options.number, options.producers);
-    if (!openCamera(camera, options)) return 1;
+    const std::unique_ptr<CameraSession> camera = openNamedCamera(options, library);
+    if (!camera) return 1;
     bool allAnswered = true;
-    for (const Query& query : infoQueries()) allAnswered = runQuery(camera, query, options.raw) && allAnswered;
+    for (const Query& query : infoQueries()) allAnswered = runQuery(*camera, query) && allAnswered;
     return allAnswered ? 0 : 1;
 }
 
@@ -128,20 +135,20 @@ int runRaw(const GlobalOptions& options, const std::vector<std::string>& words) 
         }
     DriverLibrary library;
     if (!loadLibrary(options, library)) return 1;
-    CameraSession camera(library, options.number, options.producers);
-    if (!openCamera(camera, options)) return 1;
-    const CameraSession::Exchange exchange = camera.send(code, payload);
-    printExchange(exchange);
+    const std::unique_ptr<CameraSession> camera = openNamedCamera(options, library);
+    if (!camera) return 1;
+    camera->printTelegrams(true);
+    const CameraSession::Exchange exchange = camera->send(code, payload);
     return exchange.result == ZEVO_NOERROR ? 0 : 1;
 }
 
 int runControl(const GlobalOptions& options, const CameraSettings& settings) {
     DriverLibrary library;
     if (!loadLibrary(options, library)) return 1;
-    CameraSession camera(library, options.number, options.producers);
-    if (!openCamera(camera, options)) return 1;
-    const bool applied = applySettings(camera, settings);
-    printSettings(camera);
+    const std::unique_ptr<CameraSession> camera = openNamedCamera(options, library);
+    if (!camera) return 1;
+    const bool applied = applySettings(*camera, settings);
+    printSettings(*camera);
     return applied ? 0 : 1;
 }
 

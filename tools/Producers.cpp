@@ -56,12 +56,45 @@ std::shared_ptr<gentl::SystemTLI> openSystem(const std::string& producer) {
     return system;
 }
 
-// The devices of every interface, in the order the driver numbers them.
-std::vector<std::shared_ptr<gentl::Device>> allDevices(const gentl::SystemTLI& system) {
-    std::vector<std::shared_ptr<gentl::Device>> devices;
-    for (const auto& iface : system.interfaces())
-        for (const auto& device : iface->devices()) devices.push_back(device);
-    return devices;
+// The camera a choice names, with its producer's system open as long as it is kept.
+struct FoundCamera {
+    std::shared_ptr<gentl::SystemTLI> system;
+    std::shared_ptr<gentl::Device> device;
+    CameraPlace place;
+};
+
+bool findCamera(const std::vector<std::string>& producers, const CameraChoice& choice, FoundCamera& found,
+                std::string& problem) {
+    uint32_t number = 0;
+    bool loaded = false;
+    for (const std::string& producer : producers) {
+        const std::shared_ptr<gentl::SystemTLI> system = openSystem(producer);
+        if (!system) continue;
+        loaded = true;
+        uint32_t position = 0;
+        for (const auto& iface : system->interfaces()) {
+            for (const auto& device : iface->devices()) {
+                const bool chosen =
+                    choice.serial.empty()
+                        ? number == choice.number
+                        : iface->deviceInfoText(device->id(), GenTL::DEVICE_INFO_SERIAL_NUMBER) == choice.serial;
+                if (chosen) {
+                    found = {system, device, {number, producer, position, device->displayName()}};
+                    return true;
+                }
+                ++number;
+                ++position;
+            }
+        }
+    }
+    std::string list;
+    for (const std::string& producer : producers) list += (list.empty() ? "" : ":") + producer;
+    const std::string camera =
+        choice.serial.empty() ? "camera " + std::to_string(choice.number) : "camera with serial " + choice.serial;
+    problem =
+        loaded ? "there is no " + camera + " (" + std::to_string(number) + " found through " + list + ")"
+               : "no producer of the list " + list + " can be loaded (is it on GENICAM_GENTL64_PATH? see tq4cam list)";
+    return false;
 }
 
 }  // namespace
@@ -84,35 +117,32 @@ ProducerListing listProducer(const std::string& path) {
     return listing;
 }
 
-FeatureCamera::FeatureCamera(const std::vector<std::string>& producers, uint32_t number) {
-    uint32_t index = 0;
-    for (const std::string& producer : producers) {
-        std::shared_ptr<gentl::SystemTLI> system = openSystem(producer);
-        if (!system) continue;
-        systems_.push_back(system);
-        for (const auto& device : allDevices(*system)) {
-            if (index++ != number) continue;
-            try {
-                if (!device->open(static_cast<int32_t>(number), producer)) {
-                    problem_ = "camera " + std::to_string(number) + " (" + device->id() + ") could not be opened";
-                    return;
-                }
-            } catch (const std::exception& e) {
-                problem_ = "camera " + std::to_string(number) + ": " + e.what();
-                return;
-            }
-            device_ = device;
-            map_ = device->nodeMap();
-            description_ = device->displayName() + " (" + device->id() + ") through " + producer;
+bool locateCamera(const std::vector<std::string>& producers, const CameraChoice& choice, CameraPlace& place,
+                  std::string& problem) {
+    FoundCamera found;
+    if (!findCamera(producers, choice, found, problem)) return false;
+    place = found.place;
+    return true;
+}
+
+FeatureCamera::FeatureCamera(const std::vector<std::string>& producers, const CameraChoice& choice) {
+    FoundCamera found;
+    if (!findCamera(producers, choice, found, problem_)) return;
+    number_ = found.place.number;
+    const std::string camera = "camera " + std::to_string(number_);
+    try {
+        if (!found.device->open(static_cast<int32_t>(number_), found.place.producer)) {
+            problem_ = camera + " (" + found.device->id() + ") could not be opened";
             return;
         }
+    } catch (const std::exception& e) {
+        problem_ = camera + ": " + e.what();
+        return;
     }
-    std::string list;
-    for (const std::string& producer : producers) list += (list.empty() ? "" : ":") + producer;
-    problem_ = systems_.empty() ? "no producer of the list " + list +
-                                      " can be loaded (is it on GENICAM_GENTL64_PATH? see tq4cam list)"
-                                : "there is no camera " + std::to_string(number) + " (" + std::to_string(index) +
-                                      " found through " + list + ")";
+    system_ = found.system;
+    device_ = found.device;
+    map_ = device_->nodeMap();
+    description_ = device_->displayName() + " (" + device_->id() + ") through " + found.place.producer;
 }
 
 FeatureCamera::~FeatureCamera() {

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/DriverLibrary.h"
+
 namespace tq4::features {
 class NodeMap;
 }
@@ -40,11 +42,22 @@ struct ProducerListing {
 };
 ProducerListing listProducer(const std::string& path);
 
-// One camera opened in this process: the `number`-th device over the producers of the list,
-// in the driver's enumeration order. Closed again when the object goes.
+// The camera a user names: by its number, counted over the cameras of the producer list in
+// order (interfaces, then devices, as tq4cam list shows them), or by its serial number.
+struct CameraChoice {
+    uint32_t number = 0;
+    std::string serial;  // when given, it names the camera instead of the number
+};
+
+// Where the camera `choice` names is, for the driver to open it; false with the reason in
+// `problem`. The producers are loaded for the look and unloaded again.
+bool locateCamera(const std::vector<std::string>& producers, const CameraChoice& choice, CameraPlace& place,
+                  std::string& problem);
+
+// The camera `choice` names, opened in this process. Closed again when the object goes.
 class FeatureCamera {
 public:
-    FeatureCamera(const std::vector<std::string>& producers, uint32_t number);
+    FeatureCamera(const std::vector<std::string>& producers, const CameraChoice& choice);
     ~FeatureCamera();
     FeatureCamera(const FeatureCamera&) = delete;
     FeatureCamera& operator=(const FeatureCamera&) = delete;
@@ -54,13 +67,15 @@ public:
     const std::string& problem() const { return problem_; }
     features::NodeMap& map() { return *map_; }
     const std::string& description() const { return description_; }
+    uint32_t number() const { return number_; }
 
 private:
-    std::vector<std::shared_ptr<gentl::SystemTLI>> systems_;
+    std::shared_ptr<gentl::SystemTLI> system_;
     std::shared_ptr<gentl::Device> device_;
     std::shared_ptr<features::NodeMap> map_;
     std::string problem_;
     std::string description_;
+    uint32_t number_ = 0;
 };
 
 }  // namespace tq4::tools

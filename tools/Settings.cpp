@@ -1,8 +1,10 @@
 #include "tools/Settings.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <functional>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -32,7 +34,7 @@ Bytes u32Payload(std::initializer_list<uint32_t> values) { return payloadOf(valu
 
 // A time with its unit ("10ms", "250 us", "1s", "800ns"; a bare number is microseconds) in
 // microseconds; false when it is not one.
-bool parseMicroseconds(const std::string& text, uint32_t& microseconds) {
+bool parseMicroseconds(const std::string& text, double& microseconds) {
     char* end = nullptr;
     const double value = std::strtod(text.c_str(), &end);
     std::string unit(end);
@@ -46,8 +48,47 @@ bool parseMicroseconds(const std::string& text, uint32_t& microseconds) {
         factor = 1e3;
     else if (unit == "s")
         factor = 1e6;
-    const double us = value * factor;
-    if (end == text.c_str() || factor == 0 || us < 0 || us > 4294967295.0) return false;
+    microseconds = value * factor;
+    return end != text.c_str() && factor != 0 && microseconds >= 0;
+}
+
+std::string readableTime(double microseconds) {
+    char text[32];
+    if (microseconds >= 1e6)
+        std::snprintf(text, sizeof text, "%g s", microseconds / 1e6);
+    else if (microseconds >= 1e3)
+        std::snprintf(text, sizeof text, "%g ms", microseconds / 1e3);
+    else
+        std::snprintf(text, sizeof text, "%g us", microseconds);
+    return text;
+}
+
+// The camera's limits of a time in microseconds, from GET_CAMERA_DESCRIPTION: minimum in ns,
+// maximum in ms at the given offsets.
+struct TimeRange {
+    double low = 0, high = 4294967295.0;
+};
+TimeRange timeRange(const Bytes& description, std::size_t minNs, std::size_t maxMs) {
+    TimeRange range;
+    if (description.size() < maxMs + 4) return range;
+    range.low = u32At(description, minNs) / 1e3;
+    range.high = std::min(range.high, u32At(description, maxMs) * 1e3);
+    return range;
+}
+
+// The time of `option` within the camera's range, in whole microseconds; false with the reason
+// told.
+bool timeWithin(const std::string& option, const std::string& text, const TimeRange& range, uint32_t& microseconds) {
+    double us = 0;
+    if (!parseMicroseconds(text, us)) {
+        complain("a time is a number with ns, us, ms or s, e.g. 10ms");
+        return false;
+    }
+    if (us < range.low || us > range.high) {
+        complain(option + " " + text + " is out of range: the camera takes " + readableTime(range.low) + " to " +
+                 readableTime(range.high));
+        return false;
+    }
     microseconds = static_cast<uint32_t>(us + 0.5);
     return true;
 }
@@ -75,20 +116,48 @@ bool sendChecked(CameraSession& camera, const char* what, uint16_t code, const B
     return false;
 }
 
-bool applyTimes(CameraSession& camera, const CameraSettings& settings) {
-    uint32_t delay = 0, exposure = 0;
-    if ((settings.delay && !parseMicroseconds(*settings.delay, delay)) ||
-        (settings.exposure && !parseMicroseconds(*settings.exposure, exposure))) {
-        complain("a time is a number with ns, us, ms or s, e.g. 10ms");
-        return false;
+// The fields (`width` bytes each) of an answer that reports what the camera holds after a
+// setting: false with what it holds when they are not what was asked for. `close` says whether
+// a held value counts as the asked one.
+bool heldAsAsked(const std::string& asked, const Bytes& response, std::size_t width,
+                 const std::vector<std::size_t>& offsets, const std::vector<uint32_t>& wanted,
+                 const std::function<std::string(uint32_t)>& name = nullptr,
+                 const std::function<bool(uint32_t, uint32_t)>& close = std::equal_to<uint32_t>()) {
+    std::string held;
+    bool same = true;
+    for (std::size_t i = 0; i < offsets.size(); ++i) {
+        const uint32_t value = width == 4 ? u32At(response, offsets[i]) : u16At(response, offsets[i]);
+        same = same && close(value, wanted[i]);
+        held += (i ? "," : "") + (name ? name(value) : std::to_string(value));
     }
+    if (!same) complain(asked + " was not taken: the camera holds " + held);
+    return same;
+}
+
+bool applyTimes(CameraSession& camera, const CameraSettings& settings) {
+    Bytes description;
+    if (!sendChecked(camera, "reading the camera's limits", GET_CAMERA_DESCRIPTION, {}, &description)) return false;
+    uint32_t delay = 0, exposure = 0;
+    constexpr std::size_t kMinDelayNs = 58, kMaxDelayMs = 62, kMinExposureNs = 70, kMaxExposureMs = 74;
+    if ((settings.delay &&
+         !timeWithin("--delay", *settings.delay, timeRange(description, kMinDelayNs, kMaxDelayMs), delay)) ||
+        (settings.exposure && !timeWithin("--exposure", *settings.exposure,
+                                          timeRange(description, kMinExposureNs, kMaxExposureMs), exposure)))
+        return false;
     Bytes current;
     if (!sendChecked(camera, "setting the timebases", SET_TIMEBASE, u16Payload({kMicroseconds, kMicroseconds})) ||
         !sendChecked(camera, "reading the times", GET_DELAY_EXPOSURE_TIME, {}, &current))
         return false;
     if (!settings.delay) delay = u32At(current, 4);
     if (!settings.exposure) exposure = u32At(current, 8);
-    return sendChecked(camera, "setting delay and exposure", SET_DELAY_EXPOSURE_TIME, u32Payload({delay, exposure}));
+    // The camera may round a time to its own step: within 1 % it counts as taken.
+    const auto near = [](uint32_t held, uint32_t wanted) {
+        return std::abs(double(held) - wanted) <= 1 + wanted / 100.0;
+    };
+    const auto us = [](uint32_t value) { return std::to_string(value) + " us"; };
+    return sendChecked(camera, "setting delay and exposure", SET_DELAY_EXPOSURE_TIME, u32Payload({delay, exposure})) &&
+           heldAsAsked("delay " + us(delay) + " and exposure " + us(exposure),
+                       camera.send(GET_DELAY_EXPOSURE_TIME).response, 4, {4, 8}, {delay, exposure}, us, near);
 }
 
 bool applyRoi(CameraSession& camera, const std::string& text) {
@@ -99,12 +168,15 @@ bool applyRoi(CameraSession& camera, const std::string& text) {
         complain("--roi takes X0,Y0,X1,Y1 (first and last column and row, from 1)");
         return false;
     }
+    // SET_ROI answers with the region the camera holds afterwards.
+    Bytes held;
     return sendChecked(camera, "setting the region", SET_ROI,
-                       u16Payload({uint16_t(x0), uint16_t(y0), uint16_t(x1), uint16_t(y1)}));
+                       u16Payload({uint16_t(x0), uint16_t(y0), uint16_t(x1), uint16_t(y1)}), &held) &&
+           heldAsAsked("--roi " + text, held, 2, {4, 6, 8, 10}, {x0, y0, x1, y1});
 }
 
 bool applyNamed(CameraSession& camera, const char* what, const std::vector<std::string>& names, const std::string& name,
-                uint16_t code) {
+                uint16_t code, uint16_t getCode) {
     uint16_t index = 0;
     if (!indexOf(names, name, index)) {
         std::string list;
@@ -112,7 +184,17 @@ bool applyNamed(CameraSession& camera, const char* what, const std::vector<std::
         complain(std::string(what) + " is one of " + list);
         return false;
     }
-    return sendChecked(camera, what, code, u16Payload({index}));
+    return sendChecked(camera, what, code, u16Payload({index})) &&
+           heldAsAsked(std::string(what) + " " + name, camera.send(getCode).response, 2, {4}, {index},
+                       [&](uint32_t held) { return nameOf(names, uint16_t(held)); });
+}
+
+// SET_BINNING answers with the factors the camera holds afterwards: a factor it does not offer
+// leaves them as they were, without an error.
+bool applyBinning(CameraSession& camera, uint16_t factor) {
+    Bytes held;
+    return sendChecked(camera, "setting the binning", SET_BINNING, u16Payload({factor}), &held) &&
+           heldAsAsked("--binning " + std::to_string(factor), held, 2, {4, 6}, {factor, factor});
 }
 
 }  // namespace
@@ -120,11 +202,16 @@ bool applyNamed(CameraSession& camera, const char* what, const std::vector<std::
 bool applySettings(CameraSession& camera, const CameraSettings& s) {
     bool ok = true;
     if (s.roi) ok = applyRoi(camera, *s.roi) && ok;
-    if (s.binning) ok = sendChecked(camera, "setting the binning", SET_BINNING, u16Payload({*s.binning})) && ok;
+    if (s.binning) ok = applyBinning(camera, *s.binning) && ok;
     if (s.exposure || s.delay) ok = applyTimes(camera, s) && ok;
-    if (s.trigger) ok = applyNamed(camera, "trigger", kTriggerModes, *s.trigger, SET_TRIGGER_MODE) && ok;
-    if (s.timestamp) ok = applyNamed(camera, "timestamp", kTimestampModes, *s.timestamp, SET_TIMESTAMP_MODE) && ok;
-    if (s.bitAlignment) ok = applyNamed(camera, "bit alignment", kAlignments, *s.bitAlignment, SET_BIT_ALIGNMENT) && ok;
+    if (s.trigger)
+        ok = applyNamed(camera, "trigger", kTriggerModes, *s.trigger, SET_TRIGGER_MODE, GET_TRIGGER_MODE) && ok;
+    if (s.timestamp)
+        ok = applyNamed(camera, "timestamp", kTimestampModes, *s.timestamp, SET_TIMESTAMP_MODE, GET_TIMESTAMP_MODE) &&
+             ok;
+    if (s.bitAlignment)
+        ok = applyNamed(camera, "bit alignment", kAlignments, *s.bitAlignment, SET_BIT_ALIGNMENT, GET_BIT_ALIGNMENT) &&
+             ok;
     return ok;
 }
 
@@ -163,14 +250,6 @@ bool startRecording(CameraSession& camera) {
 uint32_t frameRateMilliHertz(CameraSession& camera) {
     const CameraSession::Exchange exchange = camera.send(GET_FRAMERATE);
     return exchange.result == 0 ? u32At(exchange.response, 6) : 0;
-}
-
-std::string cameraName(CameraSession& camera) {
-    const Bytes response = camera.send(GET_CAMERA_NAME).response;
-    constexpr std::size_t kNameOffset = 4, kNameField = 40;
-    if (response.size() < kNameOffset + kNameField) return "?";
-    const char* text = reinterpret_cast<const char*>(response.data() + kNameOffset);
-    return std::string(text, strnlen(text, kNameField));
 }
 
 void printSettings(CameraSession& camera) {

@@ -11,8 +11,9 @@
 
 namespace tq4::tools {
 
-// Sends the settings that are given; false (and a message naming the setting and the driver's
-// result) when one is refused or cannot be read. The others are still sent.
+// Sends the settings that are given and reads each back; false (and a message naming the
+// setting and the driver's result, the camera's range or what the camera holds instead) when
+// one is refused, out of range or not taken. The others are still sent.
 bool applySettings(CameraSession& camera, const CameraSettings& settings);
 // The image the camera delivers: its size, bits per pixel and alignment in the caller's
 // buffer.
@@ -28,9 +29,6 @@ bool readGeometry(CameraSession& camera, Geometry& g);
 bool startRecording(CameraSession& camera);
 // GET_FRAMERATE's frame rate in mHz; 0 when the driver does not answer.
 uint32_t frameRateMilliHertz(CameraSession& camera);
-
-// The name the camera reports (GET_CAMERA_NAME), so that a user sees what a number opened.
-std::string cameraName(CameraSession& camera);
 // exposure, delay, frame rate, region, binning, trigger, time stamp, bit alignment.
 void printSettings(CameraSession& camera);
 

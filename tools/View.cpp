@@ -8,6 +8,7 @@
 
 #include "platform/Platform.h"
 #include "tools/Commands.h"
+#include "tools/Producers.h"
 
 namespace tq4::tools {
 
@@ -20,9 +21,12 @@ constexpr int kInterruptedExit = 130;
 std::string quoted(const std::string& text) { return "\"" + text + "\""; }
 
 // The pipeline as gst-launch-1.0 would take it.
-std::string pipelineText(const GlobalOptions& options, const CameraSettings& settings, const ViewOptions& view) {
-    std::string source = "tq4src name=camera camera=" + std::to_string(options.number);
-    if (!options.producers.empty()) source += " producers=" + quoted(options.producers);
+// The camera as `tq4cam list` numbers it: its producer, the first Open_Cam number of that
+// producer and its name.
+std::string pipelineText(const GlobalOptions& options, const CameraPlace& place, const CameraSettings& settings,
+                         const ViewOptions& view) {
+    std::string source = "tq4src name=camera camera=" + std::to_string(place.number - place.position) +
+                         " producers=" + quoted(place.producer) + " camera-name=" + quoted(place.name);
     if (!options.libraryPath.empty()) source += " library=" + quoted(options.libraryPath);
     if (settings.exposure) source += " exposure=" + quoted(*settings.exposure);
     if (settings.roi) source += " region=" + quoted(*settings.roi);
@@ -104,9 +108,15 @@ void addOwnPluginFolders() {
 }  // namespace
 
 int runView(const GlobalOptions& options, const CameraSettings& settings, const ViewOptions& view) {
+    CameraPlace place;
+    std::string problem;
+    if (!locateCamera(configuredProducers(options.producers), options.camera, place, problem)) {
+        complain(problem);
+        return 1;
+    }
     gst_init(nullptr, nullptr);
     addOwnPluginFolders();
-    const std::string text = pipelineText(options, settings, view);
+    const std::string text = pipelineText(options, place, settings, view);
     GError* error = nullptr;
     GstElement* pipeline = gst_parse_launch(text.c_str(), &error);
     if (error || !pipeline) {

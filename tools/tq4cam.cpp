@@ -28,7 +28,9 @@ int main(int argc, char** argv) {
     CLI::App app{"tq4cam: look at cameras, change their settings and take images through the tq4_genicam driver"};
     app.set_version_flag("--version", "tq4cam 1.9.0");
     GlobalOptions global;
-    app.add_option("--num", global.number, "camera number (default 0)");
+    CLI::Option* number =
+        app.add_option("--num", global.camera.number, "the camera of this number in tq4cam list (default 0)");
+    app.add_option("--serial", global.camera.serial, "the camera of this serial number")->excludes(number);
     app.add_option("--producers", global.producers, "producer list, e.g. ZEVO.cti:Other.cti (default: the ini file's)");
     app.add_option("--lib", global.libraryPath, "the driver library to load");
     app.add_flag("--raw", global.raw, "also print every telegram's bytes");
@@ -61,7 +63,11 @@ int main(int argc, char** argv) {
         ->check(CLI::IsMember({"tiff", "png", "pgm"}));
     grabCommand->add_option("--buffers", grab.buffers, "caller buffers in the ring (default 4)");
     grabCommand->add_option("--timeout", grab.timeoutMs, "longest wait for one image in ms (default 5000)");
+    grabCommand->add_flag("--overwrite", grab.overwrite,
+                          "remove the frames of an earlier grab from the folder first (else such a folder is refused)");
     addSettingOptions(*grabCommand, settings);
+    grabCommand->get_option("--timestamp")
+        ->description("time stamp in the image: none (the default: the data untouched), binary, both or readable");
 #ifdef TQ4_LIVE_VIEW
     ViewOptions view;
     CLI::App* viewCommand =
@@ -71,7 +77,12 @@ int main(int argc, char** argv) {
     addSettingOptions(*viewCommand, settings);
 #endif
 
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        // Help and version end the program with 0; every argument error with 2.
+        return app.exit(e) == 0 ? 0 : 2;
+    }
 
     if (*raw) return runRaw(global, rawWords);
     if (*version) return runVersion(global);

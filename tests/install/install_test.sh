@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
 # Installs a build into a temporary prefix and uses it as a user would: the layout (SONAME and
 # links, header, producer folder, tool, documentation, no path into the build tree), a C program
-# built through pkg-config and a C++ program through find_package(tq4_genicam), each opening the
-# installed ZEVO.cti's camera and sending one telegram, and tq4cam run from the installed bin/.
+# built through pkg-config (run without LD_LIBRARY_PATH) and a C++ program through
+# find_package(tq4_genicam), each opening the installed ZEVO.cti's camera and sending one
+# telegram, tq4cam run from the installed bin/, and the Python package imported from the
+# prefix's Python folder, grabbing a frame.
 #
-#   install_test.sh BUILD CC CXX FLAGS LDFLAGS     (FLAGS: the build's sanitizer flags, or empty)
+#   install_test.sh BUILD CC CXX FLAGS LDFLAGS PYTHON PYTHONDIR
+#     FLAGS: the build's sanitizer flags, or empty; PYTHONDIR: the package's folder below the prefix
 set -euo pipefail
-build=$(realpath "$1") cc=$2 cxx=$3 flags=$4 ldflags=$5
+build=$(realpath "$1") cc=$2 cxx=$3 flags=$4 ldflags=$5 python=$6 pythondir=$7
 here=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -27,12 +30,14 @@ gentl=$(realpath "$(pkg-config --variable=gentldir tq4_genicam)")
 [ "$(readlink "$libdir/libtq4_genicam.so")" = libtq4_genicam.so.1 ] || fail "libtq4_genicam.so does not link to .so.1"
 [ "$(readlink "$libdir/libtq4_genicam.so.1")" = libtq4_genicam.so.1.9.0 ] || fail "libtq4_genicam.so.1 does not link to .so.1.9.0"
 readelf -d "$libdir/libtq4_genicam.so.1.9.0" | grep -q 'SONAME.*\[libtq4_genicam\.so\.1\]' || fail "SONAME is not libtq4_genicam.so.1"
-for file in include/tq4_genicam.h bin/tq4cam share/doc/tq4-genicam/README.md; do
+for file in include/tq4_genicam.h bin/tq4cam share/doc/tq4-genicam/README.md \
+  share/doc/tq4-genicam/aravis-producer/README.md "$pythondir"/tq4_genicam/{__init__,_driver,camera,_location}.py; do
   [ -f "$prefix/$file" ] || fail "$file not installed"
 done
-[ -f "$gentl/ZEVO.cti" ] || fail "ZEVO.cti not in the producer folder $gentl"
-[ "$(find "$gentl" -mindepth 1 | wc -l)" -eq 1 ] || fail "the producer folder holds more than ZEVO.cti"
-for elf in "$libdir/libtq4_genicam.so.1.9.0" "$gentl/ZEVO.cti" "$prefix/bin/tq4cam"; do
+producers=$(find "$gentl" -mindepth 1 -printf '%f\n' | LC_ALL=C sort | paste -sd ' ')
+[ "$producers" = "ZEVO.cti tq4_aravis.cti" ] ||
+  fail "the producer folder $gentl holds $producers, not ZEVO.cti and tq4_aravis.cti"
+for elf in "$libdir/libtq4_genicam.so.1.9.0" "$gentl/ZEVO.cti" "$gentl/tq4_aravis.cti" "$prefix/bin/tq4cam"; do
   if readelf -d "$elf" | grep -E 'R(UN)?PATH' | grep -qF "$build"; then fail "$elf keeps a path into the build tree"; fi
 done
 if grep -rqF "$prefix" "$prefix" --include='*.pc' --include='*.cmake'; then
@@ -44,14 +49,14 @@ mkdir -p "$work/appdata"
 export TQ4_COMMON_APPDATA="$work/appdata" TQ4_SHM_SUFFIX="_install$$" TQ4_QUESTION_ANSWER=no
 unset DISPLAY WAYLAND_DISPLAY LD_LIBRARY_PATH
 
-# C through pkg-config (run with the installed library on the loader's path).
+# C through pkg-config: its flags give the program the library's folder as RUNPATH.
 read -ra cflags <<<"$flags"
 read -ra lflags <<<"$ldflags"
 # shellcheck disable=SC2046  # pkg-config prints separate words
 "$cc" "${cflags[@]}" -std=c11 -Wall -Wextra -Werror -pedantic -o "$work/consumer_pc" "$here/consumer/consumer.c" \
   $(pkg-config --cflags --libs tq4_genicam) "${lflags[@]}"
 echo "pkg-config build:"
-GENICAM_GENTL64_PATH="$gentl" LD_LIBRARY_PATH="$libdir" "$work/consumer_pc"
+GENICAM_GENTL64_PATH="$gentl" "$work/consumer_pc"
 
 # C++ through the CMake package (the imported target's location is the program's RUNPATH).
 CXXFLAGS="$flags" LDFLAGS="$ldflags" cmake -S "$here/consumer" -B "$work/cmake" -DCMAKE_CXX_COMPILER="$cxx" \
@@ -81,4 +86,27 @@ if [[ "$flags" != *-fsanitize* ]]; then
   GST_PLUGIN_PATH="$plugin_dir" GST_REGISTRY="$work/registry.bin" GENICAM_GENTL64_PATH="$gentl" \
     gst-launch-1.0 -q tq4src num-buffers=3 ! fakesink || fail "the installed tq4src did not stream"
 fi
+
+# Python: the package from the prefix finds the installed library and producer folder by itself.
+echo "python:"
+preload=()
+# Under AddressSanitizer its runtime comes first, with libstdc++ (python/CMakeLists.txt says why).
+[[ "$flags" != *-fsanitize=*address* ]] ||
+  preload=(LD_PRELOAD="$("$cc" -print-file-name=libasan.so):libstdc++.so.6" ASAN_OPTIONS=detect_leaks=0)
+(cd "$work" && env "${preload[@]}" PYTHONPATH="$prefix/$pythondir" PYTHONDONTWRITEBYTECODE=1 \
+  "$python" - "$prefix" "$libdir/libtq4_genicam.so.1.9.0" "$gentl" <<'EOF'
+import os, sys
+import tq4_genicam
+
+prefix, library, gentl = sys.argv[1:]
+assert tq4_genicam.__file__.startswith(prefix), tq4_genicam.__file__
+assert os.path.realpath(tq4_genicam.library_path()) == library, tq4_genicam.library_path()
+assert os.path.realpath(tq4_genicam.installed_producer_folder()) == gentl, tq4_genicam.installed_producer_folder()
+os.environ["GENICAM_GENTL64_PATH"] = tq4_genicam.installed_producer_folder()
+with tq4_genicam.Camera(0) as camera:
+    frame = camera.grab(1)[0]
+    print(camera.model, frame, frame.array.dtype)
+    assert frame.ok and frame.array.size > 0
+EOF
+) || fail "the installed Python package did not grab a frame"
 echo "install_test: all checks passed"
