@@ -29,7 +29,6 @@ struct EngineFree {
     void operator()(T* p) const { Free(p); }
 };
 void freeBytes(void* p) { g_free(p); }
-void freeXmlText(xmlChar* p) { xmlFree(p); }
 using ZipPtr = std::unique_ptr<ArvZip, EngineFree<ArvZip, arv_zip_free>>;
 using BytesPtr = std::unique_ptr<void, EngineFree<void, freeBytes>>;
 
@@ -79,9 +78,19 @@ bool zipIsWhole(const uint8_t* data, std::size_t size) {
 
 using Symbolics = std::map<std::string, std::string>;
 
+// Texts are read in place from the parsed tree: nothing is handed back to libxml2 to free, as
+// its allocator is a variable of the library that a Windows build cannot call through.
 std::string elementText(xmlNodePtr element) {
-    std::unique_ptr<xmlChar, EngineFree<xmlChar, freeXmlText>> content(xmlNodeGetContent(element));
-    return content ? reinterpret_cast<const char*>(content.get()) : "";
+    std::string text;
+    for (xmlNodePtr part = element->children; part; part = part->next)
+        if ((part->type == XML_TEXT_NODE || part->type == XML_CDATA_SECTION_NODE) && part->content)
+            text += reinterpret_cast<const char*>(part->content);
+    return text;
+}
+
+std::string attributeText(xmlNodePtr element, const char* name) {
+    xmlAttrPtr attribute = xmlHasProp(element, BAD_CAST name);
+    return attribute ? elementText(reinterpret_cast<xmlNodePtr>(attribute)) : "";
 }
 
 // The <Symbolic> of every enumeration entry below `node`, by entry name.
@@ -89,8 +98,8 @@ void collectSymbolics(xmlNodePtr node, Symbolics& symbolics) {
     for (xmlNodePtr child = node->children; child; child = child->next) {
         if (child->type != XML_ELEMENT_NODE) continue;
         if (xmlStrcmp(child->name, BAD_CAST "Symbolic") == 0 && xmlStrcmp(node->name, BAD_CAST "EnumEntry") == 0) {
-            std::unique_ptr<xmlChar, EngineFree<xmlChar, freeXmlText>> name(xmlGetProp(node, BAD_CAST "Name"));
-            if (name) symbolics[reinterpret_cast<const char*>(name.get())] = elementText(child);
+            const std::string name = attributeText(node, "Name");
+            if (!name.empty()) symbolics[name] = elementText(child);
         }
         collectSymbolics(child, symbolics);
     }

@@ -23,22 +23,23 @@ namespace {
 
 using Element = xmlNodePtr;
 
+// Read in place (libxml2's free is a variable of the library that the Windows build cannot call).
+std::string text(Element e) {
+    std::string all;
+    for (Element part = e->children; part; part = part->next)
+        if (part->type == XML_TEXT_NODE && part->content) all += reinterpret_cast<const char*>(part->content);
+    return all;
+}
+
 std::string attribute(Element e, const char* name) {
-    xmlChar* value = xmlGetProp(e, BAD_CAST name);
-    std::string text = value ? reinterpret_cast<const char*>(value) : "";
-    xmlFree(value);
-    return text;
+    xmlAttrPtr value = xmlHasProp(e, BAD_CAST name);
+    return value ? text(reinterpret_cast<Element>(value)) : "";
 }
 
 // The text of child `name`, empty when there is none.
 std::string child(Element e, const char* name) {
-    for (Element c = e->children; c; c = c->next) {
-        if (c->type != XML_ELEMENT_NODE || xmlStrcmp(c->name, BAD_CAST name) != 0) continue;
-        xmlChar* content = xmlNodeGetContent(c);
-        std::string text = content ? reinterpret_cast<const char*>(content) : "";
-        xmlFree(content);
-        return text;
-    }
+    for (Element c = e->children; c; c = c->next)
+        if (c->type == XML_ELEMENT_NODE && xmlStrcmp(c->name, BAD_CAST name) == 0) return text(c);
     return "";
 }
 
