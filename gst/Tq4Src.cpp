@@ -301,7 +301,7 @@ GstFlowReturn createBuffer(GstPushSrc* push, GstBuffer** out) {
     }
 }
 
-void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* spec) {
+void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* definition) {
     Properties& p = *TQ4_SRC(object)->properties;
     if (std::string* text = stringProperty(p, id)) {
         const gchar* given = g_value_get_string(value);
@@ -309,11 +309,11 @@ void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* spe
     } else if (guint* number = numberProperty(p, id)) {
         *number = g_value_get_uint(value);
     } else {
-        G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+        G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, definition);
     }
 }
 
-void getProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) {
+void getProperty(GObject* object, guint id, GValue* value, GParamSpec* definition) {
     Tq4Src* self = TQ4_SRC(object);
     Properties& p = *self->properties;
     if (id == PROP_QUEUED) {
@@ -324,7 +324,7 @@ void getProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) {
     } else if (guint* number = numberProperty(p, id)) {
         g_value_set_uint(value, *number);
     } else {
-        G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+        G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, definition);
     }
 }
 
