@@ -69,14 +69,16 @@ long stampedId(const std::vector<uint16_t>& row) {
 }
 
 TEST_F(Tq4cam, GrabWritesSixteenBitTiffsThatCarryTheCamerasFrameIdsAndRate) {
-    writeFile(folder_.file("sim.cfg"), "max_fps.Mono16 = 25\n");
+    // Slow enough that a loaded machine (a sanitizer build beside other tests) still writes
+    // each file before the next frame comes.
+    writeFile(folder_.file("sim.cfg"), "max_fps.Mono16 = 5\n");
     const Outcome r = run("grab -n 10 -o frames --format tiff --timestamp binary");
     ASSERT_EQ(r.exitCode, 0) << r.out << r.err;
     EXPECT_NE(r.out.find("frames written   10"), std::string::npos) << r.out;
     // The camera's rate, not the pace at which the first frames reached the files.
     const std::size_t rate = r.out.find("frame rate       mean ");
     ASSERT_NE(rate, std::string::npos) << r.out;
-    EXPECT_NEAR(std::atof(r.out.c_str() + rate + 22), 25, 2.5) << r.out;
+    EXPECT_NEAR(std::atof(r.out.c_str() + rate + 22), 5, 0.5) << r.out;
     long previous = 0;
     for (int i = 0; i < 10; ++i) {
         char name[32];
