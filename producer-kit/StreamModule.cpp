@@ -20,6 +20,9 @@ void StreamModule::requireOwn(const BufferModule& buffer) const {
     require(buffer.owner == this, GC_ERR_INVALID_HANDLE, "buffer belongs to another data stream");
 }
 
+// A call that looked the stream up just before another thread closed it finds it closed here.
+void StreamModule::requireOpen() const { require(!closed_, GC_ERR_INVALID_HANDLE, "the data stream is closed"); }
+
 size_t StreamModule::countState(BufferState state) const {
     return size_t(
         std::count_if(buffers_.begin(), buffers_.end(), [state](const auto& b) { return b->state == state; }));
@@ -36,6 +39,7 @@ std::shared_ptr<BufferModule> StreamModule::addBuffer(uint8_t* base, std::unique
     buffer->size = size;
     buffer->userPointer = userPointer;
     std::lock_guard<std::mutex> lock(mutex_);
+    requireOpen();
     buffers_.push_back(buffer);
     return buffer;
 }
@@ -60,15 +64,20 @@ std::shared_ptr<BufferModule> StreamModule::allocateAndAnnounce(size_t size, voi
 void StreamModule::revoke(BufferModule& buffer, void** memory, void** userPointer) {
     requireOwn(buffer);
     std::lock_guard<std::mutex> lock(mutex_);
+    requireOpen();
+    const auto found =
+        std::find_if(buffers_.begin(), buffers_.end(), [&](const auto& b) { return b.get() == &buffer; });
+    require(found != buffers_.end(), GC_ERR_INVALID_HANDLE, "buffer already revoked");
     require(buffer.state == BufferState::Announced, GC_ERR_BUSY, "buffer is queued or being filled");
     if (memory) *memory = buffer.ownMemory ? nullptr : buffer.base;
     if (userPointer) *userPointer = buffer.userPointer;
-    buffers_.erase(std::find_if(buffers_.begin(), buffers_.end(), [&](const auto& b) { return b.get() == &buffer; }));
+    buffers_.erase(found);
 }
 
 void StreamModule::queue(BufferModule& buffer) {
     requireOwn(buffer);
     std::lock_guard<std::mutex> lock(mutex_);
+    requireOpen();
     require(buffer.state == BufferState::Announced, GC_ERR_RESOURCE_IN_USE, "buffer is already queued");
     buffer.state = BufferState::InputPool;
     buffer.fill.sizeFilled = 0;
@@ -239,6 +248,7 @@ void StreamModule::close(std::vector<void*>& releasedHandles) {
     output_.clear();
     buffers_.clear();
     grabbing_ = false;
+    closed_ = true;
     changed_.notify_all();
 }
 

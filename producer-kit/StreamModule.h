@@ -111,6 +111,7 @@ protected:
 
     // ---- for the producer's filling, under mutex_
     void requireOwn(const BufferModule& buffer) const;
+    void requireOpen() const;  // under mutex_
     // Checks of DSStartAcquisition and DSStopAcquisition on the stream's state.
     void requireStartable(size_t minimumBuffers, const char* tooFew) const;
     void requireGrabbing() const;
@@ -125,6 +126,7 @@ protected:
     std::deque<BufferModule*> output_;
     std::shared_ptr<NewBufferEvent> event_;
     bool grabbing_ = false;  // between DSStartAcquisition and DSStopAcquisition
+    bool closed_ = false;    // DSClose or DevClose ran; calls that still hold the stream are refused
     uint64_t toAcquire_ = 0;
     uint64_t acquired_ = 0;
     uint64_t delivered_ = 0;

@@ -54,15 +54,16 @@ DataStream::DataStream(std::shared_ptr<gentl::GenTLModule> module, GenTL::DS_HAN
                        std::shared_ptr<features::NodeMap> nodeMap)
     : module_(std::move(module)), hDS_(hDS), id_(std::move(id)), nodeMap_(std::move(nodeMap)) {}
 
-DataStream::~DataStream() {
-    close();
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        freeGCBuffers();
-    }
+DataStream::~DataStream() { close(); }
+
+// Runs while the device is still open: an export on another thread may hold this stream past
+// the device's DevClose, and after it nothing may reach the producer with this stream's handles.
+void DataStream::releaseProducerStream() {
+    freeGCBuffers();
     if (callGenTL(module_->fn().DSClose, hDS_) != GenTL::GC_ERR_SUCCESS)
         TQ4_LOG(log::kError, nullptr, "DataStream::~DataStream: DSClose with device ID <%s> failed.", id_.c_str());
     TQ4_LOG(log::kProgress, nullptr, "DataStream::~DataStream: Closed DataStream with ID <%s>", id_.c_str());
+    released_ = true;
 }
 
 // ---- camera state ------------------------------------------------------------------------------
@@ -139,7 +140,7 @@ uint64_t DataStream::getPayloadSize() {
 }
 
 uint64_t DataStream::payloadSizeLocked() {
-    if (isStreaming()) return payloadSize_;
+    if (isStreaming() || released_) return payloadSize_;
     uint64_t payload = 0;
     if (streamDefinesPayloadSize()) {
         const GenTL::GC_ERROR status = streamInfo(GenTL::STREAM_INFO_PAYLOAD_SIZE, payload);
@@ -202,6 +203,10 @@ uint32_t DataStream::setImageSizes(int64_t width, int64_t height) {
     // Buffers are never revoked from under a running acquisition.
     if (isStreaming()) stopStreaming();
     std::lock_guard<std::mutex> lock(mutex_);
+    if (released_) {
+        TQ4_LOG(log::kError, nullptr, "DataStream::setImageSizes: DataStream <%s> is closed.", id_.c_str());
+        return ZEVO_ERROR_DRIVER_NODRIVER;
+    }
     freeGCBuffers();
     width_ = width;
     height_ = height;
@@ -338,7 +343,7 @@ bool DataStream::revokeWithRecovery(GenTL::BUFFER_HANDLE buffer) {
 uint32_t DataStream::queueRemainingInitBuffers() {
     std::lock_guard<std::mutex> lock(mutex_);
     const uint32_t mark = startedMark_;
-    if (mark >= buffers_.size()) return ZEVO_NOERROR;
+    if (released_ || mark >= buffers_.size()) return ZEVO_NOERROR;
     GenTL::BUFFER_HANDLE buffer = buffers_[mark];
     TQ4_LOG(log::kImageTrace, nullptr, "DataStream::queueRemainingInitBuffers: DSQueueBuffer %d: 0x%x", asInt(mark),
             low32(buffer));
@@ -436,6 +441,8 @@ bool DataStream::startStreaming() {
 void DataStream::close() {
     if (closed_.exchange(true)) return;
     stopStreaming();
+    std::lock_guard<std::mutex> lock(mutex_);
+    releaseProducerStream();
 }
 
 void DataStream::stopStreaming() {
@@ -456,6 +463,7 @@ void DataStream::stopStreaming() {
 // Each DSStartAcquisition gets one DSStopAcquisition; a stream that is not acquiring is not
 // stopped again (the producer would refuse it with GC_ERR_RESOURCE_IN_USE).
 void DataStream::stopProducer() {
+    if (released_) return;
     const gentl::GenTLFunctions& fn = module_->fn();
     if (acquiring_.exchange(false)) {
         const GenTL::GC_ERROR status = callGenTL(fn.DSStopAcquisition, hDS_, GenTL::ACQ_STOP_FLAGS_KILL);

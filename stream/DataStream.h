@@ -105,8 +105,8 @@ public:
     // Ends the thread (its wait is killed; pending buffers end cancelled), stops and flushes
     // the producer's acquisition. Takes the control lock.
     void stopStreaming();
-    // stopStreaming once, and no start afterwards: the device is closing. Later calls (the
-    // destructor's among them) do nothing.
+    // stopStreaming once, then every buffer revoked and the producer's stream closed; no start
+    // afterwards: the device is closing. Later calls (the destructor's among them) do nothing.
     void close();
     // Queues one more announced buffer to the producer while not all are queued. 0, or
     // kStreamStatusGenTLFailed.
@@ -138,6 +138,8 @@ private:
     bool revokeWithRecovery(GenTL::BUFFER_HANDLE buffer);
     void stopProducer();
     void joinThread();
+    // Revokes the buffers and closes the producer's stream. Called with the stream lock held.
+    void releaseProducerStream();
 
     // The acquisition thread and its steps (Delivery.cpp).
     // `msb`: the pixel format keeps its data in the top bits.
@@ -175,6 +177,7 @@ private:
     std::atomic<uint32_t> startedMark_{0};      // announced buffers handed to the producer
     std::atomic<bool> closed_{false};           // the device is closing: no more starts
     std::atomic<bool> acquiring_{false};        // DSStartAcquisition succeeded, no DSStopAcquisition yet
+    bool released_ = false;                     // DSClose done: the handles are gone (stream lock)
     std::mutex mutex_;                          // the stream lock
     std::mutex controlMutex_;                   // starts, stops, caller buffers
 };

@@ -202,6 +202,30 @@ TEST_F(DeviceOpen, StreamRecordTakesPayloadAndPixelSizeFromTheCamera) {
     EXPECT_TRUE(logged("DataStream::setBitsPerPixel: text extract bpp from \"PixelFormat\" : 12", log::kProgress));
 }
 
+// A stream another caller still holds when the device closes is ended with the device: its
+// buffers revoked and the producer's stream closed before DevClose, and nothing reaches the
+// producer through it afterwards (the producer has freed what its handles named).
+TEST_F(DeviceOpen, StreamHeldPastTheCloseEndsBeforeTheDeviceAndIsNeverUsedAgain) {
+    Device& device = openDevice("");
+    auto held = device.activeStream();
+    const int64_t width = features::getInteger(*device.nodeMap(), "Width");
+    const int64_t height = features::getInteger(*device.nodeMap(), "Height");
+    ASSERT_EQ(device.setImageParameters(width, height), 0) << dump();
+    EXPECT_EQ(device.close(), nullptr);
+    const std::vector<std::string> ends = messagesStartingWith("DataStream::~DataStream: Closed DataStream");
+    EXPECT_EQ(ends.size(), 1u) << dump();
+    clearLines();
+
+    EXPECT_EQ(held->setImageSizes(width, height), ZEVO_ERROR_DRIVER_NODRIVER);
+    EXPECT_EQ(held->getPayloadSize(), uint64_t(2 * width * height));
+    held->stopStreaming();
+    held.reset();
+    for (const Line& line : lines())
+        EXPECT_TRUE(line.text.find("GC failed") == std::string::npos && line.text.find("DS") == std::string::npos)
+            << line.text;
+    EXPECT_EQ(count("Closed DataStream"), 0) << dump();
+}
+
 // A description that cannot be had fails the open and leaves the device closed: a URL that
 // cannot be used, one larger than 64 MiB (refused before it is read), malformed XML, a broken
 // archive, a truncated description, short port reads.
