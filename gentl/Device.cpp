@@ -291,26 +291,7 @@ uint32_t Device::setImageBuffer(intptr_t event, void* buffer, uint32_t size, uin
     if (!stream) return ZEVO_ERROR_DRIVER_NODRIVER;
     *status = ZEVO_BUFFER_QUEUED;
     platform::resetEventByHandle(event);
-    const auto control = stream->lockControl();
-    if (!stream->isStreaming() && stream->startedBufferMark() == 0) {
-        TQ4_LOG(log::kImageTrace, handle(), "Device::setImageBuffer: start streaming ...");
-        if (stream->startStreaming())
-            TQ4_LOG(log::kProgress, handle(), "Device::setImageBuffer: Streaming started.");
-        else
-            TQ4_LOG(log::kError, handle(), "Device::setImageBuffer: Start streaming failed.");
-    }
-    if (stream->isStreaming()) {
-        const uint32_t result = stream->queueRemainingInitBuffers();
-        if (stream->pushPending(
-                std::make_shared<stream::ZevoBuffer>(stream::ZevoBuffer{event, buffer, size, status}))) {
-            TQ4_LOG(log::kImageTrace, handle(),
-                    "Device::setImageBuffer: @%d pending zevo buffers: %d, new buffer: 0x%x",
-                    static_cast<int>(stream->imageCounter()), static_cast<int>(stream->pendingCount()), low32(buffer));
-            return result;
-        }
-    }
-    TQ4_LOG(log::kError, handle(), "Device::setImageBuffer: DataStream is not running.");
-    return ZEVO_NOERROR;
+    return stream->queueCallerBuffer(stream::ZevoBuffer{event, buffer, size, status}, handle());
 }
 
 }  // namespace tq4::gentl

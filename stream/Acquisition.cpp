@@ -1,15 +1,15 @@
-// The acquisition thread of a DataStream: it waits for the producer's new-buffer event, copies
-// each image into the oldest pending caller buffer (shifted and stamped as the stream's
-// settings say), writes the buffer's status, sets its event and gives the GenTL buffer back.
+#include "stream/Acquisition.h"
+
 #include <algorithm>
 #include <cstring>
 #include <string>
+#include <system_error>
 
 #include "gentl/GenTLCall.h"
 #include "gentl/GenTLModule.h"
 #include "log/Log.h"
 #include "platform/Platform.h"
-#include "stream/DataStream.h"
+#include "stream/BufferPool.h"
 #include "stream/ImageCopy.h"
 #include "stream/Timestamp.h"
 #include "tq4_genicam.h"
@@ -17,6 +17,7 @@
 namespace tq4::stream {
 
 using gentl::callGenTL;
+using gentl::low32;
 
 namespace {
 
@@ -45,7 +46,81 @@ PixelLayout layoutOf(uint32_t bits, uint16_t alignment, bool msb) {
 
 }  // namespace
 
-void DataStream::ImageAcquireThread(bool msb) {
+Acquisition::Acquisition(std::shared_ptr<gentl::GenTLModule> module, GenTL::DS_HANDLE hDS,
+                         const ImageSettings& settings)
+    : module_(std::move(module)), hDS_(hDS), settings_(settings) {}
+
+// ---- new-buffer event --------------------------------------------------------------------------
+
+uint32_t Acquisition::registerEvent() {
+    unregisterEvent();
+    GenTL::EVENT_HANDLE event = nullptr;
+    const GenTL::GC_ERROR status = callGenTL(module_->fn().GCRegisterEvent, hDS_, GenTL::EVENT_NEW_BUFFER, &event);
+    if (status != GenTL::GC_ERR_SUCCESS) {
+        TQ4_LOG(log::kError, nullptr, "DataStream::registerNewBufferEvent: GCRegisterEvent failed: %d", status);
+        return kStreamStatusEventFailed;
+    }
+    if (!event) {
+        TQ4_LOG(log::kError, nullptr,
+                "DataStream::registerNewBufferEvent: Registration of new buffer event has failed.");
+        return kStreamStatusEventFailed;
+    }
+    newBufferEvent_ = event;
+    return ZEVO_NOERROR;
+}
+
+void Acquisition::unregisterEvent() {
+    if (!newBufferEvent_.exchange(nullptr)) return;
+    const GenTL::GC_ERROR status = callGenTL(module_->fn().GCUnregisterEvent, hDS_, GenTL::EVENT_NEW_BUFFER);
+    if (status != GenTL::GC_ERR_SUCCESS)
+        TQ4_LOG(log::kError, nullptr, "DataStream::unregisterNewBufferEvent: GCUnregisterEvent failed: %d", status);
+}
+
+// ---- the thread --------------------------------------------------------------------------------
+
+bool Acquisition::start(bool msb, bool incompleteFails) {
+    incompleteFails_ = incompleteFails;
+    pending_.open();
+    running_.exchange(1);
+    TQ4_LOG(log::kDetail, nullptr, "DataStream::startStreaming: start ImageAcquireThread");
+    try {
+        thread_ = std::thread(&Acquisition::ImageAcquireThread, this, msb);
+    } catch (const std::system_error& e) {
+        // Without a thread nothing would ever end the buffers.
+        TQ4_LOG(log::kError, nullptr, "DataStream::startStreaming: cannot start ImageAcquireThread: %s", e.what());
+        running_.exchange(0);
+        pending_.closeAndCancelAll();
+        unregisterEvent();
+        return false;
+    }
+    return true;
+}
+
+void Acquisition::stop() {
+    if (!thread_.joinable()) return;
+    if (GenTL::EVENT_HANDLE event = newBufferEvent_.load()) callGenTL(module_->fn().EventKill, event);
+    running_.exchange(0);
+    pending_.wake();
+    join();
+}
+
+void Acquisition::join() {
+    if (!thread_.joinable()) return;
+    // The thread never stops itself this way; joining it from inside would never return.
+    if (threadId_ == platform::currentThreadId()) {
+        TQ4_LOG(log::kError, nullptr, "DataStream::stopStreaming: called from ImageAcquireThread.");
+        return;
+    }
+    thread_.join();
+    threadId_ = 0;
+}
+
+void Acquisition::resetCounters() {
+    imageCounter_ = 0;
+    errorCounter_ = 0;
+}
+
+void Acquisition::ImageAcquireThread(bool msb) {
     threadId_ = platform::currentThreadId();
     platform::nameCurrentThread("tq4-acquire");
     TQ4_LOG(log::kImageTrace, nullptr, "DataStream::ImageAcquireThread: thread initialized.");
@@ -53,9 +128,9 @@ void DataStream::ImageAcquireThread(bool msb) {
     const GenTL::EVENT_HANDLE event = newBufferEvent_.load();
     std::shared_ptr<ZevoBuffer> target;
     bool timedOut = false;
-    while (streaming_.load() != 0) {
+    while (running_.load() != 0) {
         if (!timedOut) {
-            target = pending_.waitFront(streaming_);
+            target = pending_.waitFront(running_);
             if (!target) {
                 TQ4_LOG(log::kProgress, nullptr,
                         "DataStream::ImageAcquireThread: Terminating because CancelImages() @%d", asInt(imageCounter_));
@@ -93,12 +168,12 @@ void DataStream::ImageAcquireThread(bool msb) {
     TQ4_LOG(log::kProgress, nullptr, "DataStream::ImageAcquireThread: Terminating @%d, ?%d, X%d", asInt(imageCounter_),
             asInt(pending_.count()), asInt(errorCounter_));
     pending_.closeAndCancelAll();
-    unregisterNewBufferEvent();
+    unregisterEvent();
     TQ4_LOG(log::kImageTrace, nullptr, "DataStream::ImageAcquireThread: done.");
 }
 
 // One new image into the front caller buffer; false when the thread has to end.
-bool DataStream::deliverImage(const std::shared_ptr<ZevoBuffer>& target, GenTL::BUFFER_HANDLE buffer, bool msb) {
+bool Acquisition::deliverImage(const std::shared_ptr<ZevoBuffer>& target, GenTL::BUFFER_HANDLE buffer, bool msb) {
     const gentl::GenTLFunctions& fn = module_->fn();
     ++imageCounter_;
     logStreamCounters();
@@ -112,11 +187,11 @@ bool DataStream::deliverImage(const std::shared_ptr<ZevoBuffer>& target, GenTL::
         TQ4_LOG(log::kError, nullptr, "DataStream::ImageAcquireThread: Get image base pointer failed: %d", status);
         // The buffer ends with the cancel-all at the thread's end, which sets its event.
         target->writeStatus(ZEVO_BUFFER_FAILED);
-        streaming_.exchange(0);
+        running_.exchange(0);
         return false;
     }
     copyImage(*target, base, msb);
-    if (timestampMode_ != 0) stampImage(*target, buffer, msb);
+    if (settings_.timestampMode != 0) stampImage(*target, buffer, msb);
     const bool failed = isIncomplete(buffer) && incompleteFails_;
     target->finish(failed ? ZEVO_BUFFER_FAILED : ZEVO_BUFFER_DONE);
     pending_.removeFront(target);
@@ -127,7 +202,7 @@ bool DataStream::deliverImage(const std::shared_ptr<ZevoBuffer>& target, GenTL::
     return true;
 }
 
-bool DataStream::isIncomplete(GenTL::BUFFER_HANDLE buffer) {
+bool Acquisition::isIncomplete(GenTL::BUFFER_HANDLE buffer) {
     GenTL::INFO_DATATYPE type = GenTL::INFO_DATATYPE_UNKNOWN;
     GenTL::bool8_t incomplete = 0;
     std::size_t size = sizeof(incomplete);
@@ -139,23 +214,22 @@ bool DataStream::isIncomplete(GenTL::BUFFER_HANDLE buffer) {
     return true;
 }
 
-void DataStream::logStreamCounters() {
+void Acquisition::logStreamCounters() {
     uint64_t underrun = 0;
     uint64_t delivered = 0;
-    GenTL::GC_ERROR status = streamInfo(GenTL::STREAM_INFO_NUM_UNDERRUN, underrun);
+    GenTL::GC_ERROR status = streamInfo(*module_, hDS_, GenTL::STREAM_INFO_NUM_UNDERRUN, underrun);
     if (status != GenTL::GC_ERR_SUCCESS)
         TQ4_LOG(log::kError, nullptr, "getDatastreamInfo: STREAM_INFO_NUM_UNDERRUN failed: %d", status);
-    status = streamInfo(GenTL::STREAM_INFO_NUM_DELIVERED, delivered);
+    status = streamInfo(*module_, hDS_, GenTL::STREAM_INFO_NUM_DELIVERED, delivered);
     if (status != GenTL::GC_ERR_SUCCESS)
         TQ4_LOG(log::kError, nullptr, "getDatastreamInfo: STREAM_INFO_NUM_DELIVERED failed: %d", status);
     TQ4_LOG(log::kImageTrace, nullptr, "new buffer event @%d, delivered: %d, underrun: %d", asInt(imageCounter_),
             asInt(delivered), asInt(underrun));
 }
 
-void DataStream::copyImage(const ZevoBuffer& target, const void* source, bool msb) {
-    const uint64_t payload = payloadSize_;
-    const uint32_t bits = bitsPerPixel_;
-    const PixelLayout layout = layoutOf(bits, bitAlignment_, msb);
+void Acquisition::copyImage(const ZevoBuffer& target, const void* source, bool msb) {
+    const uint64_t payload = settings_.payloadSize;
+    const PixelLayout layout = layoutOf(settings_.bitsPerPixel, settings_.bitAlignment, msb);
     uint64_t bytes = payload;
     if (target.size < payload) {
         TQ4_LOG(log::kImageTrace, nullptr, "DataStream::copyImage: target buffer @%d too small: %d Bytes",
@@ -163,7 +237,7 @@ void DataStream::copyImage(const ZevoBuffer& target, const void* source, bool ms
         bytes = target.size;
     }
     TQ4_LOG(log::kImageTrace, nullptr, "DataStream::copyImage: copy %d-Byte-per-Pixel @%d (img_ptr: 0x%p to 0x%x)",
-            asInt(layout.bytesPerPixel), asInt(imageCounter_), source, gentl::low32(target.buffer));
+            asInt(layout.bytesPerPixel), asInt(imageCounter_), source, low32(target.buffer));
     if (layout.copies)
         copyShifted(target.buffer, source, static_cast<std::size_t>(bytes), layout.shift ? layout.bytesPerPixel : 1,
                     layout.shift);
@@ -174,7 +248,7 @@ void DataStream::copyImage(const ZevoBuffer& target, const void* source, bool ms
     }
 }
 
-void DataStream::stampImage(const ZevoBuffer& target, GenTL::BUFFER_HANDLE buffer, bool msb) {
+void Acquisition::stampImage(const ZevoBuffer& target, GenTL::BUFFER_HANDLE buffer, bool msb) {
     GenTL::INFO_DATATYPE type = GenTL::INFO_DATATYPE_UNKNOWN;
     uint64_t nanoseconds = 0;
     std::size_t size = sizeof(nanoseconds);
@@ -195,14 +269,14 @@ void DataStream::stampImage(const ZevoBuffer& target, GenTL::BUFFER_HANDLE buffe
     moment.minute = local.minute;
     moment.second = local.second;
     moment.microseconds = static_cast<uint32_t>((nanoseconds % kNanosecondsPerSecond) / 1000);
-    const PixelLayout layout = layoutOf(bitsPerPixel_, bitAlignment_, msb);
+    const PixelLayout layout = layoutOf(settings_.bitsPerPixel, settings_.bitAlignment, msb);
     const StampPixels pixels{layout.bytesPerPixel == 2 ? 2u : 1u, layout.significantBits};
-    const std::size_t bytes = static_cast<std::size_t>(std::min<uint64_t>(target.size, payloadSize_));
-    const uint16_t mode = timestampMode_;
+    const std::size_t bytes = static_cast<std::size_t>(std::min<uint64_t>(target.size, settings_.payloadSize));
+    const uint16_t mode = settings_.timestampMode;
     if (mode == 1 || mode == 2) writeBinaryStamp(target.buffer, bytes, pixels, moment);
     if (mode == 2 || mode == 3)
-        writeReadableStamp(target.buffer, bytes, pixels, static_cast<uint64_t>(width_.load()),
-                           static_cast<uint64_t>(height_.load()), moment);
+        writeReadableStamp(target.buffer, bytes, pixels, static_cast<uint64_t>(settings_.width.load()),
+                           static_cast<uint64_t>(settings_.height.load()), moment);
 }
 
 }  // namespace tq4::stream
