@@ -24,7 +24,7 @@
 #include <thread>
 #include <vector>
 
-#include "gentl/GenTL.h"
+#include "gentl-module/GenTL.h"
 #include "platform/Platform.h"
 #include "tests/support/CallerBuffer.h"
 #include "tests/support/Telegrams.h"

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "gentl/GenTLModule.h"
+#include "gentl-module/GenTLModule.h"
 #include "tools/DriverLibrary.h"
 
 namespace {

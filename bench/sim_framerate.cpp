@@ -2,7 +2,7 @@
 // consumer that waits for each new buffer and queues it again. Reported as frames per second
 // and as a ratio to plain memcpy of the same bytes in the same run, so that the number means
 // the same on any machine.
-#include "gentl/GenTL.h"
+#include "gentl-module/GenTL.h"
 #include "platform/Platform.h"
 #include "sim/CameraRegisters.h"
 

@@ -7,8 +7,8 @@
 
 #include "features/Features.h"
 #include "features/NodeMap.h"
-#include "gentl/GenTLCall.h"
-#include "gentl/GenTLModule.h"
+#include "gentl-module/GenTLCall.h"
+#include "gentl-module/GenTLModule.h"
 #include "gentl/Port.h"
 #include "log/Log.h"
 #include "platform/Platform.h"

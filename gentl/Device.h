@@ -9,7 +9,7 @@
 #include <mutex>
 #include <string>
 
-#include "gentl/GenTL.h"
+#include "gentl-module/GenTL.h"
 #include "gentl/OrderedMap.h"
 
 namespace tq4::features {

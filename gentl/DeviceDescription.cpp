@@ -8,11 +8,11 @@
 #include <vector>
 
 #include "features/NodeMap.h"
-#include "gentl/DataFolder.h"
+#include "gentl-module/DataFolder.h"
+#include "gentl-module/GenTLCall.h"
+#include "gentl-module/GenTLModule.h"
 #include "gentl/DescriptionUrl.h"
 #include "gentl/Device.h"
-#include "gentl/GenTLCall.h"
-#include "gentl/GenTLModule.h"
 #include "gentl/Port.h"
 #include "log/Log.h"
 #include "platform/WholeFile.h"

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "gentl-module/GenTLCall.h"
+#include "gentl-module/GenTLModule.h"
 #include "gentl/Device.h"
-#include "gentl/GenTLCall.h"
-#include "gentl/GenTLModule.h"
 #include "log/Log.h"
 
 namespace tq4::gentl {

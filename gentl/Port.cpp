@@ -1,7 +1,7 @@
 #include "gentl/Port.h"
 
-#include "gentl/GenTLCall.h"
-#include "gentl/GenTLModule.h"
+#include "gentl-module/GenTLCall.h"
+#include "gentl-module/GenTLModule.h"
 #include "log/Log.h"
 
 namespace tq4::gentl {

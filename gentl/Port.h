@@ -7,7 +7,7 @@
 #include <memory>
 
 #include "features/NodeMap.h"
-#include "gentl/GenTL.h"
+#include "gentl-module/GenTL.h"
 
 namespace tq4::gentl {
 

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "gentl-module/GenTLCall.h"
+#include "gentl-module/GenTLModule.h"
 #include "gentl/Device.h"
-#include "gentl/GenTLCall.h"
-#include "gentl/GenTLModule.h"
 #include "gentl/Interface.h"
 #include "log/Log.h"
 

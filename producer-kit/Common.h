@@ -3,7 +3,7 @@
 // functions turn it into the GenTL return code and the thread's last-error text (see Guard.h).
 #pragma once
 
-#include "gentl/GenTL.h"
+#include "gentl-module/GenTL.h"
 
 #include <stdexcept>
 #include <string>

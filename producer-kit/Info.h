@@ -2,7 +2,7 @@
 // handed out with the standard's size-query convention.
 #pragma once
 
-#include "sim/Common.h"
+#include "producer-kit/Common.h"
 
 #include <cstring>
 #include <string>

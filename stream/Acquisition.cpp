@@ -5,8 +5,8 @@
 #include <string>
 #include <system_error>
 
-#include "gentl/GenTLCall.h"
-#include "gentl/GenTLModule.h"
+#include "gentl-module/GenTLCall.h"
+#include "gentl-module/GenTLModule.h"
 #include "log/Log.h"
 #include "platform/Platform.h"
 #include "stream/BufferPool.h"

@@ -10,7 +10,7 @@
 #include <memory>
 #include <thread>
 
-#include "gentl/GenTL.h"
+#include "gentl-module/GenTL.h"
 #include "stream/PendingQueue.h"
 
 namespace tq4::gentl {

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "config/Config.h"
-#include "gentl/GenTLCall.h"
-#include "gentl/GenTLModule.h"
+#include "gentl-module/GenTLCall.h"
+#include "gentl-module/GenTLModule.h"
 #include "log/Log.h"
 #include "tq4_genicam.h"
 

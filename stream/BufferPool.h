@@ -10,7 +10,7 @@
 #include <memory>
 #include <vector>
 
-#include "gentl/GenTL.h"
+#include "gentl-module/GenTL.h"
 
 namespace tq4::gentl {
 class GenTLModule;

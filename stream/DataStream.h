@@ -16,7 +16,7 @@
 #include <memory>
 #include <string>
 
-#include "gentl/GenTL.h"
+#include "gentl-module/GenTL.h"
 #include "stream/Acquisition.h"
 #include "stream/BufferPool.h"
 #include "stream/ThreadSafety.h"

@@ -13,7 +13,7 @@
 
 #include "features/Features.h"
 #include "features/NodeMap.h"
-#include "gentl/GenTLModule.h"
+#include "gentl-module/GenTLModule.h"
 #include "tools/Commands.h"
 #include "tools/Producers.h"
 

@@ -6,9 +6,9 @@
 
 #include "config/Config.h"
 #include "features/NodeMap.h"
+#include "gentl-module/GenTL.h"
+#include "gentl-module/GenTLModule.h"
 #include "gentl/Device.h"
-#include "gentl/GenTL.h"
-#include "gentl/GenTLModule.h"
 #include "gentl/Interface.h"
 #include "gentl/SystemTLI.h"
 

@@ -1,5 +1,5 @@
 // Finding, loading and initialising a producer.
-#include "gentl/GenTLModule.h"
+#include "gentl-module/GenTLModule.h"
 
 #include "support/World.h"
 

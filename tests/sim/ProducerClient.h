@@ -3,7 +3,7 @@
 // an open data stream, and a typed view of the camera's registers.
 #pragma once
 
-#include "gentl/GenTL.h"
+#include "gentl-module/GenTL.h"
 #include "platform/Platform.h"
 #include "sim/CameraRegisters.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "gentl/GenTL.h"
+#include "gentl-module/GenTL.h"
 #include "platform/Platform.h"
 
 namespace tq4::gentl {

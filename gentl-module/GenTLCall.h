@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "gentl/GenTL.h"
+#include "gentl-module/GenTL.h"
 
 namespace tq4::gentl {
 

@@ -1,9 +1,9 @@
-#include "gentl/GenTLModule.h"
+#include "gentl-module/GenTLModule.h"
 
 #include <filesystem>
 #include <system_error>
 
-#include "gentl/DataFolder.h"
+#include "gentl-module/DataFolder.h"
 #include "log/Log.h"
 
 namespace tq4::gentl {

@@ -1,4 +1,4 @@
-#include "gentl/DataFolder.h"
+#include "gentl-module/DataFolder.h"
 
 #include "platform/Platform.h"
 
