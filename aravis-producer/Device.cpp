@@ -138,7 +138,7 @@ InfoValue Device::info(DEVICE_INFO_CMD command) const {
                       controller ? DEVICE_ACCESS_STATUS_OPEN_READWRITE : DEVICE_ACCESS_STATUS_OPEN_READONLY, command);
 }
 
-std::shared_ptr<Stream> Device::openStream(const std::string& id) {
+std::shared_ptr<StreamModule> Device::openStream(const std::string& id) {
     require(id == streamId(0), GC_ERR_INVALID_ID, "unknown data stream ID");
     std::lock_guard<std::mutex> lock(mutex_);
     require(stream_ == nullptr, GC_ERR_RESOURCE_IN_USE, "data stream already open");
@@ -156,7 +156,7 @@ std::shared_ptr<Stream> Device::openStream(const std::string& id) {
     return stream_;
 }
 
-void Device::streamClosed(const Stream& stream, std::vector<void*>& released) {
+void Device::streamClosed(const StreamModule& stream, std::vector<void*>& released) {
     std::shared_ptr<Stream> closing;
     {
         std::lock_guard<std::mutex> lock(mutex_);

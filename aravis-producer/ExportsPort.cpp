@@ -1,11 +1,11 @@
 // Exported GenTL port functions: register access, port information and the description URL.
-#include "aravis-producer/Exports.h"
+#include "aravis-producer/Producer.h"
+#include "producer-kit/Exports.h"
 
 #include <cstdlib>
+#include <cstring>
 
 using namespace tq4aravis;
-
-#include "producer-kit/PortExports.inc"
 
 namespace {
 

@@ -35,6 +35,12 @@ const std::vector<Transport>& transports() {
 
 // ---- Library -----------------------------------------------------------------------------
 
+}  // namespace tq4aravis
+
+gentlkit::ProducerLibrary& gentlkit::producerLibrary() { return tq4aravis::Library::instance(); }
+
+namespace tq4aravis {
+
 Library& Library::instance() {
     static Library library;
     return library;
@@ -137,7 +143,7 @@ InfoValue Interface::deviceInfo(const std::string& id, DEVICE_INFO_CMD command) 
     return tq4aravis::deviceInfo(e, transport(), DEVICE_ACCESS_STATUS_READWRITE, command);
 }
 
-std::shared_ptr<Device> Interface::openDevice(const std::string& id, DEVICE_ACCESS_FLAGS flags) {
+std::shared_ptr<DeviceModule> Interface::openDevice(const std::string& id, DEVICE_ACCESS_FLAGS flags) {
     requireAccessFlags(flags);
     std::lock_guard<std::mutex> lock(mutex_);
     const DeviceEntry e = entry(id);

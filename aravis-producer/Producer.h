@@ -83,9 +83,9 @@ public:
 
     const Transport& transport() const { return transports()[index()]; }
 
-    void updateDeviceList(bool8_t* changed);
-    InfoValue deviceInfo(const std::string& id, DEVICE_INFO_CMD command) const;
-    std::shared_ptr<Device> openDevice(const std::string& id, DEVICE_ACCESS_FLAGS flags);
+    void updateDeviceList(bool8_t* changed) override;
+    InfoValue deviceInfo(const std::string& id, DEVICE_INFO_CMD command) const override;
+    std::shared_ptr<DeviceModule> openDevice(const std::string& id, DEVICE_ACCESS_FLAGS flags) override;
 
 private:
     const DeviceEntry& entry(const std::string& id) const;  // GC_ERR_INVALID_ID when not listed
@@ -123,8 +123,8 @@ public:
     ArvDevice* arv() const { return device_; }
 
     uint32_t numStreams() const override { return 1; }
-    std::shared_ptr<Stream> openStream(const std::string& id);
-    void streamClosed(const Stream& stream, std::vector<void*>& released);
+    std::shared_ptr<StreamModule> openStream(const std::string& id) override;
+    void streamClosed(const StreamModule& stream, std::vector<void*>& released) override;
     void close(std::vector<void*>& released) override;
 
 private:
@@ -157,8 +157,9 @@ public:
 
     std::shared_ptr<Device> device() const { return device_.lock(); }
 
-    void start(uint64_t count);
-    void stop(ACQ_STOP_FLAGS flags);
+    void start(uint64_t count) override;
+    void stop(ACQ_STOP_FLAGS flags) override;
+    std::shared_ptr<DeviceModule> parentDevice() const override { return device_.lock(); }
 
     // Aravis' stream thread: takes the finished buffers out of Aravis' output queue.
     void collect();

@@ -17,6 +17,7 @@
 namespace gentlkit {
 
 class StreamModule;
+class DeviceModule;
 
 // Where a buffer is; the consumer owns it only in `Announced`.
 enum class BufferState { Announced, InputPool, Acquiring, OutputQueue };
@@ -94,8 +95,14 @@ public:
     // Ends acquisition, revokes everything and ends waits; the handles go with the stream.
     void close(std::vector<void*>& releasedHandles);
 
-protected:
     // ---- the producer's part
+    // DSStartAcquisition (flags checked) and DSStopAcquisition.
+    virtual void start(uint64_t count) = 0;
+    virtual void stop(ACQ_STOP_FLAGS flags) = 0;
+    // The device the stream belongs to; null once it closed.
+    virtual std::shared_ptr<DeviceModule> parentDevice() const = 0;
+
+protected:
     virtual std::shared_ptr<BufferModule> newBuffer() const { return std::make_shared<BufferModule>(); }
     // A buffer just put into the input pool (under mutex_).
     virtual void queued(BufferModule&) {}

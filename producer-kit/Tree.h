@@ -16,6 +16,7 @@ namespace gentlkit {
 class System;
 class InterfaceModule;
 class DeviceModule;
+class StreamModule;
 
 // A producer's library derives from this and names its interfaces.
 class ProducerLibrary {
@@ -35,6 +36,9 @@ public:
     virtual std::string interfaceId(uint32_t index) const = 0;
     virtual InfoValue interfaceInfo(uint32_t index, INTERFACE_INFO_CMD command) const = 0;
     virtual std::shared_ptr<InterfaceModule> newInterface(std::weak_ptr<System> system, uint32_t index) = 0;
+    // Runs before each export's body while the library is initialised (the simulated camera
+    // injects its delays and faults here: a GenTLError thrown is the export's answer).
+    virtual void enter(const char* function) { (void)function; }
 
 protected:
     ~ProducerLibrary() = default;
@@ -49,6 +53,9 @@ private:
     ModuleRegistry registry_;
     std::shared_ptr<System> system_;
 };
+
+// Defined by each producer: its library object, which the exported functions use.
+ProducerLibrary& producerLibrary();
 
 // Takes a module's open children out under its lock and closes them; then the module goes too.
 template <typename Child>
@@ -102,6 +109,11 @@ public:
     void deviceClosed(const DeviceModule& device);
     void close(std::vector<void*>& released);
 
+    // ---- the producer's part
+    virtual void updateDeviceList(bool8_t* changed) = 0;
+    virtual InfoValue deviceInfo(const std::string& id, DEVICE_INFO_CMD command) const = 0;
+    virtual std::shared_ptr<DeviceModule> openDevice(const std::string& id, DEVICE_ACCESS_FLAGS flags) = 0;
+
 protected:
     // A device just opened joins the open ones; it and its remote port get handles in `registry`.
     void adopt(const std::shared_ptr<DeviceModule>& device, ModuleRegistry& registry);  // under mutex_
@@ -130,6 +142,9 @@ public:
     virtual uint32_t numStreams() const = 0;
     std::string streamId(uint32_t index) const;
     virtual void close(std::vector<void*>& released) = 0;
+    virtual std::shared_ptr<StreamModule> openStream(const std::string& id) = 0;
+    // DSClose: the stream leaves the open ones and closes; its handles go to `released`.
+    virtual void streamClosed(const StreamModule& stream, std::vector<void*>& released) = 0;
 
 protected:
     std::shared_ptr<Module> port_;

@@ -60,7 +60,7 @@ InfoValue Device::info(DEVICE_INFO_CMD command) const {
 
 uint32_t Device::numStreams() const { return Library::instance().config().streams; }
 
-std::shared_ptr<Stream> Device::openStream(const std::string& id) {
+std::shared_ptr<StreamModule> Device::openStream(const std::string& id) {
     bool known = false;
     for (uint32_t i = 0; i < numStreams(); ++i) known = known || streamId(i) == id;
     require(known, GC_ERR_INVALID_ID, "unknown data stream ID");
@@ -74,7 +74,7 @@ std::shared_ptr<Stream> Device::openStream(const std::string& id) {
     return stream;
 }
 
-void Device::streamClosed(const Stream& stream, std::vector<void*>& released) {
+void Device::streamClosed(const StreamModule& stream, std::vector<void*>& released) {
     std::shared_ptr<Stream> closing;
     {
         std::lock_guard<std::mutex> lock(mutex_);

@@ -1,9 +1,8 @@
 // Exported GenTL port functions: register access, port information and description URLs.
-#include "sim/Exports.h"
+#include "producer-kit/Exports.h"
+#include "sim/Tree.h"
 
 using namespace zevo;
-
-#include "producer-kit/PortExports.inc"
 
 namespace {
 

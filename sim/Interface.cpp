@@ -56,7 +56,7 @@ InfoValue Interface::deviceInfo(const std::string& id, DEVICE_INFO_CMD command) 
     return zevo::deviceInfo(*Library::instance().camera(index), id, accessStatus(id), command);
 }
 
-std::shared_ptr<Device> Interface::openDevice(const std::string& id, DEVICE_ACCESS_FLAGS flags) {
+std::shared_ptr<DeviceModule> Interface::openDevice(const std::string& id, DEVICE_ACCESS_FLAGS flags) {
     requireAccessFlags(flags);
     std::lock_guard<std::mutex> lock(mutex_);
     const size_t index = cameraIndexOf(id);

@@ -21,11 +21,19 @@ const gentlkit::ProducerNames& gentlkit::producerNames() {
     return names;
 }
 
+gentlkit::ProducerLibrary& gentlkit::producerLibrary() { return zevo::Library::instance(); }
+
 namespace zevo {
 
 Library& Library::instance() {
     static Library library;
     return library;
+}
+
+void Library::enter(const char* function) {
+    faults_.delay(function);
+    if (const auto fault = faults_.fire(function); fault && *fault != GC_ERR_SUCCESS)
+        throw GenTLError(*fault, std::string("injected fault in ") + function);
 }
 
 void Library::load() {

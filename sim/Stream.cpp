@@ -1,5 +1,7 @@
 #include "sim/Stream.h"
 
+#include "sim/Tree.h"
+
 namespace zevo {
 
 Stream::Stream(std::shared_ptr<Camera> camera, std::weak_ptr<Device> device, std::string id, const Config& config,
@@ -24,6 +26,8 @@ std::shared_ptr<BufferModule> Stream::newBuffer() const {
 void Stream::queued(BufferModule& buffer) { buffer.stuck = ++queueCalls_ == config_.stuckBuffer; }
 
 // ---- acquisition -------------------------------------------------------------------------
+
+std::shared_ptr<DeviceModule> Stream::parentDevice() const { return device_.lock(); }
 
 void Stream::start(uint64_t count) {
     require(count > 0, GC_ERR_INVALID_PARAMETER, "number of buffers to acquire is 0");

@@ -24,8 +24,9 @@ public:
 
     std::shared_ptr<Device> device() const { return device_.lock(); }
 
-    void start(uint64_t count);
-    void stop(ACQ_STOP_FLAGS flags);
+    void start(uint64_t count) override;
+    void stop(ACQ_STOP_FLAGS flags) override;
+    std::shared_ptr<DeviceModule> parentDevice() const override;
 
 private:
     std::shared_ptr<BufferModule> newBuffer() const override;

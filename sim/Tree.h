@@ -33,6 +33,8 @@ public:
     std::string interfaceId(uint32_t index) const override;
     InfoValue interfaceInfo(uint32_t index, INTERFACE_INFO_CMD command) const override;
     std::shared_ptr<InterfaceModule> newInterface(std::weak_ptr<System> system, uint32_t index) override;
+    // The injected delays and faults of `function`.
+    void enter(const char* function) override;
 
 private:
     void load() override;  // reads the configuration
@@ -47,9 +49,9 @@ class Interface : public InterfaceModule {
 public:
     using InterfaceModule::InterfaceModule;
 
-    void updateDeviceList(bool8_t* changed);
-    InfoValue deviceInfo(const std::string& id, DEVICE_INFO_CMD command) const;
-    std::shared_ptr<Device> openDevice(const std::string& id, DEVICE_ACCESS_FLAGS flags);
+    void updateDeviceList(bool8_t* changed) override;
+    InfoValue deviceInfo(const std::string& id, DEVICE_INFO_CMD command) const override;
+    std::shared_ptr<DeviceModule> openDevice(const std::string& id, DEVICE_ACCESS_FLAGS flags) override;
     DEVICE_ACCESS_STATUS accessStatus(const std::string& deviceId) const;
 
 private:
@@ -85,8 +87,8 @@ public:
     void createPort();
 
     uint32_t numStreams() const override;
-    std::shared_ptr<Stream> openStream(const std::string& id);
-    void streamClosed(const Stream& stream, std::vector<void*>& released);
+    std::shared_ptr<StreamModule> openStream(const std::string& id) override;
+    void streamClosed(const StreamModule& stream, std::vector<void*>& released) override;
     void close(std::vector<void*>& released) override;
 
 private:

@@ -1,12 +1,15 @@
 // Exported GenTL functions of the library, system, interface and device modules, the same in
-// every producer of this project. Included by a producer's own source after its names:
-// `guarded`, `lookup<T>(handle, kind)`, `Library::instance()` (a ProducerLibrary, Tree.h) and
-// the classes `Interface` and `Device` with the members used here.
+// every producer built on this kit.
+#include "producer-kit/Exports.h"
+#include "producer-kit/StreamModule.h"
+
+using namespace gentlkit;
+
 namespace {
 
 std::shared_ptr<System> system(TL_HANDLE h) { return lookup<System>(h, ModuleKind::System); }
-std::shared_ptr<Interface> iface(IF_HANDLE h) { return lookup<Interface>(h, ModuleKind::Interface); }
-std::shared_ptr<Device> device(DEV_HANDLE h) { return lookup<Device>(h, ModuleKind::Device); }
+std::shared_ptr<InterfaceModule> iface(IF_HANDLE h) { return lookup<InterfaceModule>(h, ModuleKind::Interface); }
+std::shared_ptr<DeviceModule> device(DEV_HANDLE h) { return lookup<DeviceModule>(h, ModuleKind::Device); }
 
 std::string text(const char* s) {
     requirePointer(s);
@@ -19,11 +22,11 @@ std::string text(const char* s) {
 
 GC_ERROR GC_CALLTYPE GenTL::GCInitLib() {
     return guarded(
-        "GCInitLib", [] { Library::instance().init(); }, false);
+        "GCInitLib", [] { producerLibrary().init(); }, false);
 }
 
 GC_ERROR GC_CALLTYPE GenTL::GCCloseLib() {
-    return guarded("GCCloseLib", [] { Library::instance().close(); });
+    return guarded("GCCloseLib", [] { producerLibrary().close(); });
 }
 
 GC_ERROR GC_CALLTYPE GenTL::GCGetInfo(TL_INFO_CMD iInfoCmd, INFO_DATATYPE* piType, void* pBuffer, size_t* piSize) {
@@ -39,7 +42,7 @@ GC_ERROR GC_CALLTYPE GenTL::GCGetLastError(GC_ERROR* piErrorCode, char* sErrText
 GC_ERROR GC_CALLTYPE GenTL::TLOpen(TL_HANDLE* phTL) {
     return guarded("TLOpen", [&] {
         requirePointer(phTL);
-        *phTL = Library::instance().openSystem()->handle();
+        *phTL = producerLibrary().openSystem()->handle();
     });
 }
 
@@ -47,8 +50,8 @@ GC_ERROR GC_CALLTYPE GenTL::TLClose(TL_HANDLE hTL) {
     return guarded("TLClose", [&] {
         std::vector<void*> released;
         system(hTL)->close(released);
-        Library::instance().release(released);
-        Library::instance().systemClosed();
+        producerLibrary().release(released);
+        producerLibrary().systemClosed();
     });
 }
 
@@ -93,14 +96,14 @@ GC_ERROR GC_CALLTYPE GenTL::IFClose(IF_HANDLE hIface) {
         std::vector<void*> released;
         i->close(released);
         if (const auto parent = i->system()) parent->interfaceClosed(*i);
-        Library::instance().release(released);
+        producerLibrary().release(released);
     });
 }
 
 GC_ERROR GC_CALLTYPE GenTL::IFGetInfo(IF_HANDLE hIface, INTERFACE_INFO_CMD iInfoCmd, INFO_DATATYPE* piType,
                                       void* pBuffer, size_t* piSize) {
     return guarded("IFGetInfo", [&] {
-        deliverInfo(Library::instance().interfaceInfo(iface(hIface)->index(), iInfoCmd), piType, pBuffer, piSize);
+        deliverInfo(producerLibrary().interfaceInfo(iface(hIface)->index(), iInfoCmd), piType, pBuffer, piSize);
     });
 }
 
@@ -172,7 +175,7 @@ GC_ERROR GC_CALLTYPE GenTL::DevClose(DEV_HANDLE hDevice) {
         std::vector<void*> released;
         d->close(released);
         if (const auto parent = d->parent()) parent->deviceClosed(*d);
-        Library::instance().release(released);
+        producerLibrary().release(released);
     });
 }
 

@@ -1,16 +1,18 @@
-// Exported GenTL port functions but GCGetPortURLInfo, the same in every producer of this
-// project: register access, port information and the one description URL of each port.
-// Included by a producer's own source after its names: `guarded`, `Library::instance()` and
-// `ModuleKind`. The producer's GCGetPortURLInfo may use `lookupPort`.
-namespace {
+// Exported GenTL port functions but GCGetPortURLInfo, the same in every producer built on this
+// kit: register access, port information and the one description URL of each port. Each
+// producer answers GCGetPortURLInfo itself (with `lookupPort`).
+#include "producer-kit/Exports.h"
 
-// The module whose port a port handle names; buffers have none (GC_ERR_NOT_IMPLEMENTED).
-std::shared_ptr<Module> lookupPort(const void* handle) {
-    const auto module = Library::instance().registry().find(handle);
+using namespace gentlkit;
+
+std::shared_ptr<Module> gentlkit::lookupPort(const void* handle) {
+    const auto module = producerLibrary().registry().find(handle);
     require(module != nullptr && module->kind() != ModuleKind::Event, GC_ERR_INVALID_HANDLE, "unknown port handle");
     require(module->hasPort(), GC_ERR_NOT_IMPLEMENTED, "this module has no port");
     return module;
 }
+
+namespace {
 
 // Reads or writes each entry in turn; the count of entries done is written even on failure.
 template <typename Access>

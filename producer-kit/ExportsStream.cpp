@@ -1,17 +1,20 @@
 // Exported GenTL functions of the data stream module, its buffers and the event objects, the
-// same in every producer of this project. Included by a producer's own source after its names:
-// `guarded`, `lookup<T>(handle, kind)`, `ModuleKind`, `Library::instance().registry()` and
-// `.release(handles)`, and the classes `Stream`, `BufferModule` and `NewBufferEvent` with the
-// members used here; `Stream` derives from StreamModule (StreamModule.h).
+// same in every producer built on this kit.
+#include "producer-kit/Exports.h"
+#include "producer-kit/StreamModule.h"
+
+#include <cstring>
+
+using namespace gentlkit;
 
 namespace {
 
-std::shared_ptr<Stream> stream(DS_HANDLE h) { return lookup<Stream>(h, ModuleKind::Stream); }
+std::shared_ptr<StreamModule> stream(DS_HANDLE h) { return lookup<StreamModule>(h, ModuleKind::Stream); }
 std::shared_ptr<BufferModule> buffer(BUFFER_HANDLE h) { return lookup<BufferModule>(h, ModuleKind::Buffer); }
 std::shared_ptr<NewBufferEvent> event(EVENT_HANDLE h) { return lookup<NewBufferEvent>(h, ModuleKind::Event); }
 
 // The stream and one of its own buffers; a foreign buffer is an invalid handle.
-std::pair<std::shared_ptr<Stream>, std::shared_ptr<BufferModule>> streamBuffer(DS_HANDLE ds, BUFFER_HANDLE b) {
+std::pair<std::shared_ptr<StreamModule>, std::shared_ptr<BufferModule>> streamBuffer(DS_HANDLE ds, BUFFER_HANDLE b) {
     auto s = stream(ds);
     auto buf = buffer(b);
     require(buf->owner == s.get(), GC_ERR_INVALID_HANDLE, "buffer belongs to another data stream");
@@ -19,7 +22,7 @@ std::pair<std::shared_ptr<Stream>, std::shared_ptr<BufferModule>> streamBuffer(D
 }
 
 void registerBuffer(const std::shared_ptr<BufferModule>& b, BUFFER_HANDLE* phBuffer) {
-    Library::instance().registry().add(b);
+    producerLibrary().registry().add(b);
     *phBuffer = b->handle();
 }
 
@@ -60,7 +63,7 @@ GC_ERROR GC_CALLTYPE GenTL::DSRevokeBuffer(DS_HANDLE hDataStream, BUFFER_HANDLE 
     return guarded("DSRevokeBuffer", [&] {
         auto [s, b] = streamBuffer(hDataStream, hBuffer);
         s->revoke(*b, pBuffer, pPrivate);
-        Library::instance().registry().remove(hBuffer);
+        producerLibrary().registry().remove(hBuffer);
     });
 }
 
@@ -133,17 +136,17 @@ GC_ERROR GC_CALLTYPE GenTL::DSClose(DS_HANDLE hDataStream) {
     return guarded("DSClose", [&] {
         const auto s = stream(hDataStream);
         std::vector<void*> released;
-        if (const auto d = s->device())
+        if (const auto d = s->parentDevice())
             d->streamClosed(*s, released);
         else
             s->close(released), released.push_back(s->handle());
-        Library::instance().release(released);
+        producerLibrary().release(released);
     });
 }
 
 GC_ERROR GC_CALLTYPE GenTL::DSGetParentDev(DS_HANDLE hDataStream, DEV_HANDLE* phDevice) {
     return guarded("DSGetParentDev", [&] {
-        const auto d = stream(hDataStream)->device();
+        const auto d = stream(hDataStream)->parentDevice();
         require(d != nullptr, GC_ERR_INVALID_HANDLE, "device closed");
         setOutput<void*>(phDevice, d->handle());
     });
@@ -230,26 +233,26 @@ GC_ERROR GC_CALLTYPE GenTL::DSGetBufferSegmentInfo(DS_HANDLE hDataStream, BUFFER
 
 GC_ERROR GC_CALLTYPE GenTL::GCRegisterEvent(EVENTSRC_HANDLE hEventSrc, EVENT_TYPE iEventID, EVENT_HANDLE* phEvent) {
     return guarded("GCRegisterEvent", [&] {
-        const auto source = Library::instance().registry().find(hEventSrc);
+        const auto source = producerLibrary().registry().find(hEventSrc);
         require(source && source->kind() != ModuleKind::RemotePort && source->kind() != ModuleKind::Event,
                 GC_ERR_INVALID_HANDLE, "not an event source");
         requirePointer(phEvent);
         require(source->kind() == ModuleKind::Stream && iEventID == EVENT_NEW_BUFFER, GC_ERR_NOT_IMPLEMENTED,
                 "only new-buffer events on data streams are supported");
-        const auto e = std::static_pointer_cast<Stream>(source)->registerEvent();
-        Library::instance().registry().add(e);
+        const auto e = std::static_pointer_cast<StreamModule>(source)->registerEvent();
+        producerLibrary().registry().add(e);
         *phEvent = e->handle();
     });
 }
 
 GC_ERROR GC_CALLTYPE GenTL::GCUnregisterEvent(EVENTSRC_HANDLE hEventSrc, EVENT_TYPE iEventID) {
     return guarded("GCUnregisterEvent", [&] {
-        const auto source = Library::instance().registry().find(hEventSrc);
+        const auto source = producerLibrary().registry().find(hEventSrc);
         require(source && source->kind() != ModuleKind::RemotePort && source->kind() != ModuleKind::Event,
                 GC_ERR_INVALID_HANDLE, "not an event source");
         require(source->kind() == ModuleKind::Stream && iEventID == EVENT_NEW_BUFFER, GC_ERR_NOT_IMPLEMENTED,
                 "only new-buffer events on data streams are supported");
-        Library::instance().registry().remove(std::static_pointer_cast<Stream>(source)->unregisterEvent());
+        producerLibrary().registry().remove(std::static_pointer_cast<StreamModule>(source)->unregisterEvent());
     });
 }
 
