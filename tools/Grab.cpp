@@ -50,7 +50,8 @@ int64_t stampedFrameId(const Slot& slot, const Geometry& g) {
         const unsigned raw = g.bytesPerPixel == 1 ? p[0] : unsigned(p[0] | (p[1] << 8));
         const unsigned bcd = (raw >> shift) & 0xFF;
         if ((bcd >> 4) > 9 || (bcd & 0xF) > 9) return -1;
-        id = id * 100 + (bcd >> 4) * 10 + (bcd & 0xF);
+        const unsigned twoDigits = (bcd >> 4) * 10 + (bcd & 0xF);
+        id = id * 100 + twoDigits;
     }
     return id;
 }
