@@ -305,6 +305,7 @@ int runSet(const GlobalOptions& options, const std::vector<std::string>& assignm
             accepted = false;
         }
         if (!accepted) {
+            // NOLINTNEXTLINE(performance-inefficient-string-concatenation): one message for a refused value
             complain("'" + name + "' does not take '" + value + "' (" + describeFeature(map, name) + ")");
             result = 1;
             continue;

@@ -255,9 +255,10 @@ private:
     }
 
     bool queue(Slot& slot) {
-        const uint32_t result =
-            camera_.library().setImageBuffer(camera_.handle(), reinterpret_cast<TQ4_HANDLE>(slot.event->nativeHandle()),
-                                             0, 0, 0, 0, slot.image.data(), uint32_t(slot.image.size()), &slot.status);
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): the driver's C interface takes an event as a HANDLE
+        const auto eventHandle = reinterpret_cast<TQ4_HANDLE>(slot.event->nativeHandle());
+        const uint32_t result = camera_.library().setImageBuffer(
+            camera_.handle(), eventHandle, 0, 0, 0, 0, slot.image.data(), uint32_t(slot.image.size()), &slot.status);
         slot.queued = result == 0 || result == 0x360000;
         if (!slot.queued) complain("Set_Image_Buffer: " + describeResult(result));
         return slot.queued;

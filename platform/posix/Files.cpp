@@ -59,6 +59,7 @@ std::string getEnvironment(const char* name) {
     return value ? value : "";
 }
 
+// NOLINTNEXTLINE(concurrency-mt-unsafe): tests and benchmarks change the environment, the product never does
 bool setEnvironment(const char* name, const std::string& value) { return name && setenv(name, value.c_str(), 1) == 0; }
 
 bool executablePath(std::string& path) {
