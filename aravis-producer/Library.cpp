@@ -117,6 +117,7 @@ void Interface::updateDeviceList(bool8_t* changed) {
     std::lock_guard<std::mutex> lock(mutex_);
     const auto ids = [](const std::vector<DeviceEntry>& list) {
         std::vector<std::string> out;
+        out.reserve(list.size());
         for (const auto& e : list) out.push_back(e.id);
         return out;
     };

@@ -93,7 +93,7 @@ std::string findDownloadTool() {
     const std::string withExe = kDownloadTool;
     const std::string withoutExe = withExe.substr(0, withExe.size() - 4);
     for (const std::string& name : {withExe, withoutExe}) {
-        const std::string found = gentl::GenTLModule::findProducer(name);
+        std::string found = gentl::GenTLModule::findProducer(name);
         if (found != name) return found;
     }
     return {};

@@ -78,6 +78,7 @@
 /* Return type plus attributes in front of every function name. */
 #define GC_API             GC_IMPORT_EXPORT GC_ERROR GC_CALLTYPE
 /* Function-pointer typedef: GC_API_P(PGCInitLib)(void); */
+/* NOLINTNEXTLINE(bugprone-macro-parentheses): the argument is the name the typedef declares */
 #define GC_API_P(function) typedef GC_ERROR(GC_CALLTYPE* function)
 
 GENTL_BEGIN_DECLS
@@ -503,8 +504,9 @@ typedef struct S_DS_BUFFER_PART_INFO_STACKED {
 /* ---- Functions --------------------------------------------------------------------------- */
 /* GENTL_FUNCTION(Name, (parameters)) declares the exported function Name and the pointer typedef
  * PName with the same parameter list, so the two can never disagree. */
-#define GENTL_FUNCTION(name, params) \
-    GC_API name params;              \
+#define GENTL_FUNCTION(name, params)                                                     \
+    GC_API name params;                                                                  \
+    /* NOLINTNEXTLINE(bugprone-macro-parentheses): the argument is the parameter list */ \
     GC_API_P(P##name) params;
 
 /* Library and global functions */

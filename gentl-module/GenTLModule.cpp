@@ -69,8 +69,9 @@ std::string GenTLModule::findProducer(const std::string& name) {
         // Piece, separator, name: an empty piece names the root folder, as on Windows the root
         // of the current drive, never the current directory out of turn.
         const char separator = platform::pathSeparator();
-        const std::string candidate =
-            !folder.empty() && folder.back() == separator ? folder + name : folder + separator + name;
+        std::string candidate = folder;
+        if (folder.empty() || folder.back() != separator) candidate += separator;
+        candidate += name;
         TQ4_LOG(log::kVerbose, nullptr, "GenTLModule::findProducer: %s", candidate.c_str());
         if (platform::fileExists(candidate)) {
             TQ4_LOG(log::kProgress, nullptr, "GenTLModule::findProducer: GenTL Producer found: %s", candidate.c_str());

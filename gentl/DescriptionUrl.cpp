@@ -29,7 +29,7 @@ bool startsWithDriveLetter(const std::string& path) {
 // The path as it stands: only "local:" URLs end at a query.
 std::string filePathOf(const std::string& rest) {
     if (!startsWith(rest, kEmptyAuthority)) return rest;
-    const std::string path = rest.substr(kEmptyAuthority.size());
+    std::string path = rest.substr(kEmptyAuthority.size());
     if (startsWith(path, "/") && startsWithDriveLetter(path.substr(1))) return path.substr(1);
     return path;
 }

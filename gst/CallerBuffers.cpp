@@ -36,9 +36,10 @@ bool CallerBuffers::queueAll(std::string& error) {
 
 bool CallerBuffers::queueLocked(std::size_t index, std::string& error) {
     Slot& slot = slots_[index];
-    const uint32_t result =
-        library_.setImageBuffer(camera_, reinterpret_cast<TQ4_HANDLE>(slot.event->nativeHandle()), 0, 0, 0, 0,
-                                slot.memory.data(), uint32_t(slot.memory.size()), &slot.status);
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the driver's C interface takes an event as a HANDLE
+    const auto eventHandle = reinterpret_cast<TQ4_HANDLE>(slot.event->nativeHandle());
+    const uint32_t result = library_.setImageBuffer(camera_, eventHandle, 0, 0, 0, 0, slot.memory.data(),
+                                                    uint32_t(slot.memory.size()), &slot.status);
     if (result != ZEVO_NOERROR && result != kQueuedWithoutAcquisitionBuffer) {
         slot.state = State::Idle;
         error = "Set_Image_Buffer: " + tools::describeResult(result);

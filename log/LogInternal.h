@@ -11,15 +11,13 @@
 namespace tq4::log::detail {
 
 // Bits of the mask beyond the line classes of Log.h.
-enum : uint32_t {
-    kHandleColumn = 0x800,
-    kTimeColumn = 0x1000,
-    kDeltaColumn = 0x2000,
-    kThreadColumn = 0x4000,
-    kProcessorColumn = 0x8000,
-    kOwnDiagnostics = 0x100000,
-    kPriorityColumn = 0x200000,
-};
+constexpr uint32_t kHandleColumn = 0x800;
+constexpr uint32_t kTimeColumn = 0x1000;
+constexpr uint32_t kDeltaColumn = 0x2000;
+constexpr uint32_t kThreadColumn = 0x4000;
+constexpr uint32_t kProcessorColumn = 0x8000;
+constexpr uint32_t kOwnDiagnostics = 0x100000;
+constexpr uint32_t kPriorityColumn = 0x200000;
 
 struct Parameters {
     uint32_t logBits = kError;

@@ -23,7 +23,7 @@ std::string replaceFileWhole(const std::string& path, const std::function<bool(c
     }
     std::filesystem::rename(temporary, path, error);
     if (!error) return {};
-    const std::string why = "cannot rename " + temporary + " to " + path + ": " + error.message();
+    std::string why = "cannot rename " + temporary + " to " + path + ": " + error.message();
     std::filesystem::remove(temporary, error);
     return why;
 }

@@ -6,7 +6,7 @@
 using namespace gentlkit;
 
 std::shared_ptr<Module> gentlkit::lookupPort(const void* handle) {
-    const auto module = producerLibrary().registry().find(handle);
+    auto module = producerLibrary().registry().find(handle);
     require(module != nullptr && module->kind() != ModuleKind::Event, GC_ERR_INVALID_HANDLE, "unknown port handle");
     require(module->hasPort(), GC_ERR_NOT_IMPLEMENTED, "this module has no port");
     return module;

@@ -34,7 +34,7 @@ InfoValue portInfo(const PortIdentity& p, PORT_INFO_CMD command) {
         case PORT_INFO_BIG_ENDIAN: return infoBool(p.bigEndian);
         case PORT_INFO_ACCESS_READ: return infoBool(true);
         case PORT_INFO_ACCESS_WRITE: return infoBool(p.writable);
-        case PORT_INFO_ACCESS_NA: return infoBool(false);
+        case PORT_INFO_ACCESS_NA:
         case PORT_INFO_ACCESS_NI: return infoBool(false);
         case PORT_INFO_VERSION: return infoString(p.version);
         case PORT_INFO_PORTNAME: return infoString(p.portName);

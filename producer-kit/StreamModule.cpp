@@ -273,7 +273,7 @@ InfoValue StreamModule::commonInfo(STREAM_INFO_CMD command) const {
         case STREAM_INFO_DEFINES_PAYLOADSIZE: return infoBool(false);
         case STREAM_INFO_TLTYPE: return infoString(tlType());
         case STREAM_INFO_NUM_CHUNKS_MAX: return infoSize(0);
-        case STREAM_INFO_BUF_ANNOUNCE_MIN: return infoSize(1);
+        case STREAM_INFO_BUF_ANNOUNCE_MIN:
         case STREAM_INFO_BUF_ALIGNMENT: return infoSize(1);
         case STREAM_INFO_FLOW_TABLE:
         case STREAM_INFO_GENDC_PREFETCH_DESCRIPTOR: throw GenTLError(GC_ERR_NO_DATA, "no GenDC flows in this stream");

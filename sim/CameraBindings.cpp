@@ -4,6 +4,7 @@
 #include "sim/CameraRegisters.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace zevo {
 namespace {
@@ -20,7 +21,7 @@ Int rangeSetter(int64_t& target, int64_t lo, int64_t hi, const char* what) {
 
 // Setter of a command register: writing the command value runs it.
 Int commandSetter(std::function<void()> action) {
-    return [action](int64_t v) {
+    return [action = std::move(action)](int64_t v) {
         if (v == 1) action();
     };
 }
@@ -179,7 +180,7 @@ void Camera::bindSensors() {
          [this](const std::string&, Clock::time_point t) { return thermal_.humidityAbsGramPerM3(t); }},
     };
     for (size_t b = 0; b < blocks.size(); ++b) {
-        const Block block = blocks[b];
+        const Block& block = blocks[b];
         int64_t& id = s_.sensorIds[b];
         registers_.addInteger(
             block.base + reg::kSensorIdOffset, [&id] { return id; },

@@ -20,10 +20,10 @@ InfoValue urlInfo(const Description& d, URL_INFO_CMD command) {
     const bool located = d.scheme == URL_SCHEME_LOCAL || Library::instance().config().fileUrlInfoNumbers;
     switch (command) {
         case URL_INFO_URL: return infoString(d.url);
-        case URL_INFO_SCHEMA_VER_MAJOR: return infoInt32(1);
-        case URL_INFO_SCHEMA_VER_MINOR: return infoInt32(1);
+        case URL_INFO_SCHEMA_VER_MAJOR:
+        case URL_INFO_SCHEMA_VER_MINOR:
         case URL_INFO_FILE_VER_MAJOR: return infoInt32(1);
-        case URL_INFO_FILE_VER_MINOR: return infoInt32(0);
+        case URL_INFO_FILE_VER_MINOR:
         case URL_INFO_FILE_VER_SUBMINOR: return infoInt32(0);
         case URL_INFO_FILE_SHA1_HASH: throw GenTLError(GC_ERR_NOT_AVAILABLE, "no SHA1 hash of the description");
         case URL_INFO_FILE_REGISTER_ADDRESS:

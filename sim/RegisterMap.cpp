@@ -27,30 +27,30 @@ void RegisterMap::add(uint64_t address, Register reg) { registers_[address] = st
 void RegisterMap::addInteger(uint64_t address, IntGetter get, IntSetter set) {
     Register reg;
     reg.length = 8;
-    reg.get = [get] { return toBytes<int64_t>(get()); };
-    if (set) reg.set = [set](const std::vector<uint8_t>& b) { set(fromBytes<int64_t>(b)); };
+    reg.get = [get = std::move(get)] { return toBytes<int64_t>(get()); };
+    if (set) reg.set = [set = std::move(set)](const std::vector<uint8_t>& b) { set(fromBytes<int64_t>(b)); };
     add(address, std::move(reg));
 }
 
 void RegisterMap::addFloat(uint64_t address, FloatGetter get, FloatSetter set) {
     Register reg;
     reg.length = 8;
-    reg.get = [get] { return toBytes<double>(get()); };
-    if (set) reg.set = [set](const std::vector<uint8_t>& b) { set(fromBytes<double>(b)); };
+    reg.get = [get = std::move(get)] { return toBytes<double>(get()); };
+    if (set) reg.set = [set = std::move(set)](const std::vector<uint8_t>& b) { set(fromBytes<double>(b)); };
     add(address, std::move(reg));
 }
 
 void RegisterMap::addString(uint64_t address, uint32_t length, StringGetter get, StringSetter set) {
     Register reg;
     reg.length = length;
-    reg.get = [get, length] {
+    reg.get = [get = std::move(get), length] {
         std::vector<uint8_t> bytes(length, 0);
         const std::string text = get();
         std::memcpy(bytes.data(), text.data(), std::min<size_t>(text.size(), length - 1));
         return bytes;
     };
     if (set)
-        reg.set = [set](const std::vector<uint8_t>& b) {
+        reg.set = [set = std::move(set)](const std::vector<uint8_t>& b) {
             const auto end = std::find(b.begin(), b.end(), uint8_t(0));
             set(std::string(b.begin(), end));
         };
@@ -60,7 +60,7 @@ void RegisterMap::addString(uint64_t address, uint32_t length, StringGetter get,
 void RegisterMap::addBlob(uint64_t address, std::shared_ptr<const std::vector<uint8_t>> blob) {
     Register reg;
     reg.length = static_cast<uint32_t>(blob->size());
-    reg.get = [blob] { return *blob; };
+    reg.get = [blob = std::move(blob)] { return *blob; };
     add(address, std::move(reg));
 }
 

@@ -92,7 +92,7 @@ std::vector<uint32_t> renderCodes(const SensorModel& sensor, const SceneSettings
                     sum += correctedSignal(s, sensor, std::min(x0 + dx, kSensorWidthPx - 1),
                                            std::min(y0 + dy, kSensorHeightPx - 1));
             const float v = std::clamp(sum / float(g.binH * g.binV), 0.f, 1.f);
-            codes[size_t(row) * g.width + col] = uint32_t(v * scale + 0.5f);
+            codes[size_t(row) * g.width + col] = uint32_t(std::lround(v * scale));
         }
     return codes;
 }

@@ -101,7 +101,7 @@ Reference captureReference(const SensorModel& sensor, Reference::Kind kind, uint
         for (uint32_t x = 0; x < r.width; ++x) {
             float level = sensor.darkLevel(x, y);
             if (kind == Reference::White) level += sensor.gain(x, y) * kFlatField;
-            r.codes[size_t(y) * r.width + x] = uint16_t(std::fmin(level, 1.f) * maxCode + 0.5f);
+            r.codes[size_t(y) * r.width + x] = uint16_t(std::lround(std::fmin(level, 1.f) * maxCode));
         }
     return r;
 }

@@ -86,7 +86,7 @@ std::string readableText(const StampMoment& m) {
 // up to the last row of the cells.
 bool fitsReadable(std::size_t imageBytes, StampPixels pixels, uint64_t width, uint64_t height) {
     return knownPixelSize(pixels) && width >= kReadableMinWidth && height >= kReadableMinHeight &&
-           width <= imageBytes / (kReadableRows * pixels.bytesPerPixel);
+           width <= imageBytes / (std::size_t{kReadableRows} * pixels.bytesPerPixel);
 }
 
 }  // namespace

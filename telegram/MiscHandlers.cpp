@@ -16,9 +16,9 @@ using tq4::log::kVerbose;
 constexpr std::array<const char*, 4> kTimestampEntries = {"Off", "BINARY", "ASCII_BINARY", "ASCII"};
 
 uint16_t timestampModeOfEntry(const std::string& entry) {
-    for (uint16_t mode = 1; mode < kTimestampEntries.size(); ++mode) {
+    for (std::size_t mode = 1; mode < kTimestampEntries.size(); ++mode) {
         if (entry == kTimestampEntries[mode]) {
-            return mode;
+            return static_cast<uint16_t>(mode);
         }
     }
     return 0;

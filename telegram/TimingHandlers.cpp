@@ -1,6 +1,7 @@
 // Timing and trigger commands: timebases, delay and exposure, frame rate and cycle time,
 // trigger and acquire modes, the software trigger.
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <optional>
 #include <string>
@@ -391,7 +392,7 @@ TQ4_TELEGRAM_HANDLER(GET_FRAMERATE) {
 
 // The camera's cycle time (one frame period) as seconds and nanoseconds.
 TQ4_TELEGRAM_HANDLER(GET_COC_RUNTIME) {
-    const auto period = static_cast<uint64_t>(cyclePeriodNs(readTiming(*nodeMapOf(device))) + 0.5);
+    const auto period = static_cast<uint64_t>(std::llround(cyclePeriodNs(readTiming(*nodeMapOf(device)))));
     Response response(call.code(), kCocRuntimeLength);
     response.putU32(kCocSeconds, static_cast<uint32_t>(period / 1000000000u));
     response.putU32(kCocNanoseconds, static_cast<uint32_t>(period % 1000000000u));

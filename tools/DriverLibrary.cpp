@@ -20,11 +20,6 @@ constexpr uint32_t kResponseCapacity = 512;              // the largest response
 constexpr std::size_t kNameOffset = 4, kNameField = 40;  // GET_CAMERA_NAME: text and its NUL
 }  // namespace
 
-// The library stays loaded until the process ends, when its own exit handler detaches it (as
-// the camera SDK's host process does). Unloading it earlier would leave the GLib types that the
-// node-map engine registered pointing into a library that is gone.
-DriverLibrary::~DriverLibrary() = default;
-
 template <typename F>
 bool DriverLibrary::resolve(F& target, const char* name, std::string& error) {
     target = reinterpret_cast<F>(platform::moduleSymbol(module_, name));

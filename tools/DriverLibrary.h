@@ -14,7 +14,10 @@ namespace tq4::tools {
 class DriverLibrary {
 public:
     DriverLibrary() = default;
-    ~DriverLibrary();
+    // The library stays loaded until the process ends, when its own exit handler detaches it (as
+    // the camera SDK's host process does). Unloading it earlier would leave the GLib types that
+    // the node-map engine registered pointing into a library that is gone.
+    ~DriverLibrary() = default;
     DriverLibrary(const DriverLibrary&) = delete;
     DriverLibrary& operator=(const DriverLibrary&) = delete;
 

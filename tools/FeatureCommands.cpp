@@ -198,6 +198,7 @@ int runList(const GlobalOptions& options) {
     for (const std::string& token : configured) std::printf(" %s", token.c_str());
     std::printf("\n");
     std::vector<std::string> configuredPaths;
+    configuredPaths.reserve(configured.size());
     for (const std::string& token : configured) configuredPaths.push_back(gentl::GenTLModule::findProducer(token));
     uint32_t number = 0;
     // Camera numbers go to the devices of the listed producers in list order; a producer on the
@@ -304,6 +305,7 @@ int runSet(const GlobalOptions& options, const std::vector<std::string>& assignm
             accepted = false;
         }
         if (!accepted) {
+            // NOLINTNEXTLINE(performance-inefficient-string-concatenation): one message for a refused value
             complain("'" + name + "' does not take '" + value + "' (" + describeFeature(map, name) + ")");
             result = 1;
             continue;

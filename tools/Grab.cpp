@@ -50,7 +50,8 @@ int64_t stampedFrameId(const Slot& slot, const Geometry& g) {
         const unsigned raw = g.bytesPerPixel == 1 ? p[0] : unsigned(p[0] | (p[1] << 8));
         const unsigned bcd = (raw >> shift) & 0xFF;
         if ((bcd >> 4) > 9 || (bcd & 0xF) > 9) return -1;
-        id = id * 100 + (bcd >> 4) * 10 + (bcd & 0xF);
+        const unsigned twoDigits = (bcd >> 4) * 10 + (bcd & 0xF);
+        id = id * 100 + twoDigits;
     }
     return id;
 }
@@ -254,9 +255,10 @@ private:
     }
 
     bool queue(Slot& slot) {
-        const uint32_t result =
-            camera_.library().setImageBuffer(camera_.handle(), reinterpret_cast<TQ4_HANDLE>(slot.event->nativeHandle()),
-                                             0, 0, 0, 0, slot.image.data(), uint32_t(slot.image.size()), &slot.status);
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): the driver's C interface takes an event as a HANDLE
+        const auto eventHandle = reinterpret_cast<TQ4_HANDLE>(slot.event->nativeHandle());
+        const uint32_t result = camera_.library().setImageBuffer(
+            camera_.handle(), eventHandle, 0, 0, 0, 0, slot.image.data(), uint32_t(slot.image.size()), &slot.status);
         slot.queued = result == 0 || result == 0x360000;
         if (!slot.queued) complain("Set_Image_Buffer: " + describeResult(result));
         return slot.queued;

@@ -89,7 +89,7 @@ bool timeWithin(const std::string& option, const std::string& text, const TimeRa
                  readableTime(range.high));
         return false;
     }
-    microseconds = static_cast<uint32_t>(us + 0.5);
+    microseconds = static_cast<uint32_t>(std::llround(us));
     return true;
 }
 

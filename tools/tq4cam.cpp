@@ -3,6 +3,7 @@
 // producers and the camera's features directly, through the driver's own transport classes.
 #include <CLI/CLI.hpp>
 
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -22,9 +23,7 @@ void addSettingOptions(CLI::App& command, CameraSettings& s) {
     command.add_option("--bit-alignment", s.bitAlignment, "msb or lsb");
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     CLI::App app{"tq4cam: look at cameras, change their settings and take images through the tq4_genicam driver"};
     app.set_version_flag("--version", "tq4cam 1.9.0");
     GlobalOptions global;
@@ -97,4 +96,18 @@ int main(int argc, char** argv) {
 #endif
     (void)info;
     return runInfo(global);
+}
+
+}  // namespace
+
+// An error no command reports itself ends the program with its text and 1.
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& e) {
+        complain(e.what());
+    } catch (...) {
+        complain("unknown error");
+    }
+    return 1;
 }

@@ -92,7 +92,7 @@ std::unique_ptr<Event> Event::createNamed(const std::string&) { return create();
 Event::~Event() { close(static_cast<int>(fd_)); }
 void Event::set() { setEventByHandle(fd_); }
 void Event::reset() { resetEventByHandle(fd_); }
-bool Event::isSet() const { return pollReadable(fd_, 0); }
+bool Event::isSet() const { return pollReadable(static_cast<int>(fd_), 0); }
 bool Event::wait(uint32_t timeoutMs) const { return waitEventByHandle(fd_, timeoutMs); }
 
 }  // namespace tq4::platform

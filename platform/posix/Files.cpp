@@ -59,6 +59,7 @@ std::string getEnvironment(const char* name) {
     return value ? value : "";
 }
 
+// NOLINTNEXTLINE(concurrency-mt-unsafe): tests and benchmarks change the environment, the product never does
 bool setEnvironment(const char* name, const std::string& value) { return name && setenv(name, value.c_str(), 1) == 0; }
 
 bool executablePath(std::string& path) {
@@ -73,6 +74,15 @@ int lastSystemError() { return errno; }
 
 // ---- append-only file ----------------------------------------------------------------------
 
+namespace {
+// The descriptor an AppendFile holds: open() made it from an int.
+int descriptorOf(intptr_t fd) { return static_cast<int>(fd); }
+
+void lockFile(int fd, int operation) {
+    while (flock(fd, operation) != 0 && errno == EINTR) {}
+}
+}  // namespace
+
 std::unique_ptr<AppendFile> AppendFile::open(const std::string& path, bool createIfMissing) {
     int flags = O_RDWR | O_APPEND | O_CLOEXEC | (createIfMissing ? O_CREAT : 0);
     int fd = ::open(path.c_str(), flags, 0666);
@@ -80,32 +90,26 @@ std::unique_ptr<AppendFile> AppendFile::open(const std::string& path, bool creat
     return std::unique_ptr<AppendFile>(new AppendFile(fd, path));
 }
 
-AppendFile::~AppendFile() { close(fd_); }
+AppendFile::~AppendFile() { close(descriptorOf(fd_)); }
 
 bool AppendFile::append(const void* data, std::size_t length) {
     ssize_t written;
     do {
-        written = write(fd_, data, length);
+        written = write(descriptorOf(fd_), data, length);
     } while (written < 0 && errno == EINTR);
     return written == static_cast<ssize_t>(length);
 }
 
-bool AppendFile::flush() { return fdatasync(fd_) == 0; }
-bool AppendFile::truncate() { return ftruncate(fd_, 0) == 0; }
+bool AppendFile::flush() { return fdatasync(descriptorOf(fd_)) == 0; }
+bool AppendFile::truncate() { return ftruncate(descriptorOf(fd_), 0) == 0; }
 
 uint64_t AppendFile::size() const {
     struct stat st {};
-    return fstat(fd_, &st) == 0 ? static_cast<uint64_t>(st.st_size) : 0;
+    return fstat(descriptorOf(fd_), &st) == 0 ? static_cast<uint64_t>(st.st_size) : 0;
 }
 
-namespace {
-void lockFile(int fd, int operation) {
-    while (flock(fd, operation) != 0 && errno == EINTR) {}
-}
-}  // namespace
-
-void AppendFile::lockShared() { lockFile(fd_, LOCK_SH); }
-void AppendFile::lockExclusive() { lockFile(fd_, LOCK_EX); }
-void AppendFile::unlock() { lockFile(fd_, LOCK_UN); }
+void AppendFile::lockShared() { lockFile(descriptorOf(fd_), LOCK_SH); }
+void AppendFile::lockExclusive() { lockFile(descriptorOf(fd_), LOCK_EX); }
+void AppendFile::unlock() { lockFile(descriptorOf(fd_), LOCK_UN); }
 
 }  // namespace tq4::platform

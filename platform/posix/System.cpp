@@ -130,6 +130,7 @@ bool startProcess(const std::string& program, const std::string& arguments) {
     std::vector<std::string> words{"/bin/sh", "-c", "\"$0\" \"$@\" </dev/null &", program};
     for (std::string& word : splitArguments(arguments)) words.push_back(std::move(word));
     std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
     for (std::string& word : words) argv.push_back(word.data());
     argv.push_back(nullptr);
     pid_t shell = 0;
@@ -170,6 +171,7 @@ bool desktopPresent() { return !getEnvironment("DISPLAY").empty() || !getEnviron
 // -1 when it could not be started or did not exit by itself.
 int runAndWait(std::vector<std::string> words) {
     std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
     for (std::string& word : words) argv.push_back(word.data());
     argv.push_back(nullptr);
     pid_t child = 0;
