@@ -350,6 +350,8 @@ std::string getString(NodeMap& map, const char* name) {
     });
 }
 
+Node* featureNode(NodeMap& map, const std::string& name) { return findFeature(map, name.c_str()); }
+
 bool isFeaturePresent(NodeMap& map, const char* name) {
     return featureHolds(map, name, [](Node&) { return true; });
 }

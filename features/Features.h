@@ -49,6 +49,11 @@ double getFloat(NodeMap& map, const char* name, double* min = nullptr, double* m
 std::string getEnum(NodeMap& map, const char* name);    // symbol of the current entry
 std::string getString(NodeMap& map, const char* name);  // any feature as text
 
+// The node the helpers use for `name`: its own, else that of the first older name of the same
+// standard feature the camera has (ExposureTimeAbs for ExposureTime, ...); null when none. For
+// callers that hold the map's lock.
+Node* featureNode(NodeMap& map, const std::string& name);
+
 // Predicates: log nothing.
 bool isFeaturePresent(NodeMap& map, const char* name);
 bool isFeatureReadable(NodeMap& map, const char* name);

@@ -75,11 +75,14 @@ std::string limitsOf(NodeMap& map, const char* name, features::InterfaceType typ
     return "";
 }
 
-// One feature as a line: name, type, access, value, limits. Absent features give an empty text.
-std::string describeFeature(NodeMap& map, const std::string& name) {
+// One feature as a line: the camera's name for it, type, access, value, limits. A standard
+// feature the camera has under an older name (ExposureTimeAbs for ExposureTime) is that one;
+// absent features give an empty text.
+std::string describeFeature(NodeMap& map, const std::string& wanted) {
     std::lock_guard<std::recursive_mutex> lock(map.mutex());
-    features::Node* node = map.getNode(name);
+    features::Node* node = features::featureNode(map, wanted);
     if (!node) return "";
+    const std::string name = node->GetName();
     const features::InterfaceType type = node->GetPrincipalInterfaceType();
     const features::AccessMode access = node->GetAccessMode();
     std::string value;
@@ -295,7 +298,7 @@ int runSet(const GlobalOptions& options, const std::vector<std::string>& assignm
         }
         bool accepted = false;
         try {
-            const features::InterfaceType type = map.getNode(name)->GetPrincipalInterfaceType();
+            const features::InterfaceType type = features::featureNode(map, name)->GetPrincipalInterfaceType();
             const bool isEnum = type == features::intfIEnumeration;
             accepted = (!isEnum || features::hasEnumEntry(map, name.c_str(), value, true)) &&
                        features::setString(map, name.c_str(), value) &&

@@ -1,6 +1,10 @@
 // The driver end to end with tq4_aravis.cti as its producer, against Aravis' fake GigE Vision
 // camera on 127.0.0.1: open, identity, region, images into caller buffers, cancel, reopen.
 #include "aravis/FakeCamera.h"
+
+#include <cstdio>
+#include <cstdlib>
+
 #include "support/StreamWorld.h"
 #include "support/TestFolder.h"
 
@@ -84,6 +88,28 @@ TEST_F(AravisDriver, ExposureTimeUnderItsGigEVisionName) {
     uint32_t microseconds = 0;
     ASSERT_TRUE(arv_fake_camera_read_register(FakeCamera::get(), 0x120, &microseconds));  // ExposureTimeAbs
     EXPECT_EQ(microseconds, 2000u);
+}
+
+// tq4cam finds the standard names on a camera that has only the GigE Vision ones: `set
+// ExposureTime` writes ExposureTimeAbs, `get ExposureTime` shows it with SFNC's unit.
+TEST_F(AravisDriver, Tq4camReachesStandardFeaturesUnderTheirGigEVisionNames) {
+    const auto tq4cam = [](const std::string& arguments) {
+        std::string output;
+        FILE* pipe = popen((std::string(TQ4CAM) + " " + arguments + " 2>&1").c_str(), "r");
+        char chunk[256];
+        while (pipe && fgets(chunk, sizeof chunk, pipe)) output += chunk;
+        const int status = pipe ? pclose(pipe) : -1;
+        return std::make_pair(WIFEXITED(status) ? WEXITSTATUS(status) : -1, output);
+    };
+    const auto [setCode, setOutput] = tq4cam("set ExposureTime=1500");
+    ASSERT_EQ(setCode, 0) << setOutput;
+    EXPECT_EQ(setOutput.rfind("ExposureTimeAbs ", 0), 0u) << setOutput;
+    uint32_t microseconds = 0;
+    ASSERT_TRUE(arv_fake_camera_read_register(FakeCamera::get(), 0x120, &microseconds));
+    EXPECT_EQ(microseconds, 1500u);
+    const auto [getCode, getOutput] = tq4cam("get ExposureTime");
+    ASSERT_EQ(getCode, 0) << getOutput;
+    EXPECT_NE(getOutput.find("1500 us"), std::string::npos) << getOutput;
 }
 
 // 500 frames through four caller buffers: every buffer comes back in queue order, done, with
