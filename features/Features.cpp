@@ -1,5 +1,6 @@
 #include "features/Features.h"
 
+#include <algorithm>
 #include <iomanip>
 #include <sstream>
 
@@ -41,9 +42,12 @@ const StandardFeature kStandardFeatures[] = {
     {"DeviceSerialNumber", {"DeviceID"}, ""},
 };
 
+// The standard feature `name` is, under its current name or an older one.
 const StandardFeature* standardFeature(const std::string& name) {
     for (const StandardFeature& feature : kStandardFeatures)
-        if (name == feature.name) return &feature;
+        if (name == feature.name ||
+            std::find(feature.alternatives.begin(), feature.alternatives.end(), name) != feature.alternatives.end())
+            return &feature;
     return nullptr;
 }
 

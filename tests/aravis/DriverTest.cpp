@@ -91,7 +91,7 @@ TEST_F(AravisDriver, ExposureTimeUnderItsGigEVisionName) {
 }
 
 // tq4cam finds the standard names on a camera that has only the GigE Vision ones: `set
-// ExposureTime` writes ExposureTimeAbs, `get ExposureTime` shows it with SFNC's unit.
+// ExposureTime` writes ExposureTimeAbs, `get ExposureTime` shows it with the unit SFNC gives it.
 TEST_F(AravisDriver, Tq4camReachesStandardFeaturesUnderTheirGigEVisionNames) {
     const auto tq4cam = [](const std::string& arguments) {
         std::string output;
