@@ -47,10 +47,6 @@ Library& Library::instance() {
 }
 
 void Library::load() {
-    {
-        std::lock_guard<std::mutex> lock(arvMutex_);
-        discoveries_.clear();
-    }
     try {
         settings_ = settingsFromEnvironment();
     } catch (const std::invalid_argument& e) {

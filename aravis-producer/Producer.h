@@ -57,6 +57,8 @@ public:
     // transport that ended less than kFreshDiscovery ago is answered again instead: a consumer
     // that finds an interface empty asks it again at once (the driver three times), and a
     // camera that did not answer within Aravis' second does not answer within those moments.
+    // It holds across GCCloseLib and GCInitLib too: a program that finds the camera and hands
+    // it to another part of itself (tq4cam's lookup, then the driver's open) waits once.
     std::vector<DeviceEntry> discover(const Transport& transport);
     static constexpr std::chrono::milliseconds kFreshDiscovery{200};
     // Opens the camera through its transport's interface, which knows it from the last
