@@ -5,16 +5,16 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "support/StreamWorld.h"
 #include "support/TestFolder.h"
+#include "support/World.h"
 
 namespace tq4::test {
 namespace {
 
-class AravisDriver : public StreamWorld {
+class AravisDriver : public World {
 protected:
     void SetUp() override {
-        StreamWorld::SetUp();
+        World::SetUp();
         FakeCamera::get();
         platform::setEnvironment("TQ4_ARAVIS_SOCKET_BUFFER", "8388608");  // as large as the system allows
         writeFile(iniFile().string(), "[CONFIG]\nProducerName=tq4_aravis.cti\n");
@@ -39,7 +39,7 @@ protected:
     }
 
     uint32_t setRoi(TQ4_HANDLE h, std::array<uint16_t, 4> corners) {
-        Bytes request = telegram(SET_ROI, 13);
+        Bytes request = paddedTelegram(SET_ROI, 13);
         for (int i = 0; i < 4; ++i) {
             request[4 + 2 * i] = uint8_t(corners[i]);
             request[5 + 2 * i] = uint8_t(corners[i] >> 8);
