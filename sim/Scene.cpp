@@ -4,6 +4,9 @@
 #include <cmath>
 #include <cstring>
 
+#include "platform/Platform.h"
+#include "stream/Timestamp.h"
+
 namespace zevo {
 namespace {
 
@@ -61,13 +64,24 @@ void drawNumber(const PixelWriter& out, const ImageGeometry& g, uint32_t x0, uin
         }
 }
 
-// Binary camera time stamp: the frame counter as eight BCD digits in the first four pixels.
-void writeBinaryCounter(const PixelWriter& out, const ImageGeometry& g, uint64_t value) {
-    const uint32_t shift = g.format->bits - 8;
-    for (int pixel = 3; pixel >= 0; --pixel, value /= 100) {
-        const uint32_t bcd = uint32_t((value % 100) / 10 << 4 | value % 10);
-        out.put(uint32_t(pixel), 0, bcd << shift);
-    }
+// The camera's binary time stamp, in the driver's format: the frame counter, the local date and
+// time and the microseconds of `timeNs` (since 1970) as BCD bytes in the first 14 pixels, each
+// byte in the top 8 of the pixel's significant bits as the image data stores them.
+void writeCameraStamp(uint8_t* dst, size_t bytes, const ImageGeometry& g, uint64_t frameId, uint64_t timeNs) {
+    constexpr uint64_t kPerSecond = 1000000000u;
+    const tq4::platform::LocalTime local = tq4::platform::localTimeAt(int64_t(timeNs / kPerSecond));
+    tq4::stream::StampMoment moment;
+    moment.imageCounter = frameId;
+    moment.year = local.year;
+    moment.month = local.month;
+    moment.day = local.day;
+    moment.hour = local.hour;
+    moment.minute = local.minute;
+    moment.second = local.second;
+    moment.microseconds = uint32_t(timeNs % kPerSecond / 1000);
+    const uint32_t bpp = bytesPerPixel(g.format->bits);
+    const unsigned significant = bpp == 2 && g.format->msb ? 16u : g.format->bits;
+    tq4::stream::writeBinaryStamp(dst, bytes, tq4::stream::StampPixels{bpp, significant}, moment);
 }
 
 float correctedSignal(const SceneSettings& s, const SensorModel& sensor, uint32_t x, uint32_t y) {
@@ -135,7 +149,7 @@ std::shared_ptr<const SceneFrames> SceneFrames::render(const SensorModel& sensor
     return frames;
 }
 
-size_t SceneFrames::fill(uint8_t* dst, size_t capacity, uint64_t frameId, TimestampMode stamp) const {
+size_t SceneFrames::fill(uint8_t* dst, size_t capacity, uint64_t frameId, TimestampMode stamp, uint64_t timeNs) const {
     const ImageGeometry& g = settings_.geometry;
     // Successive frames take the variants in a scrambled order so that the noise looks live.
     const std::vector<uint8_t>& src = variants_[(frameId * 3 + (frameId >> 2)) % variants_.size()];
@@ -145,7 +159,8 @@ size_t SceneFrames::fill(uint8_t* dst, size_t capacity, uint64_t frameId, Timest
     const uint32_t margin = std::max(1u, std::min(g.width, g.height) / 64);
     const uint32_t boxHeight = 9 * std::max(1u, std::min(g.width, g.height) / 256);
     if (g.height > boxHeight + margin) drawNumber(out, g, margin, g.height - boxHeight - margin, frameId);
-    if (stamp == TimestampMode::Binary || stamp == TimestampMode::AsciiBinary) writeBinaryCounter(out, g, frameId);
+    if (stamp == TimestampMode::Binary || stamp == TimestampMode::AsciiBinary)
+        writeCameraStamp(dst, n, g, frameId, timeNs);
     if (stamp == TimestampMode::Ascii || stamp == TimestampMode::AsciiBinary)
         drawNumber(out, g, margin, margin, frameId);
     return n;

@@ -44,8 +44,9 @@ public:
     static std::shared_ptr<const SceneFrames> render(const SensorModel& sensor, const SceneSettings& settings);
 
     const SceneSettings& settings() const { return settings_; }
-    // Writes frame `frameId` into `dst`, at most `capacity` bytes; returns the bytes written.
-    size_t fill(uint8_t* dst, size_t capacity, uint64_t frameId, TimestampMode stamp) const;
+    // Writes frame `frameId`, taken at `timeNs` (nanoseconds since 1970), into `dst`, at most
+    // `capacity` bytes; returns the bytes written.
+    size_t fill(uint8_t* dst, size_t capacity, uint64_t frameId, TimestampMode stamp, uint64_t timeNs) const;
 
 private:
     SceneFrames() = default;

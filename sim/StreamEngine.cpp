@@ -161,11 +161,12 @@ void Stream::engineLoop() {
         }
         FillResult r = imageOf(snapshot.scene.geometry);
         r.frameId = frameId;
-        r.sizeFilled = frames_->fill(buffer->base, buffer->size, frameId, snapshot.stamp);
+        const uint64_t takenAtNs = nanoseconds(std::chrono::system_clock::now().time_since_epoch());
+        r.sizeFilled = frames_->fill(buffer->base, buffer->size, frameId, snapshot.stamp, takenAtNs);
         r.incomplete = r.largerThanBuffer = buffer->size < r.dataSize;
         r.newData = true;
         r.timestamp = nanoseconds(Clock::now().time_since_epoch());
-        r.timestampNs = nanoseconds(std::chrono::system_clock::now().time_since_epoch());
+        r.timestampNs = takenAtNs;
         finishFill(*buffer, r);
         std::lock_guard<std::mutex> lock(mutex_);
         if (acquired_ >= toAcquire_) break;

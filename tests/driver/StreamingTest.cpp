@@ -292,20 +292,25 @@ INSTANTIATE_TEST_SUITE_P(Formats, AlignmentTest,
                          ::testing::Values(AlignmentCase{"Mono12", 0, true}, AlignmentCase{"Mono12", 1, false},
                                            AlignmentCase{"Mono12msb", 0, true}, AlignmentCase{"Mono12msb", 1, true}));
 
-// The driver's own stamps (the camera offers none here), decoded back from the image.
+// The driver's own stamps (the camera offers no ZEVOTimestamp), and the binary stamp of a camera
+// that stamps its images itself in the same format, decoded back from the image.
 struct StampCase {
     const char* format;
     int mode;
+    bool cameraStamps = false;
+    unsigned significantBits = 0;  // 0: all bits of the pixel
 };
 
-void PrintTo(const StampCase& c, std::ostream* out) { *out << c.format << ", mode " << c.mode; }
+void PrintTo(const StampCase& c, std::ostream* out) {
+    *out << c.format << ", mode " << c.mode << (c.cameraStamps ? ", the camera's stamp" : "");
+}
 
 class TimestampTest : public World, public ::testing::WithParamInterface<StampCase> {};
 
 TEST_P(TimestampTest, StampsReadBackFromTheImage) {
     const StampCase c = GetParam();
-    configure(std::string("unlimited_frame_rate = 1\nremove_features = ZEVOTimestamp\npixel_formats = ") + c.format +
-              "\n");
+    configure(std::string("unlimited_frame_rate = 1\n") + (c.cameraStamps ? "" : "remove_features = ZEVOTimestamp\n") +
+              "pixel_formats = " + c.format + "\n");
     TQ4_HANDLE& h = openRecording();
     ASSERT_EQ(command(h, SET_TIMESTAMP_MODE, c.mode), ZEVO_NOERROR);
     const unsigned bytesPerPixel = std::string(c.format) == "Mono8" ? 1 : 2;
@@ -315,7 +320,7 @@ TEST_P(TimestampTest, StampsReadBackFromTheImage) {
     for (CallerBuffer* b : buffers) ASSERT_TRUE(b->waitDone());
     const platform::LocalTime now = platform::localTime();
 
-    const stream::StampPixels pixels{bytesPerPixel, bytesPerPixel * 8};
+    const stream::StampPixels pixels{bytesPerPixel, c.significantBits ? c.significantBits : bytesPerPixel * 8};
     for (uint64_t counter = 1; counter <= 2; ++counter) {
         const CallerBuffer& b = *buffers[counter - 1];
         stream::StampMoment moment;
@@ -337,7 +342,8 @@ TEST_P(TimestampTest, StampsReadBackFromTheImage) {
 
 INSTANTIATE_TEST_SUITE_P(Modes, TimestampTest,
                          ::testing::Values(StampCase{"Mono8", 1}, StampCase{"Mono8", 2}, StampCase{"Mono8", 3},
-                                           StampCase{"Mono16", 1}, StampCase{"Mono16", 2}, StampCase{"Mono16", 3}));
+                                           StampCase{"Mono16", 1}, StampCase{"Mono16", 2}, StampCase{"Mono16", 3},
+                                           StampCase{"Mono8", 1, true}, StampCase{"Mono12", 1, true, 12}));
 
 }  // namespace
 }  // namespace tq4::test
