@@ -36,6 +36,13 @@ namespace {
 constexpr uint32_t kDefaultBuffers = 4;
 constexpr uint32_t kDefaultTimeoutMs = 5000;
 
+// Where the camera's clock lies on the pipeline's running time: the running time at which an
+// image of the given camera time arrived.
+struct CameraAnchor {
+    GstClockTime runningNs;
+    int64_t cameraNs;
+};
+
 // One camera session from start to stop.
 struct Session {
     tools::DriverLibrary library;
@@ -43,6 +50,8 @@ struct Session {
     tools::Geometry geometry;
     uint32_t frameRateMilliHertz = 0;
     std::shared_ptr<CallerBuffers> buffers;
+    std::optional<CameraAnchor> anchor;  // with camera-time, from the first stamped image on
+    bool unstampedReported = false;
 };
 
 struct Properties {
@@ -55,6 +64,8 @@ struct Properties {
     std::string region;
     guint binning = 0;
     std::string trigger;
+    std::string timestamp;
+    bool cameraTime = false;
     std::string bitAlignment = "msb";
     guint buffers = kDefaultBuffers;
     guint timeoutMs = kDefaultTimeoutMs;
@@ -100,6 +111,8 @@ enum {
     PROP_REGION,
     PROP_BINNING,
     PROP_TRIGGER,
+    PROP_TIMESTAMP,
+    PROP_CAMERA_TIME,
     PROP_BIT_ALIGNMENT,
     PROP_BUFFERS,
     PROP_TIMEOUT,
@@ -120,6 +133,7 @@ std::string* stringProperty(Properties& p, guint id) {
         case PROP_DELAY: return &p.delay;
         case PROP_REGION: return &p.region;
         case PROP_TRIGGER: return &p.trigger;
+        case PROP_TIMESTAMP: return &p.timestamp;
         case PROP_BIT_ALIGNMENT: return &p.bitAlignment;
         default: return nullptr;
     }
@@ -146,8 +160,16 @@ tools::CameraSettings settingsOf(const Properties& p) {
     settings.roi = given(p.region);
     if (p.binning != 0) settings.binning = uint16_t(p.binning);
     settings.trigger = given(p.trigger);
+    // A camera keeps its time stamp mode: the image data stays untouched unless a stamp is asked
+    // for, and buffer times from the camera need the binary stamp.
+    settings.timestamp = p.timestamp.empty() ? (p.cameraTime ? "binary" : "none") : p.timestamp;
     settings.bitAlignment = given(p.bitAlignment);
     return settings;
+}
+
+// camera-time reads the binary stamp: "binary" or "both".
+bool stampsForCameraTime(const Properties& p) {
+    return !p.cameraTime || p.timestamp.empty() || p.timestamp == "binary" || p.timestamp == "both";
 }
 
 // The driver library: the property's path, else the one beside this plugin (installed:
@@ -209,6 +231,11 @@ gboolean openSession(Tq4Src* self) {
         return FALSE;
     }
     tools::lastComplaint.clear();
+    if (!stampsForCameraTime(p)) {
+        GST_ELEMENT_ERROR(self, RESOURCE, SETTINGS, ("camera-time needs the binary time stamp."),
+                          ("timestamp=%s: use binary or both", p.timestamp.c_str()));
+        return FALSE;
+    }
     if (!tools::applySettings(*session->camera, settingsOf(p)) || !tools::startRecording(*session->camera) ||
         !tools::readGeometry(*session->camera, session->geometry)) {
         GST_ELEMENT_ERROR(self, RESOURCE, SETTINGS, ("Camera %u refused a setting.", p.camera),
@@ -262,6 +289,58 @@ gboolean unlockStop(GstBaseSrc* base) {
     return TRUE;
 }
 
+// The camera's time of an image in nanoseconds since 1970, from the binary stamp's local date
+// and time and microseconds; nothing when the image holds no valid stamp.
+std::optional<int64_t> stampedTimeNs(const Session& session, const CallerBuffers::Filled& filled) {
+    tq4::stream::StampMoment m;
+    if (!tools::readImageStamp(filled.data, filled.bytes, session.geometry, m)) return std::nullopt;
+    GTimeZone* local = g_time_zone_new_local();
+    GDateTime* time = g_date_time_new(local, m.year, m.month, m.day, m.hour, m.minute, m.second);
+    g_time_zone_unref(local);
+    if (!time) return std::nullopt;
+    const int64_t ns = g_date_time_to_unix(time) * int64_t(GST_SECOND) + int64_t(m.microseconds) * int64_t(GST_USECOND);
+    g_date_time_unref(time);
+    return ns;
+}
+
+std::optional<GstClockTime> runningTimeNow(GstElement* element) {
+    GstClock* clock = gst_element_get_clock(element);
+    if (!clock) return std::nullopt;
+    const GstClockTime now = gst_clock_get_time(clock);
+    gst_object_unref(clock);
+    const GstClockTime base = gst_element_get_base_time(element);
+    return now > base ? now - base : 0;
+}
+
+GstStaticCaps unixTimeCaps = GST_STATIC_CAPS("timestamp/x-unix");
+
+// camera-time: the buffer's times follow the camera's clock as the image's binary stamp gives it,
+// laid onto the pipeline's running time at the first stamped image (and again when the camera's
+// time runs backwards); the camera's absolute time goes with the buffer as a reference time stamp
+// "timestamp/x-unix". An image without a stamp keeps its arrival time; the first one is an
+// element warning.
+void applyCameraTime(Tq4Src* self, const CallerBuffers::Filled& filled, GstBuffer* buffer) {
+    Session& session = *self->session;
+    const std::optional<int64_t> cameraNs = stampedTimeNs(session, filled);
+    if (!cameraNs) {
+        if (!session.unstampedReported)
+            GST_ELEMENT_WARNING(self, STREAM, DECODE, ("An image carries no binary time stamp."),
+                                ("image %" G_GUINT64_FORMAT ": its buffer time is its arrival time", self->frames));
+        session.unstampedReported = true;
+        return;
+    }
+    GstCaps* caps = gst_static_caps_get(&unixTimeCaps);
+    gst_buffer_add_reference_timestamp_meta(buffer, caps, GstClockTime(*cameraNs), GST_CLOCK_TIME_NONE);
+    gst_caps_unref(caps);
+    if (!session.anchor || *cameraNs < session.anchor->cameraNs) {
+        const std::optional<GstClockTime> running = runningTimeNow(GST_ELEMENT(self));
+        if (!running) return;
+        session.anchor = CameraAnchor{*running, *cameraNs};
+    }
+    GST_BUFFER_PTS(buffer) = session.anchor->runningNs + GstClockTime(*cameraNs - session.anchor->cameraNs);
+    GST_BUFFER_DTS(buffer) = GST_BUFFER_PTS(buffer);
+}
+
 // The caller buffer's memory as a GStreamer buffer; the lease queues it again when freed.
 GstBuffer* wrapFilled(Tq4Src* self, const CallerBuffers::Filled& filled) {
     auto* lease = new Lease{self->session->buffers, filled.index};
@@ -271,6 +350,7 @@ GstBuffer* wrapFilled(Tq4Src* self, const CallerBuffers::Filled& filled) {
     gst_buffer_add_video_meta(buffer, GST_VIDEO_FRAME_FLAG_NONE,
                               g.bytesPerPixel == 1 ? GST_VIDEO_FORMAT_GRAY8 : GST_VIDEO_FORMAT_GRAY16_LE, g.width,
                               g.height);
+    if (self->properties->cameraTime) applyCameraTime(self, filled, buffer);
     GST_BUFFER_OFFSET(buffer) = self->frames;
     GST_BUFFER_OFFSET_END(buffer) = self->frames + 1;
     ++self->frames;
@@ -303,7 +383,9 @@ GstFlowReturn createBuffer(GstPushSrc* push, GstBuffer** out) {
 
 void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* definition) {
     Properties& p = *TQ4_SRC(object)->properties;
-    if (std::string* text = stringProperty(p, id)) {
+    if (id == PROP_CAMERA_TIME) {
+        p.cameraTime = g_value_get_boolean(value);
+    } else if (std::string* text = stringProperty(p, id)) {
         const gchar* given = g_value_get_string(value);
         *text = given ? given : "";
     } else if (guint* number = numberProperty(p, id)) {
@@ -319,6 +401,8 @@ void getProperty(GObject* object, guint id, GValue* value, GParamSpec* definitio
     if (id == PROP_QUEUED) {
         const bool running = self->session && self->session->buffers;
         g_value_set_uint(value, running ? guint(self->session->buffers->queuedCount()) : 0);
+    } else if (id == PROP_CAMERA_TIME) {
+        g_value_set_boolean(value, p.cameraTime);
     } else if (std::string* text = stringProperty(p, id)) {
         g_value_set_string(value, text->c_str());
     } else if (guint* number = numberProperty(p, id)) {
@@ -371,6 +455,17 @@ static void tq4_src_class_init(Tq4SrcClass* klass) {
                   "");
     installNumber(object, PROP_BINNING, "binning", "Binning factor for both axes; 0 keeps the camera's", 0, 16, 0);
     installString(object, PROP_TRIGGER, "trigger", "auto, software, external or width; empty keeps the camera's", "");
+    installString(object, PROP_TIMESTAMP, "timestamp",
+                  "Time stamp in the image: none, binary (frame number and time in the first 14 pixels), both or "
+                  "readable; empty: none, or binary with camera-time",
+                  "");
+    g_object_class_install_property(
+        object, PROP_CAMERA_TIME,
+        g_param_spec_boolean("camera-time", "camera-time",
+                             "Buffer times from the camera's clock, read from the binary time stamp in each image "
+                             "(the camera's own, else the driver's from the producer's buffer time), with the "
+                             "camera's time as a timestamp/x-unix reference meta; off: arrival times",
+                             FALSE, kReadWrite));
     installString(object, PROP_BIT_ALIGNMENT, "bit-alignment",
                   "msb: pixels of 9 to 15 bits at the top of GRAY16 (full range); lsb: as the camera sends them",
                   "msb");
@@ -404,7 +499,8 @@ static void tq4_src_init(Tq4Src* self) {
     GstBaseSrc* base = GST_BASE_SRC(self);
     gst_base_src_set_live(base, TRUE);
     gst_base_src_set_format(base, GST_FORMAT_TIME);
-    // Each buffer carries the pipeline's running time at the moment its image arrived.
+    // Each buffer carries the pipeline's running time at the moment its image arrived, unless
+    // camera-time gives it the camera's.
     gst_base_src_set_do_timestamp(base, TRUE);
 }
 

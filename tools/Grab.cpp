@@ -40,20 +40,11 @@ struct Slot {
     uint32_t statusNow() const { return __atomic_load_n(&status, __ATOMIC_ACQUIRE); }
 };
 
-// The frame id stamped as eight BCD digits into the first four pixels (the camera's own id
-// when it stamps, else the driver's image count); -1 when those pixels hold no BCD.
+// The frame id of the binary stamp (the camera's own id when it stamps, else the driver's image
+// count); -1 when the image holds no stamp.
 int64_t stampedFrameId(const Slot& slot, const Geometry& g) {
-    const unsigned shift = g.bytesPerPixel == 1 ? 0 : g.msbAligned ? 8 : g.bits - 8;
-    int64_t id = 0;
-    for (std::size_t i = 0; i < 4; ++i) {
-        const uint8_t* p = slot.image.data() + i * g.bytesPerPixel;
-        const unsigned raw = g.bytesPerPixel == 1 ? p[0] : unsigned(p[0] | (p[1] << 8));
-        const unsigned bcd = (raw >> shift) & 0xFF;
-        if ((bcd >> 4) > 9 || (bcd & 0xF) > 9) return -1;
-        const unsigned twoDigits = (bcd >> 4) * 10 + (bcd & 0xF);
-        id = id * 100 + twoDigits;
-    }
-    return id;
+    stream::StampMoment moment;
+    return readImageStamp(slot.image.data(), slot.image.size(), g, moment) ? int64_t(moment.imageCounter) : -1;
 }
 
 // Frame counts and arrival times, and the progress line.

@@ -235,6 +235,11 @@ bool readGeometry(CameraSession& camera, Geometry& g) {
     return true;
 }
 
+bool readImageStamp(const uint8_t* image, std::size_t bytes, const Geometry& g, stream::StampMoment& moment) {
+    const unsigned significant = g.bytesPerPixel == 2 && g.msbAligned ? 16 : g.bits;
+    return stream::readBinaryStamp(image, bytes, stream::StampPixels{g.bytesPerPixel, significant}, moment);
+}
+
 bool startRecording(CameraSession& camera) {
     for (const auto& [code, payload, what] : {std::tuple{uint16_t(ARM_CAMERA), Bytes{}, "arming the camera"},
                                               std::tuple{uint16_t(SET_RECORDING_STATE), Bytes{1, 0}, "recording"}}) {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 
+#include "stream/Timestamp.h"
 #include "tools/Commands.h"
 #include "tools/DriverLibrary.h"
 
@@ -25,6 +26,9 @@ struct Geometry {
 // False (and a message) when the driver does not tell or the image is not one of 1 or 2 bytes
 // a pixel.
 bool readGeometry(CameraSession& camera, Geometry& g);
+// The binary time stamp at the start of a delivered image (written by the camera when it stamps
+// its images, else by the driver): false when its pixels hold no valid BCD.
+bool readImageStamp(const uint8_t* image, std::size_t bytes, const Geometry& g, stream::StampMoment& moment);
 // ARM_CAMERA, then SET_RECORDING_STATE 1; false (and a message) when either is refused.
 bool startRecording(CameraSession& camera);
 // GET_FRAMERATE's frame rate in mHz; 0 when the driver does not answer.

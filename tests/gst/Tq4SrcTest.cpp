@@ -19,7 +19,16 @@ struct Received {
     std::set<const void*> memory;
     std::vector<uint64_t> offsets;
     gsize bytes = 0;
+    std::vector<GstClockTime> pts;
+    std::vector<GstClockTime> cameraTimes;  // the buffers' timestamp/x-unix reference meta
 };
+
+GstClockTime cameraTimeOf(GstBuffer* buffer) {
+    GstCaps* unix = gst_caps_new_empty_simple("timestamp/x-unix");
+    const GstReferenceTimestampMeta* meta = gst_buffer_get_reference_timestamp_meta(buffer, unix);
+    gst_caps_unref(unix);
+    return meta ? meta->timestamp : GST_CLOCK_TIME_NONE;
+}
 
 void onHandoff(GstElement*, GstBuffer* buffer, GstPad*, gpointer data) {
     auto* received = static_cast<Received*>(data);
@@ -29,6 +38,8 @@ void onHandoff(GstElement*, GstBuffer* buffer, GstPad*, gpointer data) {
     received->bytes = map.size;
     gst_buffer_unmap(buffer, &map);
     received->offsets.push_back(GST_BUFFER_OFFSET(buffer));
+    received->pts.push_back(GST_BUFFER_PTS(buffer));
+    received->cameraTimes.push_back(cameraTimeOf(buffer));
 }
 
 class Tq4Src : public ::testing::Test {
@@ -128,6 +139,36 @@ TEST_F(Tq4Src, ACameraThatIsNotThereIsAnElementErrorNamingIt) {
     g_error_free(error);
     g_free(debug);
     gst_message_unref(message);
+}
+
+// camera-time: each buffer's time follows the binary stamp in its image (the camera's own here;
+// the driver's, from the producer's buffer time, where the camera has no ZEVOTimestamp).
+void expectCameraTimes(const Received& received) {
+    ASSERT_GE(received.cameraTimes.size(), 8u);
+    const auto now = GstClockTime(g_get_real_time()) * GST_USECOND;
+    EXPECT_LT(now - received.cameraTimes.back(), 10 * GST_SECOND) << "the camera's time is now";
+    for (std::size_t i = 1; i < received.cameraTimes.size(); ++i) {
+        ASSERT_GT(received.cameraTimes[i], received.cameraTimes[i - 1]) << i;
+        EXPECT_EQ(received.pts[i] - received.pts[0], received.cameraTimes[i] - received.cameraTimes[0]) << i;
+    }
+}
+
+TEST_F(Tq4Src, CameraTimeGivesEachBufferTheTimeStampedInItsImage) {
+    build("camera-time=true");
+    playUntil(8);
+    ASSERT_EQ(gst_element_set_state(pipeline, GST_STATE_NULL), GST_STATE_CHANGE_SUCCESS);
+    expectCameraTimes(received);
+}
+
+class Tq4SrcDriverStamps : public Tq4Src {
+    std::string simConfig() const override { return "remove_features = ZEVOTimestamp\n"; }
+};
+
+TEST_F(Tq4SrcDriverStamps, CameraTimeComesFromTheProducersBufferTime) {
+    build("camera-time=true");
+    playUntil(8);
+    ASSERT_EQ(gst_element_set_state(pipeline, GST_STATE_NULL), GST_STATE_CHANGE_SUCCESS);
+    expectCameraTimes(received);
 }
 
 class Tq4SrcFailingImage : public Tq4Src {
