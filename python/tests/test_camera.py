@@ -3,6 +3,7 @@
 import ctypes
 import pathlib
 import re
+import time
 
 import numpy as np
 import pytest
@@ -83,6 +84,10 @@ def test_grab_returns_the_buffers_the_driver_filled(camera, queued, pixel_format
     assert all(f.ok for f in frames)
     ids = [f.frame_id for f in frames]
     assert ids[0] >= 1 and ids == sorted(set(ids)), ids
+    # The camera's time of each image, from its stamp: now, and rising with the frame number.
+    times = [f.timestamp_ns for f in frames]
+    assert abs(time.time_ns() - times[-1]) < 10 * 10**9, times
+    assert times == sorted(set(times)), times
     for frame in frames:
         array = frame.array
         assert array.shape == (240, 320) and array.dtype == dtype

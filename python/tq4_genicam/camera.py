@@ -11,6 +11,7 @@ new memory; until then the acquisition queues new memory.
 
 import collections
 import ctypes
+import datetime
 import enum
 import os
 import select
@@ -115,20 +116,22 @@ def _named_setting(names, get_code, set_code, doc):
 class Frame:
     """One finished caller buffer: ``array`` (height x width, uint8 or uint16) is the memory the
     driver wrote, ``status`` its status word (0 done; ZEVO_BUFFER_FAILED: no image, zeros),
-    ``frame_id`` the camera's frame number when the images carry the binary stamp (timestamp
-    "binary" or "both"), else None, and ``index`` its place in the acquisition (from 0).
+    ``frame_id`` and ``timestamp_ns`` the camera's frame number and the time of the image in
+    nanoseconds since 1970 (microsecond resolution) when the images carry the binary stamp
+    (timestamp "binary" or "both": the camera's own stamp, else the driver's from the producer's
+    buffer time), else None, and ``index`` its place in the acquisition (from 0).
 
     The array is the caller's for as long as it (or a view of it) exists. ``release()``, or the
     end of ``with frame:``, drops the frame's own reference (``array`` is None from then on):
     the memory is filled again once no other reference to the array is left.
     """
 
-    __slots__ = ("array", "status", "frame_id", "index")
+    __slots__ = ("array", "status", "frame_id", "timestamp_ns", "index")
 
-    def __init__(self, array, status, frame_id, index):
+    def __init__(self, array, status, stamp, index):
         self.array = array
         self.status = status
-        self.frame_id = frame_id
+        self.frame_id, self.timestamp_ns = stamp
         self.index = index
 
     @property
@@ -288,17 +291,25 @@ class _Acquisition:
         if pending.value == 0 and not slot.is_set():
             raise RuntimeError("the driver's stream did not start (see the driver's log)")
 
-    def _frame_id(self, array):
-        if self._stamp_shift is None:
-            return None
-        flat = array.reshape(-1)
-        frame_id = 0
-        for i in range(4):
-            bcd = (int(flat[i]) >> self._stamp_shift) & 0xFF
+    def _stamp(self, array):
+        """(frame id, nanoseconds since 1970) from the binary stamp: 14 BCD bytes, the frame
+        number (4), the local date and time (7: century, year, month, day, hour, minute, second)
+        and the microseconds (3); (None, None) where the image holds none."""
+        if self._stamp_shift is None or array.size < 14:
+            return None, None
+        pairs = []
+        for value in array.reshape(-1)[:14]:
+            bcd = (int(value) >> self._stamp_shift) & 0xFF
             if bcd >> 4 > 9 or bcd & 0xF > 9:
-                return None
-            frame_id = frame_id * 100 + (bcd >> 4) * 10 + (bcd & 0xF)
-        return frame_id
+                return None, None
+            pairs.append((bcd >> 4) * 10 + (bcd & 0xF))
+        frame_id = ((pairs[0] * 100 + pairs[1]) * 100 + pairs[2]) * 100 + pairs[3]
+        try:
+            local = datetime.datetime(pairs[4] * 100 + pairs[5], *pairs[6:11])
+        except ValueError:
+            return frame_id, None
+        microseconds = (pairs[11] * 100 + pairs[12]) * 100 + pairs[13]
+        return frame_id, int(local.timestamp()) * 1000000000 + microseconds * 1000
 
     def fetch(self, timeout):
         if not self._in_flight:
@@ -314,7 +325,7 @@ class _Acquisition:
             self.stop()
             raise Tq4Error(status, "Set_Image_Buffer")
         array = np.asarray(_Lease(block, self._pool, self.shape, self.dtype))
-        frame = Frame(array, status, self._frame_id(array), self._delivered)
+        frame = Frame(array, status, self._stamp(array), self._delivered)
         self._delivered += 1
         if self._wanted():
             self._queue(slot)
