@@ -6,10 +6,12 @@
 #include <exception>
 #include <memory>
 #include <mutex>
+#include <string>
 
 #include "driver/Driver.h"
 #include "driver/Lifetime.h"
 #include "driver/Open.h"
+#include "features/ByName.h"
 #include "gentl/Device.h"
 #include "log/Log.h"
 #include "platform/Platform.h"
@@ -404,6 +406,72 @@ extern "C" TQ4_API uint32_t Get_Pending_Buffer(TQ4_HANDLE h, uint32_t* count) {
         StreamPtr stream = streamOf(device);
         *count = stream ? static_cast<uint32_t>(stream->pendingCount()) : 0;
         return ZEVO_NOERROR;
+    });
+}
+
+// ================================================================================================
+// Features by name
+// ================================================================================================
+
+namespace {
+
+// The device's node map, or null (a refusal logged) when it has none.
+std::shared_ptr<tq4::features::NodeMap> featureMapOf(tq4::gentl::Device& device, TQ4_HANDLE h, const char* exportName) {
+    std::shared_ptr<tq4::features::NodeMap> map = device.nodeMap();
+    if (!map) TQ4_LOG(log::kError, h, "%s: the camera has no node map.", exportName);
+    return map;
+}
+
+uint32_t refuseFeature(uint32_t code, TQ4_HANDLE h, const char* exportName, const char* name, const char* why) {
+    TQ4_LOG(log::kError, h, "%s: <%s> %s", exportName, name, why);
+    return code;
+}
+
+uint32_t copyFeatureText(const std::string& text, char* value, uint32_t* size) {
+    const std::size_t needed = text.size() + 1;
+    const uint32_t capacity = *size;
+    *size = static_cast<uint32_t>(needed);
+    if (!value) return ZEVO_NOERROR;
+    if (needed > capacity) return ZEVO_ERROR_DRIVER_WRONGSIZE;
+    std::memcpy(value, text.c_str(), needed);
+    return ZEVO_NOERROR;
+}
+
+}  // namespace
+
+extern "C" TQ4_API uint32_t Get_Feature(TQ4_HANDLE h, const char* name, char* value, uint32_t* size, uint32_t* kind) {
+    return withDevice("Get_Feature", h, Access::Checked, [&](tq4::gentl::Device& device) {
+        if (!name || !size)
+            return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Get_Feature", "failed, because name or size is nullptr.");
+        const auto map = featureMapOf(device, h, "Get_Feature");
+        if (!map) return ZEVO_ERROR_DRIVER_NODRIVER;
+        const tq4::features::FeatureText feature = tq4::features::readFeatureText(*map, name);
+        if (!feature.found) return refuseFeature(ZEVO_ERROR_FEATURE_NOTFOUND, h, "Get_Feature", name, "not found.");
+        if (kind) *kind = static_cast<uint32_t>(feature.type);
+        const bool valueless =
+            feature.type == tq4::features::intfICommand || feature.type == tq4::features::intfICategory;
+        if (!valueless && !tq4::features::IsReadable(feature.access))
+            return refuseFeature(ZEVO_ERROR_FEATURE_ACCESS, h, "Get_Feature", name, "not readable.");
+        return copyFeatureText(feature.value, value, size);
+    });
+}
+
+extern "C" TQ4_API uint32_t Set_Feature(TQ4_HANDLE h, const char* name, const char* value) {
+    return withDevice("Set_Feature", h, Access::Checked, [&](tq4::gentl::Device& device) {
+        if (!name || !value)
+            return refuse(ZEVO_ERROR_DRIVER_WRONGVALUE, h, "Set_Feature", "failed, because name or value is nullptr.");
+        const auto map = featureMapOf(device, h, "Set_Feature");
+        if (!map) return ZEVO_ERROR_DRIVER_NODRIVER;
+        TQ4_LOG(log::kDetail, h, "Set_Feature: <%s> = <%s>", name, value);
+        switch (tq4::features::writeFeatureText(*map, name, value)) {
+            case tq4::features::WriteOutcome::Done: return ZEVO_NOERROR;
+            case tq4::features::WriteOutcome::Absent:
+                return refuseFeature(ZEVO_ERROR_FEATURE_NOTFOUND, h, "Set_Feature", name, "not found.");
+            case tq4::features::WriteOutcome::NotWritable:
+                return refuseFeature(ZEVO_ERROR_FEATURE_ACCESS, h, "Set_Feature", name, "not writable.");
+            case tq4::features::WriteOutcome::Refused: break;
+        }
+        return refuseFeature(ZEVO_ERROR_FEATURE_VALUE, h, "Set_Feature", name, "does not take the value.");
     });
 }
 

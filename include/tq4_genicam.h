@@ -75,6 +75,11 @@ typedef struct TQ4_OpenStruct {
 #define ZEVO_ERROR_TELEGRAM_RECORDINGON   0x80001022u
 #define ZEVO_ERROR_TELEGRAM_INVALIDFORMAT 0xA0000001u
 
+/* ---- error codes of the feature functions ------------------------------------------------- */
+#define ZEVO_ERROR_FEATURE_NOTFOUND 0x80362041u /* the camera has no feature of that name */
+#define ZEVO_ERROR_FEATURE_ACCESS   0x80362042u /* not readable (Get) or not writable (Set) now */
+#define ZEVO_ERROR_FEATURE_VALUE    0x80362043u /* the feature does not take the value */
+
 /* ---- status words written into caller buffers --------------------------------------------- */
 #define ZEVO_BUFFER_QUEUED    0x80362033u
 #define ZEVO_BUFFER_DONE      0x00000000u
@@ -367,6 +372,40 @@ typedef struct TQ4_OpenStruct {
 /* [45] */ TQ4_API uint32_t Get_Camera_Error(TQ4_HANDLE h, void* record, int32_t length);
 /* [46] */ TQ4_API uint32_t ZEVO_GetVersionTQ4_Genicam(uint32_t* v1, uint32_t* v2, uint32_t* v3, uint32_t* v4);
 /* [47] */ TQ4_API uint32_t ZEVO_GetVersion_genicam(uint32_t* v1, uint32_t* v2, uint32_t* v3, uint32_t* v4);
+
+/* ---- features by name ---------------------------------------------------------------------- */
+/* For tools and scripts beside the telegrams (the camera SDK calls neither): any feature of the
+ * camera's description by its name, as text, the way `tq4cam get` and `set` show and take it.
+ * A standard feature is also found under an older name the camera gives it (ExposureTimeAbs for
+ * ExposureTime). Each call holds the camera's node map for its run; the telegrams and the
+ * acquisition may run meanwhile on other threads.
+ *
+ * Get_Feature: `*size` is the capacity of `value` in bytes; the call writes the bytes the text
+ * needs with its terminating zero into `*size` and, when `value` is not null and the text fits,
+ * the text into `value` (integers in decimal, or hex/IP/MAC form as the description represents
+ * them; floats as %g-like decimals; booleans 0/1; enumerations the current entry's name; strings
+ * as they are; commands and categories an empty text). `kind` (may be null) receives one of the
+ * ZEVO_FEATURE_ kinds below. Results: ZEVO_NOERROR; ZEVO_ERROR_DRIVER_WRONGVALUE (null name or
+ * size); ZEVO_ERROR_FEATURE_NOTFOUND; ZEVO_ERROR_FEATURE_ACCESS (not readable now: kind is still
+ * written); ZEVO_ERROR_DRIVER_WRONGSIZE (the text does not fit: nothing written to `value`, the
+ * needed size in `*size`).
+ *
+ * Set_Feature: `value` converted by the feature's kind (integers also as 0x..; floats in double
+ * precision; booleans 0, 1, true or false; enumerations an entry's name available now); a
+ * command is executed whatever the text. The feature is read back where it is readable and must
+ * hold the value. Results: ZEVO_NOERROR; ZEVO_ERROR_DRIVER_WRONGVALUE (null name or value);
+ * ZEVO_ERROR_FEATURE_NOTFOUND; ZEVO_ERROR_FEATURE_ACCESS (not writable now);
+ * ZEVO_ERROR_FEATURE_VALUE (the text does not convert, or the camera refused or changed it). */
+#define ZEVO_FEATURE_INTEGER     2u
+#define ZEVO_FEATURE_BOOLEAN     3u
+#define ZEVO_FEATURE_COMMAND     4u
+#define ZEVO_FEATURE_FLOAT       5u
+#define ZEVO_FEATURE_STRING      6u
+#define ZEVO_FEATURE_REGISTER    7u
+#define ZEVO_FEATURE_CATEGORY    8u
+#define ZEVO_FEATURE_ENUMERATION 9u
+/* [48] */ TQ4_API uint32_t Get_Feature(TQ4_HANDLE h, const char* name, char* value, uint32_t* size, uint32_t* kind);
+/* [49] */ TQ4_API uint32_t Set_Feature(TQ4_HANDLE h, const char* name, const char* value);
 
 #ifdef __cplusplus
 }

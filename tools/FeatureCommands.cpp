@@ -2,15 +2,13 @@
 // through the transport and node-map classes the driver uses.
 #include <algorithm>
 #include <cctype>
-#include <cmath>
 #include <cstdio>
-#include <cstdlib>
-#include <exception>
 #include <limits>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "features/ByName.h"
 #include "features/Features.h"
 #include "features/NodeMap.h"
 #include "gentl-module/GenTLModule.h"
@@ -80,46 +78,19 @@ std::string limitsOf(NodeMap& map, const char* name, features::InterfaceType typ
 // absent features give an empty text.
 std::string describeFeature(NodeMap& map, const std::string& wanted) {
     std::lock_guard<std::recursive_mutex> lock(map.mutex());
-    features::Node* node = features::featureNode(map, wanted);
-    if (!node) return "";
-    const std::string name = node->GetName();
-    const features::InterfaceType type = node->GetPrincipalInterfaceType();
-    const features::AccessMode access = node->GetAccessMode();
-    std::string value;
-    if (features::IsReadable(access) && type != features::intfICommand && type != features::intfICategory)
-        value = features::getString(map, name.c_str());
-    if (type == features::intfIFloat && features::IsReadable(access)) {
-        std::string unit;
-        features::getFloat(map, name.c_str(), nullptr, nullptr, nullptr, &unit);
-        if (!unit.empty()) value += " " + unit;
-    }
+    const features::FeatureText feature = features::readFeatureText(map, wanted);
+    if (!feature.found) return "";
+    const std::string value = feature.value + (feature.unit.empty() ? "" : " " + feature.unit);
     char line[512];
-    std::snprintf(line, sizeof line, "%-32s %-11s %-2s  %s", name.c_str(), typeName(type), accessName(access),
-                  value.c_str());
+    std::snprintf(line, sizeof line, "%-32s %-11s %-2s  %s", feature.name.c_str(), typeName(feature.type),
+                  accessName(feature.access), value.c_str());
     std::string text = line;
-    if (features::IsReadable(access)) {
-        const std::string limits = limitsOf(map, name.c_str(), type);
+    if (features::IsReadable(feature.access)) {
+        const std::string limits = limitsOf(map, feature.name.c_str(), feature.type);
         if (!limits.empty()) text += "  " + limits;
     }
     while (!text.empty() && text.back() == ' ') text.pop_back();
     return text;
-}
-
-// Whether the camera now holds what was asked for: numbers by value (so "0x10" is 16 and
-// "5000" is 5000.0), everything else by its text.
-bool holdsValue(features::InterfaceType type, const std::string& asked, const std::string& held) {
-    if (type == features::intfIInteger) {
-        char* end = nullptr;
-        const long long value = std::strtoll(asked.c_str(), &end, 0);
-        return *end == '\0' && std::to_string(value) == held;
-    }
-    if (type == features::intfIFloat) {
-        char* end = nullptr;
-        const double value = std::strtod(asked.c_str(), &end);
-        const double now = std::strtod(held.c_str(), nullptr);
-        return *end == '\0' && std::abs(value - now) <= 1e-6 * std::max(1.0, std::abs(value));
-    }
-    return asked == held;
 }
 
 std::string lowerCase(std::string text) {
@@ -286,28 +257,18 @@ int runSet(const GlobalOptions& options, const std::vector<std::string>& assignm
     for (const std::string& assignment : assignments) {
         const std::string name = assignment.substr(0, assignment.find('='));
         const std::string value = assignment.substr(assignment.find('=') + 1);
-        if (!features::isFeaturePresent(map, name.c_str())) {
+        const features::WriteOutcome outcome = features::writeFeatureText(map, name, value);
+        if (outcome == features::WriteOutcome::Absent) {
             complain("camera " + std::to_string(camera->number()) + " has no feature '" + name + "'");
             result = 1;
             continue;
         }
-        if (!features::isFeatureWritable(map, name.c_str())) {
+        if (outcome == features::WriteOutcome::NotWritable) {
             complain("'" + name + "' is not writable now (" + describeFeature(map, name) + ")");
             result = 1;
             continue;
         }
-        bool accepted = false;
-        try {
-            const features::InterfaceType type = features::featureNode(map, name)->GetPrincipalInterfaceType();
-            const bool isEnum = type == features::intfIEnumeration;
-            accepted = (!isEnum || features::hasEnumEntry(map, name.c_str(), value, true)) &&
-                       features::setString(map, name.c_str(), value) &&
-                       (type == features::intfICommand || !features::isFeatureReadable(map, name.c_str()) ||
-                        holdsValue(type, value, features::getString(map, name.c_str())));
-        } catch (const std::exception&) {
-            accepted = false;
-        }
-        if (!accepted) {
+        if (outcome == features::WriteOutcome::Refused) {
             // NOLINTNEXTLINE(performance-inefficient-string-concatenation): one message for a refused value
             complain("'" + name + "' does not take '" + value + "' (" + describeFeature(map, name) + ")");
             result = 1;

@@ -1,6 +1,6 @@
 // The exports as the camera SDK calls them: the handle frame that every camera export runs
 // first and the small exports whose whole behaviour lies in it; Control_Command's own checks
-// before a telegram reaches the dispatcher; opening and closing (open counts, the registry's
+// before a telegram reaches the dispatcher; features by name as text; opening and closing (open counts, the registry's
 // life, numbers in use, reopening, the producer list from the caller or the configuration file).
 
 #include "driver/Lifetime.h"
@@ -37,6 +37,8 @@ const HandleExport kHandleExports[] = {
     {"Set_Image_Parameters", true,
      [](TQ4_HANDLE h) { return Set_Image_Parameters(h, kParameters, sizeof kParameters); }},
     {"Get_Image_Transfer_Mode", true, [](TQ4_HANDLE h) { return Get_Image_Transfer_Mode(h, gRecord, 48); }},
+    {"Get_Feature", true, [](TQ4_HANDLE h) { return Get_Feature(h, "Width", nullptr, &gValue, nullptr); }},
+    {"Set_Feature", true, [](TQ4_HANDLE h) { return Set_Feature(h, "Width", "640"); }},
 };
 // clang-format on
 
@@ -216,6 +218,64 @@ TEST_F(ControlCommandTest, SizeInSizeOutCodeAndTelegramSizeAreChecked) {
 }
 
 // ---- opening and closing ----
+
+// Features by name: the text and kind of each node type, the size query, and every refusal
+// with its own code; a refused value leaves the feature as it was.
+class FeatureExportTest : public World {
+protected:
+    std::string get(TQ4_HANDLE h, const char* name, uint32_t* kind = nullptr, uint32_t* result = nullptr) {
+        char text[256] = "unwritten";
+        uint32_t size = sizeof text;
+        const uint32_t code = Get_Feature(h, name, text, &size, kind);
+        if (result) *result = code;
+        return code == ZEVO_NOERROR ? text : "error " + std::to_string(code);
+    }
+};
+
+TEST_F(FeatureExportTest, FeaturesAreReadAndWrittenByNameAsText) {
+    TQ4_HANDLE& h = open();
+    uint32_t kind = 0;
+    EXPECT_EQ(Set_Feature(h, "ExposureTime", "2500.5"), ZEVO_NOERROR);
+    EXPECT_EQ(get(h, "ExposureTime", &kind), "2500.5");
+    EXPECT_EQ(kind, ZEVO_FEATURE_FLOAT);
+    EXPECT_EQ(Set_Feature(h, "Width", "0x280"), ZEVO_NOERROR);
+    EXPECT_EQ(get(h, "Width", &kind), "640");
+    EXPECT_EQ(kind, ZEVO_FEATURE_INTEGER);
+    EXPECT_EQ(Set_Feature(h, "PixelFormat", "Mono8"), ZEVO_NOERROR);
+    EXPECT_EQ(get(h, "PixelFormat", &kind), "Mono8");
+    EXPECT_EQ(kind, ZEVO_FEATURE_ENUMERATION);
+    EXPECT_EQ(Set_Feature(h, "AcquisitionFrameRateEnable", "true"), ZEVO_NOERROR);
+    EXPECT_EQ(get(h, "AcquisitionFrameRateEnable", &kind), "1");
+    EXPECT_EQ(get(h, "DeviceModelName", &kind).find("SWIR") != std::string::npos, true);
+    EXPECT_EQ(kind, ZEVO_FEATURE_STRING);
+    EXPECT_EQ(get(h, "TriggerSoftware", &kind), "");
+    EXPECT_EQ(kind, ZEVO_FEATURE_COMMAND);
+
+    // The size query, and a text that does not fit.
+    uint32_t size = 0;
+    EXPECT_EQ(Get_Feature(h, "PixelFormat", nullptr, &size, nullptr), ZEVO_NOERROR);
+    EXPECT_EQ(size, 6u);
+    char small[5] = "keep";
+    size = sizeof small;
+    EXPECT_EQ(Get_Feature(h, "PixelFormat", small, &size, nullptr), ZEVO_ERROR_DRIVER_WRONGSIZE);
+    EXPECT_EQ(size, 6u);
+    EXPECT_STREQ(small, "keep");
+
+    EXPECT_EQ(Set_Feature(h, "ExposureTime", "fast"), ZEVO_ERROR_FEATURE_VALUE);
+    EXPECT_EQ(Set_Feature(h, "PixelFormat", "RGB8"), ZEVO_ERROR_FEATURE_VALUE);
+    EXPECT_EQ(Set_Feature(h, "Width", "641.5"), ZEVO_ERROR_FEATURE_VALUE);
+    EXPECT_EQ(get(h, "ExposureTime"), "2500.5");
+    EXPECT_EQ(get(h, "PixelFormat"), "Mono8");
+    EXPECT_TRUE(logged("Set_Feature: <ExposureTime> does not take the value.", log::kError));
+    EXPECT_EQ(Set_Feature(h, "DeviceModelName", "other"), ZEVO_ERROR_FEATURE_ACCESS);
+    EXPECT_EQ(Set_Feature(h, "NoSuchFeature", "1"), ZEVO_ERROR_FEATURE_NOTFOUND);
+    uint32_t result = 0;
+    get(h, "NoSuchFeature", nullptr, &result);
+    EXPECT_EQ(result, ZEVO_ERROR_FEATURE_NOTFOUND);
+    EXPECT_TRUE(logged("Get_Feature: <NoSuchFeature> not found.", log::kError));
+    EXPECT_EQ(Get_Feature(h, nullptr, nullptr, &size, nullptr), ZEVO_ERROR_DRIVER_WRONGVALUE);
+    EXPECT_EQ(Set_Feature(h, "Width", nullptr), ZEVO_ERROR_DRIVER_WRONGVALUE);
+}
 
 class OpenCloseTest : public World {};
 

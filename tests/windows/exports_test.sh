@@ -22,7 +22,9 @@ expected="1 Open_Cam
 19 Get_Image_Transfer_Mode
 45 Get_Camera_Error
 46 ZEVO_GetVersionTQ4_Genicam
-47 ZEVO_GetVersion_genicam"
+47 ZEVO_GetVersion_genicam
+48 Get_Feature
+49 Set_Feature"
 table="$(x86_64-w64-mingw32-objdump -p "$dll")"
 base="$(sed -n 's/^Export Address Table -- Ordinal Base \([0-9]*\).*/\1/p' <<<"$table")"
 # "[Ordinal/Name Pointer] Table": "[ordinal - base] name" (binutils 2.40).
