@@ -73,6 +73,32 @@ def test_settings_round_trip_and_identity(camera):
     assert -60.0 < camera.temperature.sensor < 60.0
 
 
+def test_features_by_name_meet_the_telegrams(camera):
+    features = camera.features
+    features["ExposureTime"] = 1500.0
+    assert features["ExposureTime"] == 1500.0 and features.kind("ExposureTime") == "Float"
+    assert camera.exposure_time == 1500.0  # the telegram sees what the feature holds
+    camera.pixel_format = "Mono12"
+    assert features["PixelFormat"] == "Mono12"
+    features["AcquisitionFrameRateEnable"] = True
+    assert features["AcquisitionFrameRateEnable"] is True
+    assert isinstance(features["Width"], int) and "3101" in features["DeviceSerialNumber"]
+    assert "Gain" not in features and "Width" in features
+
+    for name, value, error in [
+        ("NoSuchFeature", 1, "ZEVO_ERROR_FEATURE_NOTFOUND"),
+        ("DeviceModelName", "other", "ZEVO_ERROR_FEATURE_ACCESS"),
+        ("PixelFormat", "RGB8", "ZEVO_ERROR_FEATURE_VALUE"),
+    ]:
+        with pytest.raises(Tq4Error) as refused:
+            features[name] = value
+        assert refused.value.name == error, name
+    with pytest.raises(ValueError):
+        features.execute("Width")
+    camera.trigger = "software"
+    features.execute("TriggerSoftware")
+
+
 @pytest.mark.parametrize("pixel_format, dtype", [("Mono8", np.uint8), ("Mono12", np.uint16)])
 def test_grab_returns_the_buffers_the_driver_filled(camera, queued, pixel_format, dtype):
     camera.pixel_format = pixel_format

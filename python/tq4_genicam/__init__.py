@@ -29,6 +29,7 @@ from .camera import (
     Versions,
     telegram,
 )
+from .features import Features
 
 __all__ = [
     "LIBRARY_VARIABLE",
@@ -39,6 +40,7 @@ __all__ = [
     "Binning",
     "Camera",
     "Command",
+    "Features",
     "Frame",
     "Region",
     "Temperatures",

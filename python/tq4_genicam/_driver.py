@@ -46,6 +46,9 @@ RESULT_NAMES = {
     0x80001021: "ZEVO_ERROR_TELEGRAM_NOTARMED",
     0x80001022: "ZEVO_ERROR_TELEGRAM_RECORDINGON",
     0xA0000001: "ZEVO_ERROR_TELEGRAM_INVALIDFORMAT",
+    0x80362041: "ZEVO_ERROR_FEATURE_NOTFOUND",
+    0x80362042: "ZEVO_ERROR_FEATURE_ACCESS",
+    0x80362043: "ZEVO_ERROR_FEATURE_VALUE",
     0x80362033: "ZEVO_BUFFER_QUEUED",
     0x80362018: "ZEVO_BUFFER_FAILED",
     0x80362010: "ZEVO_BUFFER_CANCELLED",
@@ -102,6 +105,8 @@ _PROTOTYPES = {
     "Get_Pending_Buffer": [_HANDLE, ctypes.POINTER(_U32)],
     "Get_Image_Transfer_Mode": [_HANDLE, ctypes.c_void_p, ctypes.c_int32],
     "ZEVO_GetVersionTQ4_Genicam": [ctypes.POINTER(_U32)] * 4,
+    "Get_Feature": [_HANDLE, ctypes.c_char_p, ctypes.c_char_p, ctypes.POINTER(_U32), ctypes.POINTER(_U32)],
+    "Set_Feature": [_HANDLE, ctypes.c_char_p, ctypes.c_char_p],
 }
 
 

@@ -28,6 +28,7 @@ from ._driver import (
     driver_version,
     library,
 )
+from .features import Features
 
 
 class Command(enum.IntEnum):
@@ -389,6 +390,16 @@ class Camera:
     def is_open(self):
         return self._handle is not None
 
+    def _open_handle(self):
+        if self._handle is None:
+            raise RuntimeError("the camera is closed")
+        return self._handle
+
+    @property
+    def features(self):
+        """The camera's features by name (see Features)."""
+        return Features(self)
+
     def __enter__(self):
         return self
 
@@ -400,11 +411,9 @@ class Camera:
     def send(self, code, payload=b"", check=True):
         """Sends one telegram through Control_Command and returns the answer's bytes (empty when
         none came back). A result other than 0 raises Tq4Error unless ``check`` is False."""
-        if self._handle is None:
-            raise RuntimeError("the camera is closed")
         request = telegram(code, payload)
         response = ctypes.create_string_buffer(RESPONSE_CAPACITY)
-        code_result = self._lib.Control_Command(self._handle, request, len(request), response, RESPONSE_CAPACITY)
+        code_result = self._lib.Control_Command(self._open_handle(), request, len(request), response, RESPONSE_CAPACITY)
         raw = response.raw
         answer = raw[: min(struct.unpack_from("<H", raw, 2)[0], RESPONSE_CAPACITY)]
         if code_result and check:
