@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstring>
 
-#include "platform/Platform.h"
 #include "stream/Timestamp.h"
 
 namespace zevo {
@@ -68,17 +67,7 @@ void drawNumber(const PixelWriter& out, const ImageGeometry& g, uint32_t x0, uin
 // time and the microseconds of `timeNs` (since 1970) as BCD bytes in the first 14 pixels, each
 // byte in the top 8 of the pixel's significant bits as the image data stores them.
 void writeCameraStamp(uint8_t* dst, size_t bytes, const ImageGeometry& g, uint64_t frameId, uint64_t timeNs) {
-    constexpr uint64_t kPerSecond = 1000000000u;
-    const tq4::platform::LocalTime local = tq4::platform::localTimeAt(int64_t(timeNs / kPerSecond));
-    tq4::stream::StampMoment moment;
-    moment.imageCounter = frameId;
-    moment.year = local.year;
-    moment.month = local.month;
-    moment.day = local.day;
-    moment.hour = local.hour;
-    moment.minute = local.minute;
-    moment.second = local.second;
-    moment.microseconds = uint32_t(timeNs % kPerSecond / 1000);
+    const tq4::stream::StampMoment moment = tq4::stream::stampMomentAt(frameId, timeNs);
     const uint32_t bpp = bytesPerPixel(g.format->bits);
     const unsigned significant = bpp == 2 && g.format->msb ? 16u : g.format->bits;
     tq4::stream::writeBinaryStamp(dst, bytes, tq4::stream::StampPixels{bpp, significant}, moment);

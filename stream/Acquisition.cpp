@@ -21,8 +21,6 @@ using gentl::low32;
 
 namespace {
 
-constexpr uint64_t kNanosecondsPerSecond = 1000000000;
-
 int asInt(uint64_t value) { return static_cast<int>(value); }
 
 // How a pixel of the caller's image holds its data, given the copy's rules.
@@ -259,16 +257,7 @@ void Acquisition::stampImage(const ZevoBuffer& target, GenTL::BUFFER_HANDLE buff
                 status);
         return;
     }
-    const platform::LocalTime local = platform::localTimeAt(static_cast<int64_t>(nanoseconds / kNanosecondsPerSecond));
-    StampMoment moment;
-    moment.imageCounter = imageCounter_;
-    moment.year = local.year;
-    moment.month = local.month;
-    moment.day = local.day;
-    moment.hour = local.hour;
-    moment.minute = local.minute;
-    moment.second = local.second;
-    moment.microseconds = static_cast<uint32_t>((nanoseconds % kNanosecondsPerSecond) / 1000);
+    const StampMoment moment = stampMomentAt(imageCounter_, nanoseconds);
     const PixelLayout layout = layoutOf(settings_.bitsPerPixel, settings_.bitAlignment, msb);
     const StampPixels pixels{layout.bytesPerPixel == 2 ? 2u : 1u, layout.significantBits};
     const std::size_t bytes = static_cast<std::size_t>(std::min<uint64_t>(target.size, settings_.payloadSize));

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdio>
 
+#include "platform/Platform.h"
 #include "stream/Glyphs.h"
 
 namespace tq4::stream {
@@ -90,6 +91,21 @@ bool fitsReadable(std::size_t imageBytes, StampPixels pixels, uint64_t width, ui
 }
 
 }  // namespace
+
+StampMoment stampMomentAt(uint64_t imageCounter, uint64_t nanosecondsSince1970) {
+    constexpr uint64_t kPerSecond = 1000000000u;
+    const platform::LocalTime local = platform::localTimeAt(static_cast<int64_t>(nanosecondsSince1970 / kPerSecond));
+    StampMoment moment;
+    moment.imageCounter = imageCounter;
+    moment.year = local.year;
+    moment.month = local.month;
+    moment.day = local.day;
+    moment.hour = local.hour;
+    moment.minute = local.minute;
+    moment.second = local.second;
+    moment.microseconds = static_cast<uint32_t>(nanosecondsSince1970 % kPerSecond / 1000);
+    return moment;
+}
 
 void writeBinaryStamp(void* image, std::size_t imageBytes, StampPixels pixels, const StampMoment& moment) {
     if (!knownPixelSize(pixels)) return;

@@ -24,6 +24,9 @@ struct StampMoment {
     uint32_t microseconds = 0;
 };
 
+// The moment of image `imageCounter` taken at `nanosecondsSince1970`, in local time.
+StampMoment stampMomentAt(uint64_t imageCounter, uint64_t nanosecondsSince1970);
+
 // The binary stamp: the first kBinaryStampPixels pixels of row 0, each holding one BCD byte
 // (tens digit in the high nibble, units digit in the low nibble).
 //   pixels  0-3   the image counter, 8 digits (modulo 10^8), most significant pair first
