@@ -76,21 +76,24 @@ class Features:
         if code:
             raise Tq4Error(code, "Set_Feature %s" % name)
 
-    def __contains__(self, name):
+    def _query(self, name):
+        """Get_Feature's size query: (result, kind name)."""
         lib, handle = self._camera._lib, self._camera._open_handle()
+        kind = ctypes.c_uint32(0)
         size = ctypes.c_uint32(0)
-        return lib.Get_Feature(handle, name.encode(), None, ctypes.byref(size), None) != FEATURE_NOTFOUND
+        code = lib.Get_Feature(handle, name.encode(), None, ctypes.byref(size), ctypes.byref(kind))
+        return code, KINDS.get(kind.value, "Node")
+
+    def __contains__(self, name):
+        return self._query(name)[0] != FEATURE_NOTFOUND
 
     def kind(self, name):
         """"Integer", "Float", "Boolean", "String", "Enumeration", "Command", "Register" or
         "Category"."""
-        kind = ctypes.c_uint32(0)
-        size = ctypes.c_uint32(0)
-        lib, handle = self._camera._lib, self._camera._open_handle()
-        code = lib.Get_Feature(handle, name.encode(), None, ctypes.byref(size), ctypes.byref(kind))
+        code, kind = self._query(name)
         if code == FEATURE_NOTFOUND:
             raise Tq4Error(code, "Get_Feature %s" % name)
-        return KINDS.get(kind.value, "Node")
+        return kind
 
     def execute(self, name):
         """Runs a command feature (TriggerSoftware, AcquisitionStart, ...)."""
